@@ -1,0 +1,62 @@
+# SPDX-License-Identifier: MIT
+# Thin over the CMake presets. On a bare Debian 12, as root or with sudo: `make demo`, `make test`.
+JOBS ?= $(shell nproc)
+
+FUZZ_SECONDS ?= 30
+
+.PHONY: help packages build test demo bench lint sanitize asan tsan rtsan fuzz docs clean
+
+help:
+	@sed -n 's/^## //p' Makefile
+
+packages:
+	@bash packaging/install_packages.sh
+
+configure-%: packages
+	@cmake --preset $* >/dev/null || cmake --preset $*
+
+build: configure-dev
+	cmake --build --preset dev -j $(JOBS)
+
+## make demo      render a real song through a plug-in's node to demo.wav
+demo: configure-release
+	cmake --build --preset release -j $(JOBS) --target mlox_tool
+	bash tools/demo.sh build/release/tools/mlox/mlox
+
+## make test      build everything and run every test
+test: build
+	ctest --preset dev -j $(JOBS)
+
+## make bench     measure ours beside its peers, table at the end
+bench: configure-bench
+	cmake --build --preset bench -j $(JOBS)
+	bash bench/run.sh build/bench
+
+## make lint      clang-format and clang-tidy
+lint: configure-dev-clang
+	bash packaging/lint.sh build/dev-clang $(JOBS)
+
+## make sanitize  the whole suite under ThreadSanitizer, Address+UB+Leak, RealtimeSanitizer
+sanitize: tsan asan rtsan
+
+asan tsan: %: configure-%
+	cmake --build --preset $* -j $(JOBS)
+	bash packaging/sanitize.sh $* $(JOBS)
+
+# RealtimeSanitizer looks at what is marked as non-blocking: the reader's path and what it stands on.
+rtsan: configure-rtsan
+	cmake --build --preset rtsan -j $(JOBS) --target test_cmn test_mlox_mlox_directmidi
+	bash packaging/sanitize.sh rtsan $(JOBS) -R '^(cmn|mlox/mlox_directmidi)/'
+
+## make fuzz      every fuzz target for FUZZ_SECONDS (30)
+fuzz: configure-fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	bash fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
+## make docs      the Doxygen site in build/docs; a warning is an error
+docs: packages
+	mkdir -p build/docs
+	doxygen docs/Doxyfile
+
+clean:
+	rm -rf build

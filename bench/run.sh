@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# usage: run.sh BUILD_FOLDER   runs every benchmark program that lies in the build; tables on standard output, JSON beside
+# the programs
+set -euo pipefail
+folder=${1:?usage: run.sh BUILD_FOLDER}/bench
+for program in "$folder"/*_bench; do
+  "$program" --out="$folder"
+  echo
+done

@@ -1,0 +1,2 @@
+// SPDX-License-Identifier: MIT
+#include "cmn/cmn_version.h"

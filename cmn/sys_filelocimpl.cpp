@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "cmn/sys_filelocimpl.h"
+
+Sys_FileLocImpl::~Sys_FileLocImpl() = default;

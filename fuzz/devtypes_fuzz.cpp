@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// A device type document of any bytes is read twice by one parser, which keeps its roots or refuses them; the
+// last byte of the input chooses.
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fuzz/fuzz_document.h"
+#include "midixml/mlox_devicetypesparser.h"
+
+namespace {
+
+class Parser : public Mlox_DeviceTypesParser {
+ public:
+  Parser(const std::string& iFile, bool iKeep) : Mlox_DeviceTypesParser("", iFile.c_str(), 0), mKeep(iKeep) {}
+
+  int mHanded = 0;
+
+ protected:
+  bool HandleDeviceTypes(MIDIDeviceTypesObj* iRootP) override {
+    ++mHanded;
+    if (mKeep) mRoots.emplace_back(iRootP);
+    return mKeep;
+  }
+
+ private:
+  bool mKeep;
+  std::vector<std::unique_ptr<MIDIDeviceTypesObj>> mRoots;
+};
+
+bool Reads(Parser& ioParser) {
+  try {
+    ioParser.Parse();
+  } catch (int) {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iDataP, std::size_t iSize) {
+  if (iSize == 0) return 0;
+  const Fuzz_Document document(iDataP, iSize - 1);
+  Parser parser(document.Path(), (iDataP[iSize - 1] & 1) != 0);
+  const bool isGood = Reads(parser);
+  Fuzz_Require(parser.mHanded <= 1, "a document has one root");
+  const int handed = parser.mHanded;
+  parser.Reset("");
+  const bool isGoodAgain = Reads(parser);
+  Fuzz_Require(!isGood || (isGoodAgain && parser.mHanded == 2 * handed), "a good document is good twice");
+  return 0;
+}

@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: MIT
+#include "midixml/sharedobject.h"
+
+namespace midixml {
+
+SharedObject::~SharedObject() = default;
+
+}  // namespace midixml

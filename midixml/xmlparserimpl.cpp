@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: MIT
+#include "midixml/xmlparserimpl.h"
+
+namespace midixml {
+
+XMLParserImpl::~XMLParserImpl() = default;
+
+}  // namespace midixml

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// The back reference of a buffered delivery.
+#pragma once
+
+/// Who made a buffered delivery, and hears of its end.
+class Mlox_DM_BufferedDelivery_Owner {
+ public:
+  virtual ~Mlox_DM_BufferedDelivery_Owner() = default;
+
+  /// The delivery's last reference is gone. [any] On the thread that dropped it.
+  virtual void BufferedDeliveryReleased() = 0;
+};

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "platform/directmusic/drivers.h"
+
+#if !defined(_WIN32)
+
+#include <cstdlib>
+#include <sstream>
+
+#include "cmn/sys_utils.h"
+#include "platform/directmusic/loopback/loopback_driver.h"
+
+namespace {
+
+template <class Driver>
+std::unique_ptr<Platform_Driver> Make() {
+  return std::make_unique<Driver>();
+}
+
+struct Row {
+  const char* mName;
+  std::unique_ptr<Platform_Driver> (*mMake)();
+};
+
+constexpr Row kRows[] = {
+    {"loopback", Make<Platform_LoopbackDriver>},
+};
+
+std::vector<std::string> SplitNames(const std::string& iText) {
+  std::vector<std::string> names;
+  std::istringstream text(iText);
+  for (std::string name; std::getline(text, name, ',');) {
+    if (!name.empty()) {
+      names.push_back(name);
+    }
+  }
+  return names;
+}
+
+std::unique_ptr<Platform_Driver> Started(const std::string& iName, Platform_DriverHost* iHostP) {
+  std::unique_ptr<Platform_Driver> driver = Platform_MakeDriver(iName);
+  std::string reason = "this build does not have it";
+  if (driver != nullptr && driver->Start(iHostP, reason)) {
+    return driver;
+  }
+  Sys_Utils::DebugString("mlox: MIDI driver " + iName + " is not used: " + reason);
+  return nullptr;
+}
+
+}  // namespace
+
+std::vector<std::string> Platform_DriverNames() {
+  std::vector<std::string> names;
+  for (const Row& row : kRows) {
+    names.emplace_back(row.mName);
+  }
+  return names;
+}
+
+std::unique_ptr<Platform_Driver> Platform_MakeDriver(const std::string& iName) {
+  for (const Row& row : kRows) {
+    if (iName == row.mName) {
+      return row.mMake();
+    }
+  }
+  return nullptr;
+}
+
+std::vector<std::unique_ptr<Platform_Driver>> Platform_StartDrivers(Platform_DriverHost* iHostP) {
+  const char* const chosen = std::getenv("MLOX_MIDI_DRIVERS");
+  const bool isChosen = chosen != nullptr && *chosen != '\0';
+  std::vector<std::unique_ptr<Platform_Driver>> drivers;
+  for (const std::string& name : isChosen ? SplitNames(chosen) : Platform_DriverNames()) {
+    if (std::unique_ptr<Platform_Driver> driver = Started(name, iHostP)) {
+      drivers.push_back(std::move(driver));
+      if (!isChosen) {
+        break;
+      }
+    }
+  }
+  return drivers;
+}
+
+#endif

@@ -1,0 +1,344 @@
+// SPDX-License-Identifier: MIT
+#include "cmn/mem2_masterallocator.h"
+
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <set>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "tests/support/assert_recorder.h"
+#include "tests/support/sanitizers.h"
+
+namespace {
+
+using Counters = Mem2_MasterAllocator::Counters;
+using Presize = Mem2_MasterAllocator::Presize;
+
+bool IsAligned(const void* iBlockP) { return reinterpret_cast<std::uintptr_t>(iBlockP) % 16 == 0; }
+
+TEST(Mem2_MasterAllocatorTest, ABlockHoldsWhatWasAskedForAndIsAlignedTo16) {
+  Mem2_MasterAllocator pool;
+  for (const int size : {0, 1, 47, 48, 49, 112, 136, 1008, 1009, 1025, 4096, 100000}) {
+    SCOPED_TRACE(size);
+    void* blockP = pool.Alloc(size, nullptr);
+    ASSERT_NE(blockP, nullptr);
+    EXPECT_TRUE(IsAligned(blockP));
+    std::memset(blockP, 0x5A, static_cast<std::size_t>(size));
+    pool.Free(blockP, nullptr);
+  }
+  EXPECT_EQ(pool.GetCounters().mBlocksInUse, 0u);
+  EXPECT_EQ(pool.GetCounters().mRefused, 0u);
+}
+
+TEST(Mem2_MasterAllocatorTest, BlocksOfAllSizesDontOverlap) {
+  Mem2_MasterAllocator pool;
+  std::vector<std::pair<unsigned char*, std::size_t>> blocks;
+  unsigned char mark = 0;
+  for (int size = 1; size < 300000; size = size * 5 / 4 + 1) {
+    auto* blockP = static_cast<unsigned char*>(pool.Alloc(size, nullptr));
+    ASSERT_NE(blockP, nullptr);
+    std::memset(blockP, ++mark, static_cast<std::size_t>(size));
+    blocks.emplace_back(blockP, static_cast<std::size_t>(size));
+  }
+  mark = 0;
+  for (const auto& [blockP, size] : blocks) {
+    ++mark;
+    EXPECT_EQ(blockP[0], mark);
+    EXPECT_EQ(blockP[size - 1], mark);
+    pool.Free(blockP, nullptr);
+  }
+  EXPECT_EQ(pool.GetCounters().mBlocksInUse, 0u);
+}
+
+TEST(Mem2_MasterAllocatorTest, BlocksOfSeveralMegabytesComeAndGo) {
+  const Presize presize[] = {{64, 64}};
+  Mem2_MasterAllocator pool(presize);
+  constexpr int kSize = 5 * 1024 * 1024;
+  auto* blockP = static_cast<char*>(pool.Alloc(kSize, nullptr));
+  ASSERT_NE(blockP, nullptr);
+  blockP[0] = 1;
+  blockP[kSize - 1] = 2;
+  pool.Free(blockP, nullptr);
+  const std::uint64_t bytes = pool.GetCounters().mBytes;
+  EXPECT_EQ(pool.Alloc(kSize, nullptr), blockP) << "the pool kept the block";
+  EXPECT_EQ(pool.GetCounters().mBytes, bytes);
+  pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, SizesThatCantBeAreRefusedWithNullAndCounted) {
+  Mem2_MasterAllocator pool;
+  EXPECT_EQ(pool.Alloc(-1, nullptr), nullptr);
+  EXPECT_EQ(pool.Alloc(INT_MIN, nullptr), nullptr);
+  EXPECT_EQ(pool.Alloc(INT_MAX, nullptr), nullptr);
+  EXPECT_EQ(pool.Alloc(Mem2_MasterAllocator::kMaxBlockSize + 1, nullptr), nullptr);
+  EXPECT_EQ(pool.GetCounters().mRefused, 4u);
+}
+
+TEST(Mem2_MasterAllocatorTest, WithoutMemoryInTheSystemTheAnswerIsNull) {
+  const Presize presize[] = {{64, 64}};
+  Mem2_MasterAllocator pool(presize);
+  // Every block of the largest size must be mapped; the address space that the process may have ends first.
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_DATA, &before), 0);
+  rlimit tight = before;
+  tight.rlim_cur = 64 * 1024 * 1024;
+  ASSERT_EQ(setrlimit(RLIMIT_DATA, &tight), 0);
+  void* blockP = pool.Alloc(200 * 1024 * 1024, nullptr);
+  ASSERT_EQ(setrlimit(RLIMIT_DATA, &before), 0);
+  EXPECT_EQ(blockP, nullptr);
+  EXPECT_EQ(pool.GetCounters().mRefused, 1u);
+  EXPECT_EQ(pool.GetCounters().mGrownInPlace, 0u);
+}
+
+TEST(Mem2_MasterAllocatorTest, FreeOfNullIsIgnored) {
+  Test_AssertRecorder recorder;
+  Mem2_MasterAllocator pool;
+  pool.Free(nullptr, nullptr);
+  EXPECT_EQ(recorder.Count(), 0);
+}
+
+TEST(Mem2_MasterAllocatorTest, ASecondFreeIsReportedAndIgnored) {
+  Mem2_MasterAllocator pool;
+  void* blockP = pool.Alloc(136, nullptr);
+  void* otherP = pool.Alloc(136, nullptr);
+  pool.Free(blockP, nullptr);
+  Test_AssertRecorder recorder;
+  pool.Free(blockP, nullptr);
+  EXPECT_EQ(recorder.Count("(before & mask) == 0"), 1);
+  EXPECT_EQ(pool.GetCounters().mBadFrees, 1u);
+  EXPECT_EQ(pool.GetCounters().mBlocksInUse, 1u);
+  pool.Free(otherP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, ABlockFromElsewhereIsReportedAndIgnored) {
+  Mem2_MasterAllocator pool;
+  Test_AssertRecorder recorder;
+  alignas(16) unsigned char memory[64] = {};
+  pool.Free(memory + 32, nullptr);
+  EXPECT_EQ(recorder.Count("headerP->mMagic == kMagic"), 1);
+}
+
+TEST(Mem2_MasterAllocatorTest, StatisticsArePassedThroughUntouched) {
+  Mem2_MasterAllocator pool;
+  Mem2_MasterAllocator::Statistics statistics;
+  statistics.mNameP = "name";
+  statistics.mUser[0] = 1;
+  statistics.mUser[1] = 2;
+  statistics.mUser[2] = 3;
+  const Mem2_MasterAllocator::Statistics before = statistics;
+  pool.Free(pool.Alloc(136, &statistics), &statistics);
+  EXPECT_EQ(std::memcmp(&statistics, &before, sizeof before), 0);
+}
+
+TEST(Mem2_MasterAllocatorTest, PresizedBlocksAreAllThereWithoutGrowth) {
+  const Presize presize[] = {{136, 100}};
+  Mem2_MasterAllocator pool(presize);
+  EXPECT_EQ(pool.GetCounters().mBlocks, 100u);
+  std::set<void*> blocks;
+  for (int i = 0; i < 100; ++i) blocks.insert(pool.Alloc(136, nullptr));
+  EXPECT_EQ(blocks.size(), 100u);
+  EXPECT_EQ(blocks.count(nullptr), 0u);
+  EXPECT_EQ(pool.GetCounters().mGrownInPlace, 0u);
+  EXPECT_EQ(pool.GetCounters().mBlocksInUse, 100u);
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, GrowthInPlaceIsTheLastResortAndCounted) {
+  const Presize presize[] = {{136, 10}};
+  Mem2_MasterAllocator pool(presize);
+  std::vector<void*> blocks;
+  for (int i = 0; i < 10; ++i) blocks.push_back(pool.Alloc(136, nullptr));
+  EXPECT_EQ(pool.GetCounters().mGrownInPlace, 0u);
+  blocks.push_back(pool.Alloc(136, nullptr));
+  ASSERT_NE(blocks.back(), nullptr);
+  EXPECT_EQ(pool.GetCounters().mGrownInPlace, 1u);
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, GrowAheadKeepsHalfOfTheBlocksFree) {
+  const Presize presize[] = {{136, 100}};
+  Mem2_MasterAllocator pool(presize);
+  std::vector<void*> blocks;
+  for (int i = 0; i < 50; ++i) blocks.push_back(pool.Alloc(136, nullptr));
+  pool.GrowAhead();
+  EXPECT_EQ(pool.GetCounters().mBlocks, 100u) << "half of them are free already";
+  blocks.push_back(pool.Alloc(136, nullptr));
+  pool.GrowAhead();
+  EXPECT_EQ(pool.GetCounters().mBlocks, 200u);
+  EXPECT_EQ(pool.GetCounters().mGrownAhead, 1u);
+  for (int i = 0; i < 149; ++i) blocks.push_back(pool.Alloc(136, nullptr));
+  EXPECT_EQ(pool.GetCounters().mGrownInPlace, 0u) << "what was grown ahead is used";
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, GrowAllAheadReachesEveryLivingPool) {
+  const Presize presize[] = {{136, 4}};
+  Mem2_MasterAllocator first(presize);
+  Mem2_MasterAllocator second(presize);
+  { const Mem2_MasterAllocator ended(presize); }
+  std::vector<std::pair<Mem2_MasterAllocator*, void*>> blocks;
+  for (int i = 0; i < 3; ++i) {
+    blocks.emplace_back(&first, first.Alloc(136, nullptr));
+    blocks.emplace_back(&second, second.Alloc(136, nullptr));
+  }
+  Mem2_MasterAllocator::GrowAllAhead();
+  EXPECT_EQ(first.GetCounters().mBlocks, 8u);
+  EXPECT_EQ(second.GetCounters().mBlocks, 8u);
+  for (const auto& [poolP, blockP] : blocks) poolP->Free(blockP, nullptr);
+}
+
+// Takes from the calling thread, for good, the right to pin memory beyond the limit, which root would have.
+bool DropRightToPin() {
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct data[2] = {};
+  if (syscall(SYS_capget, &header, data) != 0) return false;
+  data[0].effective &= ~(1u << CAP_IPC_LOCK);
+  return syscall(SYS_capset, &header, data) == 0;
+}
+
+TEST(Mem2_MasterAllocatorTest, AFailedPinIsCountedAndThePoolWorks) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_MEMLOCK, &before), 0);
+  rlimit none = before;
+  none.rlim_cur = 0;
+  ASSERT_EQ(setrlimit(RLIMIT_MEMLOCK, &none), 0);
+  std::thread([] {
+    ASSERT_TRUE(DropRightToPin());
+    const Presize presize[] = {{136, 10}};
+    Mem2_MasterAllocator pool(presize);
+    EXPECT_EQ(pool.GetCounters().mLockFailures, Test_kPinningIsFaked ? 0u : 1u);
+    void* blockP = pool.Alloc(136, nullptr);
+    ASSERT_NE(blockP, nullptr);
+    std::memset(blockP, 1, 136);
+    pool.Free(blockP, nullptr);
+  }).join();
+  ASSERT_EQ(setrlimit(RLIMIT_MEMLOCK, &before), 0);
+}
+
+TEST(Mem2_MasterAllocatorTest, AbandonedBlocksAreCountedAndStayOut) {
+  const Presize presize[] = {{136, 10}};
+  Mem2_MasterAllocator pool(presize);
+  pool.Alloc(136, nullptr);
+  pool.Alloc(136, nullptr);
+  pool.CountAbandoned(2);
+  EXPECT_EQ(pool.GetCounters().mAbandoned, 2u);
+  EXPECT_EQ(pool.GetCounters().mBlocksInUse, 2u);
+}
+
+TEST(Mem2_MasterAllocatorTest, TheSharedPoolIsOneAndServesLongMessages) {
+  Mem2_MasterAllocator& pool = Mem2_MasterAllocator::Shared();
+  EXPECT_EQ(&pool, &Mem2_MasterAllocator::Shared());
+  void* blockP = pool.Alloc(3000, nullptr);
+  ASSERT_NE(blockP, nullptr);
+  pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, AgreesWithAModelOverRandomOperations) {
+  for (std::uint32_t seed = 1; seed <= 20; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const Presize presize[] = {{136, 70}, {500, 3}};
+    Mem2_MasterAllocator pool(presize);
+    struct Block {
+      unsigned char* mBlockP;
+      std::size_t mSize;
+      unsigned char mMark;
+    };
+    std::vector<Block> model;
+    for (int step = 0; step < 3000; ++step) {
+      if (random() % 2 == 0 || model.empty()) {
+        const int size = 1 + static_cast<int>(random() % (random() % 8 == 0 ? 20000u : 600u));
+        const auto mark = static_cast<unsigned char>(random());
+        auto* blockP = static_cast<unsigned char*>(pool.Alloc(size, nullptr));
+        ASSERT_NE(blockP, nullptr);
+        std::memset(blockP, mark, static_cast<std::size_t>(size));
+        model.push_back({blockP, static_cast<std::size_t>(size), mark});
+      } else {
+        std::swap(model[random() % model.size()], model.back());
+        const Block block = model.back();
+        model.pop_back();
+        for (std::size_t i = 0; i < block.mSize; ++i) ASSERT_EQ(block.mBlockP[i], block.mMark);
+        pool.Free(block.mBlockP, nullptr);
+      }
+      if (step % 500 == 0) pool.GrowAhead();
+    }
+    EXPECT_EQ(pool.GetCounters().mBlocksInUse, model.size());
+    for (const Block& block : model) pool.Free(block.mBlockP, nullptr);
+    EXPECT_EQ(pool.GetCounters().mBlocksInUse, 0u);
+  }
+}
+
+// Threads take blocks, hand them to each other and give back what they got; each checks that a block it holds
+// is held by nobody else.
+TEST(Mem2_MasterAllocatorStressTest, NoBlockIsOutTwice) {
+  const Presize presize[] = {{136, 40}};
+  Mem2_MasterAllocator pool(presize);
+  constexpr std::size_t kPlaces = 32;
+  constexpr int kThreads = 4;
+  std::atomic<std::atomic<int>*> places[kPlaces] = {};
+  std::atomic<int> clashes{0};
+  std::atomic<int> handedOver{0};
+  auto work = [&](std::uint32_t iSeed) {
+    std::mt19937 random(iSeed);
+    for (int step = 0; step < 20000; ++step) {
+      auto* blockP = new (pool.Alloc(136, nullptr)) std::atomic<int>(0);
+      if (blockP->fetch_add(1) != 0) ++clashes;
+      std::atomic<int>* otherP = places[random() % kPlaces].exchange(blockP);
+      if (otherP == nullptr) continue;
+      ++handedOver;
+      if (otherP->fetch_add(1) != 1) ++clashes;
+      pool.Free(otherP, nullptr);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (std::uint32_t seed = 0; seed < kThreads; ++seed) threads.emplace_back(work, seed);
+  for (int i = 0; i < 20; ++i) {
+    pool.GrowAhead();
+    std::this_thread::yield();
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (auto& place : places) pool.Free(place.load(), nullptr);
+  EXPECT_EQ(clashes.load(), 0);
+  EXPECT_GT(handedOver.load(), kThreads * 20000 / 2);
+  const Counters counters = pool.GetCounters();
+  EXPECT_EQ(counters.mBlocksInUse, 0u);
+  EXPECT_EQ(counters.mBadFrees, 0u);
+  EXPECT_EQ(counters.mRefused, 0u);
+}
+
+// Thread after thread takes the last blocks of a pool and grows it in place.
+TEST(Mem2_MasterAllocatorStressTest, GrowthInPlaceByManyThreadsLosesNothing) {
+  const Presize presize[] = {{136, 1}};
+  Mem2_MasterAllocator pool(presize);
+  constexpr int kThreads = 4;
+  constexpr int kEach = 3000;
+  std::vector<std::vector<void*>> blocks(kThreads);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (int i = 0; i < kEach; ++i)
+        blocks[static_cast<std::size_t>(thread)].push_back(pool.Alloc(136, nullptr));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::set<void*> all;
+  for (const auto& list : blocks) all.insert(list.begin(), list.end());
+  EXPECT_EQ(all.size(), static_cast<std::size_t>(kThreads * kEach));
+  EXPECT_EQ(all.count(nullptr), 0u);
+  EXPECT_GT(pool.GetCounters().mGrownInPlace, 0u);
+  for (void* blockP : all) pool.Free(blockP, nullptr);
+  EXPECT_EQ(pool.GetCounters().mBlocksInUse, 0u);
+}
+
+}  // namespace

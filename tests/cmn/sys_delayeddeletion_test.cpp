@@ -1,0 +1,366 @@
+// SPDX-License-Identifier: MIT
+#include "cmn/sys_delayeddeletion.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "cmn/sys_clock.h"
+#include "cmn/sys_delayeddeleterefcntobj.h"
+#include "cmn/sys_delayeddeletionobject.h"
+
+namespace {
+
+std::atomic<std::int64_t> sNow{0};
+std::int64_t Now() { return sNow.load(); }
+
+constexpr std::int64_t kSecond = 1000000;
+
+class Counted : public Sys_DelayedDeleteRefCntObj {
+ public:
+  explicit Counted(std::atomic<int>* iDeadP) : mDeadP(iDeadP) {}
+  Counted(const Counted&) = default;
+  Counted& operator=(const Counted&) = default;
+  ~Counted() override {
+    mMark.store(0xDEAD);
+    mDeadP->fetch_add(1);
+  }
+
+  std::atomic<int>* mDeadP;
+  struct Mark : std::atomic<int> {
+    Mark() : std::atomic<int>(0xA11E) {}
+    Mark(const Mark&) : Mark() {}
+    Mark& operator=(const Mark&) { return *this; }
+  } mMark;
+};
+
+class Plain : public Sys_DelayedDeletionObject {
+ public:
+  explicit Plain(std::atomic<int>* iDeadP) : mDeadP(iDeadP) {}
+  ~Plain() override { mDeadP->fetch_add(1); }
+  std::atomic<int>* mDeadP;
+};
+
+class Sys_DelayedDeletionTest : public testing::Test {
+ protected:
+  Sys_DelayedDeletionTest() {
+    Sys_Clock::SetSourceForTest(&Now);
+    sNow = 50 * kSecond;
+  }
+  ~Sys_DelayedDeletionTest() override {
+    sNow += 10 * kSecond;
+    Sys_DelayedDeletion::RunPass();
+    Sys_DelayedDeletion::RunPass();
+    EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+    Sys_Clock::SetSourceForTest(nullptr);
+  }
+
+  // An object that has had one reference and lost it.
+  Counted* MakeReleased() {
+    auto* objectP = new Counted(&mDead);
+    objectP->AddReference();
+    objectP->RemoveReference();
+    return objectP;
+  }
+
+  std::atomic<int> mDead{0};
+};
+
+TEST_F(Sys_DelayedDeletionTest, TheLastReleaseOnlyListsTheObject) {
+  MakeReleased();
+  EXPECT_EQ(mDead, 0);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, AnObjectIsASecondOldWhenItIsDeleted) {
+  MakeReleased();
+  sNow += kSecond - 1;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  EXPECT_EQ(mDead, 0);
+  sNow += 1;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, TenPassesSpareAnObjectWhileAWriterIsHeldInsideAndTwoDeleteItOnceItLeaves) {
+  std::atomic<bool> isInside{false};
+  std::atomic<bool> mayLeave{false};
+  std::atomic<bool> hasLeft{false};
+  auto* objectP = new Counted(&mDead);
+  objectP->AddReference();
+  std::thread writer([&] {
+    {
+      const Sys_EpochGuard guard;
+      isInside = true;
+      while (!mayLeave) std::this_thread::yield();
+      EXPECT_EQ(objectP->mMark.load(), 0xA11E);
+    }
+    hasLeft = true;
+  });
+  while (!isInside) std::this_thread::yield();
+  objectP->RemoveReference();
+  for (int pass = 0; pass < 10; ++pass) {
+    sNow += 2 * kSecond;
+    EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  }
+  EXPECT_EQ(mDead, 0);
+  mayLeave = true;
+  while (!hasLeft) std::this_thread::yield();
+  Sys_DelayedDeletion::RunPass();
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(mDead, 1);
+  writer.join();
+}
+
+TEST_F(Sys_DelayedDeletionTest, AWriterThatEnteredAfterTheFirstPassDoesntHoldTheObject) {
+  MakeReleased();
+  Sys_DelayedDeletion::RunPass();
+  sNow += 2 * kSecond;
+  const Sys_EpochGuard guard;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
+}
+
+TEST_F(Sys_DelayedDeletionTest, NestedGuardsHoldUntilTheOuterOneFalls) {
+  auto outerP = std::make_unique<Sys_EpochGuard>();
+  MakeReleased();
+  sNow += 2 * kSecond;
+  { const Sys_EpochGuard inner; }
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  outerP.reset();
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, AnObjectThatHasReferencesAgainIsSparedAndLeavesTheList) {
+  Counted* objectP = MakeReleased();
+  objectP->AddReference();
+  sNow += 2 * kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+  EXPECT_EQ(mDead, 0);
+  objectP->RemoveReference();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 1u) << "unmarked, so it is listed anew";
+  sNow += 2 * kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, AnObjectThatIsReleasedTwiceIsListedOnceAndItsAgeBeginsAnew) {
+  Counted* objectP = MakeReleased();
+  sNow += kSecond;
+  objectP->AddReference();
+  objectP->RemoveReference();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 1u);
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
+}
+
+// Lets a test act in the middle of a release: the count is 0, the object isn't listed by this release yet.
+class Watched : public Counted {
+ public:
+  Watched(std::atomic<int>* iDeadP, std::function<void()> iAtRelease)
+      : Counted(iDeadP), mAtRelease(std::move(iAtRelease)) {}
+
+ protected:
+  void RefCountDelete() override {
+    mAtRelease();
+    Counted::RefCountDelete();
+  }
+
+ private:
+  std::function<void()> mAtRelease;
+};
+
+TEST_F(Sys_DelayedDeletionTest, APassInTheMiddleOfAReleaseSparesTheObject) {
+  int releases = 0;
+  auto* objectP = new Watched(&mDead, [&] {
+    if (++releases == 1) return;
+    sNow += 2 * kSecond;
+    EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u) << "on the list since the first release, and old enough";
+    EXPECT_EQ(mDead, 0);
+  });
+  objectP->AddReference();
+  objectP->RemoveReference();
+  Sys_DelayedDeletion::RunPass();  // which finds it too young
+  objectP->AddReference();
+  objectP->RemoveReference();
+  EXPECT_EQ(releases, 2);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 1u);
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
+}
+
+TEST_F(Sys_DelayedDeletionTest, AnObjectWithoutACountIsDeletedToo) {
+  Sys_DelayedDeletion::Retire(new Plain(&mDead));
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
+}
+
+class Parent : public Sys_DelayedDeleteRefCntObj {
+ public:
+  Parent(Counted* iChildP, std::size_t* oInnerPassP) : mChildP(iChildP), mInnerPassP(oInnerPassP) {
+    mChildP->AddReference();
+  }
+  ~Parent() override {
+    mChildP->RemoveReference();
+    *mInnerPassP = Sys_DelayedDeletion::RunPass();
+  }
+
+ private:
+  Counted* mChildP;
+  std::size_t* mInnerPassP;
+};
+
+TEST_F(Sys_DelayedDeletionTest, ADestructorMayReleaseOthersAndAPassInsideItDoesNothing) {
+  std::size_t innerPass = 99;
+  auto* parentP = new Parent(new Counted(&mDead), &innerPass);
+  parentP->AddReference();
+  parentP->RemoveReference();
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(innerPass, 0u);
+  EXPECT_EQ(mDead, 0);
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
+}
+
+TEST_F(Sys_DelayedDeletionTest, MoreGuardsThanSlotsStillHold) {
+  constexpr int kThreads = 200;
+  std::atomic<int> inside{0};
+  std::atomic<bool> mayLeave{false};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      const Sys_EpochGuard guard;
+      inside.fetch_add(1);
+      while (!mayLeave) std::this_thread::yield();
+    });
+  }
+  while (inside != kThreads) std::this_thread::yield();
+  MakeReleased();
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  mayLeave = true;
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, CopyingGivesAnObjectWithACountOf0ThatIsOnNoList) {
+  Counted* objectP = MakeReleased();
+  auto* copyP = new Counted(*objectP);
+  EXPECT_EQ(copyP->GetRefCount(), 0);
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  copyP->AddReference();
+  copyP->RemoveReference();
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, AssigningLeavesBothCountsAlone) {
+  auto* firstP = new Counted(&mDead);
+  auto* secondP = new Counted(&mDead);
+  firstP->AddReference();
+  firstP->AddReference();
+  secondP->AddReference();
+  *firstP = *secondP;
+  EXPECT_EQ(firstP->GetRefCount(), 2);
+  EXPECT_EQ(secondP->GetRefCount(), 1);
+  firstP->RemoveReference();
+  firstP->RemoveReference();
+  secondP->RemoveReference();
+}
+
+// Writers read a shared pointer inside a guard and use the object without a reference, while the main thread
+// replaces the object and runs passes.
+TEST_F(Sys_DelayedDeletionTest, WritersNeverMeetADeletedObject) {
+  std::atomic<Counted*> currentP{new Counted(&mDead)};
+  currentP.load()->AddReference();
+  std::atomic<bool> isOver{false};
+  std::atomic<int> faults{0};
+  std::atomic<std::uint64_t> uses{0};
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 3; ++i) {
+    writers.emplace_back([&] {
+      while (!isOver) {
+        const Sys_EpochGuard guard;
+        Counted* objectP = currentP.load();
+        if (uses.fetch_add(1) % 64 == 0) std::this_thread::yield();
+        if (objectP->mMark.load() != 0xA11E) faults.fetch_add(1);
+      }
+    });
+  }
+  int replaced = 0;
+  std::size_t deletedWhileRunning = 0;
+  while (replaced < 2000 || uses < 20000) {
+    auto* newP = new Counted(&mDead);
+    newP->AddReference();
+    currentP.exchange(newP)->RemoveReference();
+    ++replaced;
+    sNow += kSecond;
+    deletedWhileRunning += Sys_DelayedDeletion::RunPass();
+    if (replaced % 16 == 0) std::this_thread::yield();
+  }
+  isOver = true;
+  for (std::thread& writer : writers) writer.join();
+  EXPECT_EQ(faults, 0);
+  EXPECT_GT(deletedWhileRunning, 0u);
+  currentP.load()->RemoveReference();
+  sNow += kSecond;
+  Sys_DelayedDeletion::RunPass();
+  sNow += kSecond;
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(mDead, replaced + 1);
+}
+
+// Threads take objects back from the list and release them again while passes run, which find them too young
+// for anything but unmarking. No release may be forgotten: at the end every object is listed, once.
+TEST_F(Sys_DelayedDeletionTest, ARevivalThatMeetsThePassIsNeitherForgottenNorListedTwice) {
+  constexpr std::size_t kObjects = 20;
+  std::vector<Counted*> objects;
+  for (std::size_t i = 0; i < kObjects; ++i) objects.push_back(MakeReleased());
+  std::atomic<bool> isOver{false};
+  std::atomic<std::uint64_t> revivals{0};
+  std::vector<std::thread> threads;
+  for (std::uint32_t seed = 0; seed < 3; ++seed) {
+    threads.emplace_back([&, seed] {
+      std::mt19937 random(seed);
+      while (!isOver) {
+        Counted* objectP = objects[random() % kObjects];
+        objectP->AddReference();
+        if (random() % 4 == 0) std::this_thread::yield();
+        objectP->RemoveReference();
+        revivals.fetch_add(1);
+      }
+    });
+  }
+  std::uint64_t unmarked = 0;
+  for (int pass = 0; pass < 2000 || revivals < 5000; ++pass) {
+    const std::size_t before = Sys_DelayedDeletion::PendingCount();
+    Sys_DelayedDeletion::RunPass();
+    if (Sys_DelayedDeletion::PendingCount() < before) ++unmarked;
+    if (pass % 16 == 0) std::this_thread::yield();
+  }
+  isOver = true;
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_GT(unmarked, 0u);
+  EXPECT_EQ(mDead, 0);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), kObjects);
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), kObjects);
+  EXPECT_EQ(mDead, static_cast<int>(kObjects));
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+// What the sources say about their checks: where each comes from, and which form it uses. People find a check
+// by the text and source of its report, and an application that asks for exceptions gets them from few
+// places.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/test_paths.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::Contains;
+using testing::IsEmpty;
+using testing::IsSubsetOf;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+
+// A file of the library, by its path from the root, and something found in it.
+using Found = std::pair<std::string, std::string>;
+
+std::map<std::string, std::string> LibraryFiles() {
+  std::map<std::string, std::string> contents;
+  for (const char* folderP : {"cmn", "diagnostics", "mdid", "mdi", "mlox", "midixml"}) {
+    const fs::path root = Test_SourceRoot();
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root / folderP)) {
+      if (!entry.is_regular_file()) continue;
+      std::ifstream stream(entry.path(), std::ios::binary);
+      contents[fs::relative(entry.path(), root).generic_string()] =
+          std::string(std::istreambuf_iterator<char>(stream), {});
+    }
+  }
+  return contents;
+}
+
+// The string literal that begins at or behind a place, and where it ends.
+std::string Literal(const std::string& iText, std::size_t& ioAt) {
+  const std::size_t begin = iText.find('"', ioAt);
+  ioAt = begin == std::string::npos ? begin : iText.find('"', begin + 1);
+  return ioAt == std::string::npos ? "" : iText.substr(begin + 1, ioAt++ - begin - 1);
+}
+
+// All literals of a call as one text, from behind its opening parenthesis to the closing one.
+std::string LiteralsOfCall(const std::string& iText, std::size_t iAt) {
+  std::string literals;
+  for (int depth = 1; depth > 0 && iAt < iText.size();) {
+    const char character = iText[iAt];
+    if (character == '"') {
+      literals += Literal(iText, iAt);
+      continue;
+    }
+    depth += (character == '(' ? 1 : 0) - (character == ')' ? 1 : 0);
+    ++iAt;
+  }
+  return literals;
+}
+
+bool IsPartOfName(char iCharacter) {
+  return std::isalnum(static_cast<unsigned char>(iCharacter)) != 0 || iCharacter == '_';
+}
+
+// The text of every check that a macro makes; its definition aside.
+std::vector<Found> ChecksBy(const std::string& iMacro) {
+  std::vector<Found> checks;
+  for (const auto& [file, text] : LibraryFiles()) {
+    const std::string call = iMacro + "(";
+    for (std::size_t at = text.find(call); at != std::string::npos; at = text.find(call, at + 1)) {
+      if (at > 0 && (IsPartOfName(text[at - 1]) || text.substr(0, at).ends_with("#define "))) continue;
+      checks.emplace_back(file, LiteralsOfCall(text, at + call.size()));
+    }
+  }
+  return checks;
+}
+
+std::string WithoutExtension(const std::string& iFile) { return iFile.substr(0, iFile.rfind('.')); }
+
+TEST(AssertSources, LiteralsOfACallAreFoundWhateverTheLayout) {
+  EXPECT_EQ(LiteralsOfCall("s, f(x) > 1, \"f(x) > 1\"); g(\"no\")", 0), "f(x) > 1");
+  EXPECT_EQ(LiteralsOfCall("s, x,\n \"one )\"\n \" two\"))", 0), "one ) two");
+}
+
+TEST(AssertSources, EachFileNamesItselfWithoutItsExtension) {
+  // Time stamps report from where the header lay before the event model had a folder of its own.
+  const std::map<std::string, std::string> kElsewhere = {{"mdid/mdie_timestamp.h", "mlox/mdie_timestamp"}};
+  int constants = 0;
+  for (const auto& [file, text] : LibraryFiles()) {
+    const std::string definition = "AssertSource[] = ";
+    std::size_t at = text.find(definition);
+    if (at == std::string::npos) continue;
+    ++constants;
+    const auto elsewhere = kElsewhere.find(file);
+    EXPECT_EQ(Literal(text, at), elsewhere == kElsewhere.end() ? WithoutExtension(file) : elsewhere->second);
+  }
+  EXPECT_GT(constants, 20);
+}
+
+TEST(AssertSources, OnlyThreeChecksMayThrowWithFalse) {
+  const std::vector<Found> checks = ChecksBy("CMN_ASSERT_THROWING_FROM");
+  const Found service{"mlox/mlox_manager.cpp", "iServiceP != nullptr"};
+  const Found room{"mlox/mlox_manager.cpp", "(mServicesP->size() + 1) <= Mlox_cMaxInstalledServices"};
+  const Found sysex{"mlox/mlox_directmusic/mlox_directmusic_output.cpp", "iLength <= cMaxLimitedSysexLength"};
+  EXPECT_THAT(checks, Contains(service).Times(1));
+  EXPECT_THAT(checks, Contains(room).Times(1));
+  EXPECT_THAT(checks, IsSubsetOf({service, room, sysex}));
+}
+
+TEST(AssertSources, TheTracingFormHasSixChecks) {
+  const std::string queue = "mlox/mlox_directmidi/mlox_dm_sortedeventqueueimpl.cpp";
+  EXPECT_THAT(ChecksBy("CMN_TRACEASSERT"),
+              UnorderedElementsAre(
+                  Pair(queue, "inElement"), Pair(queue, "inQueueIndex < mEventQueues.size()"),
+                  Pair(queue, "it != end(mQueueHeads)"), Pair(queue, "!junk"),
+                  Pair("mlox/mlox_directmidi/mlox_dm_buffereddelivery.cpp", "it != mOutputContexts.end()"),
+                  Pair("mlox/mlox_directmidi/mlox_dm_service.cpp", "currentInput")));
+}
+
+TEST(AssertSources, ChecksReportThroughTheMacrosAlone) {
+  std::vector<std::string> files;
+  for (const auto& [file, text] : LibraryFiles()) {
+    const bool isMacrosOwn = file.starts_with("cmn/cmn_assert.") || file == "diagnostics/cmn_traceassert.h";
+    if (!isMacrosOwn && text.find("HandleMagicAssert") != std::string::npos) files.push_back(file);
+  }
+  EXPECT_THAT(files, IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: MIT
+// The command as its users run it: exit status, standard output, standard error, and what lies in the folder
+// after.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tests/support/song_builder.h"
+#include "tests/support/test_files.h"
+#include "tests/support/test_temp_folder.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr char kSong[] = "/usr/share/games/openttd/baseset/openmsx/train_filled_with_cash.mid";
+
+struct Result {
+  int mStatus = -1;
+  std::string mOutput;
+  std::string mError;
+};
+
+/// Runs commands in a folder of their own. $MLOX is the tool.
+class Command : public testing::Test {
+ protected:
+  Result Shell(const std::string& iScript) const {
+    const std::string script =
+        "cd " + mFolder.Path() + " && { " + iScript + "\n} >" + mLogs / "out" + " 2>" + mLogs / "err";
+    const int status = std::system(("MLOX=" MLOX_TEST_TOOL "; " + script).c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Test_ReadFile(mLogs / "out"),
+            Test_ReadFile(mLogs / "err")};
+  }
+
+  Result Mlox(const std::string& iArguments) const { return Shell("$MLOX " + iArguments); }
+
+  std::vector<std::string> Names() const { return Test_NamesIn(mFolder.Path()); }
+
+  /// One line on standard error, nothing on standard output, this status.
+  static void ExpectFault(const Result& iResult, int iStatus, const std::string& iError) {
+    EXPECT_EQ(iResult.mStatus, iStatus);
+    EXPECT_EQ(iResult.mOutput, "");
+    EXPECT_EQ(iResult.mError, iError + "\n");
+  }
+
+  static void ExpectOneLineWith(const Result& iResult, int iStatus, const std::string& iPart) {
+    EXPECT_EQ(iResult.mStatus, iStatus);
+    EXPECT_EQ(iResult.mOutput, "");
+    EXPECT_THAT(iResult.mError, StartsWith("mlox: "));
+    EXPECT_THAT(iResult.mError, HasSubstr(iPart));
+    EXPECT_EQ(std::count(iResult.mError.begin(), iResult.mError.end(), '\n'), 1) << iResult.mError;
+    EXPECT_THAT(iResult.mError, EndsWith("\n"));
+  }
+
+  Test_TempFolder mFolder;
+
+ private:
+  Test_TempFolder mLogs;
+};
+
+const std::string kShortRender = std::string("render ") + kSong + " out.wav --seconds 1 ";
+
+// ---- what goes well ----
+
+TEST_F(Command, TellsItsVersion) {
+  const Result result = Mlox("--version");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mOutput, "mlox 1.0.0\n");
+  EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(Command, HelpNamesTheSubcommands) {
+  const Result result = Mlox("--help");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_THAT(result.mOutput, HasSubstr("render"));
+  EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(Command, HelpOfRenderTeaches) {
+  const Result result = Mlox("render --help");
+  EXPECT_EQ(result.mStatus, 0);
+  for (const char* const part :
+       {"SONG", "OUT", "--soundfont", "--sample-rate", "--block", "--writers", "--through", "--seconds",
+        "--events", "--json", "TimGM6mb", "48000", "64", "buffered", "Examples:", "Exit status"}) {
+    EXPECT_THAT(result.mOutput, HasSubstr(part));
+  }
+  EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(Command, RenderPrintsFiguresAndWritesTheFile) {
+  const Result result = Mlox(kShortRender);
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, HasSubstr("late                0\n"));
+  EXPECT_THAT(result.mOutput, HasSubstr("dropped             0\n"));
+  EXPECT_THAT(result.mOutput, HasSubstr("frames              48000,"));
+  EXPECT_THAT(Names(), ElementsAre("out.wav"));
+}
+
+TEST_F(Command, RenderPrintsNoProgressWhereThereIsNoTerminal) { EXPECT_EQ(Mlox(kShortRender).mError, ""); }
+
+TEST_F(Command, RenderPrintsOneJsonObject) {
+  const Result result = Mlox(kShortRender + "--json");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  const auto json = nlohmann::json::parse(result.mOutput);
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : json.items()) {
+    EXPECT_TRUE(value.is_number()) << key;
+    keys.push_back(key);
+  }
+  EXPECT_THAT(keys, testing::UnorderedElementsAre("events_written", "messages_delivered", "late", "dropped",
+                                                  "pull_max_us", "pull_p999_us", "real_time_factor", "frames",
+                                                  "peak"));
+  EXPECT_EQ(json["frames"], 48000);
+  EXPECT_EQ(json["late"], 0);
+  EXPECT_EQ(json["dropped"], 0);
+}
+
+TEST_F(Command, RenderWritesWhatWasFed) {
+  // Samples 0 and 250; the second note-on is silent.
+  mFolder.MakeFile("song.mid",
+                   Test_AsString(Test_OneTrackSong({0, 0x91, 60, 100, 1, 60, 0, 0, 0xF0, 3, 0x7D, 1, 0xF7})));
+  for (const std::string through : {"buffered", "direct", "none"}) {
+    const Result result = Mlox("render song.mid out.wav --events fed.txt --through " + through);
+    EXPECT_EQ(result.mStatus, 0) << result.mError;
+    EXPECT_EQ(Test_ReadFile(mFolder / "fed.txt"), "0 91 3c 64\n250 f0 7d 01 f7\n250 81 3c 00\n") << through;
+  }
+  EXPECT_THAT(Names(), ElementsAre("fed.txt", "out.wav", "song.mid"));
+}
+
+TEST_F(Command, RenderRaisesNoReport) {
+  for (const std::string through : {"buffered", "direct"}) {
+    const Result result = Shell(std::string("MLOX_ASSERT=abort $MLOX render ") + kSong +
+                                " out.wav --seconds 10 --through " + through);
+    EXPECT_EQ(result.mStatus, 0) << result.mError;
+    EXPECT_EQ(result.mError, "");
+  }
+}
+
+TEST_F(Command, RenderSaysWhatItLeftOut) {
+  mFolder.MakeFile("song.mid", Test_AsString(Test_OneTrackSong({0, 0xF0, 1, 0x7D, 0, 0xC0, 1})));
+  const Result result = Mlox("render song.mid out.wav");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mError,
+            "mlox: note: song.mid: 1 system exclusive messages without an end were left out\n");
+}
+
+TEST_F(Command, RenderReplacesAnOlderOutput) {
+  mFolder.MakeFile("out.wav", "old");
+  EXPECT_EQ(Mlox(kShortRender).mStatus, 0);
+  EXPECT_GT(std::filesystem::file_size(mFolder / "out.wav"), 384000u);
+}
+
+// ---- bad input ----
+
+TEST_F(Command, NoSuchSong) {
+  ExpectFault(Mlox("render none.mid out.wav"), 1, "mlox: none.mid: cannot open: No such file or directory");
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Command, NotAMidiFile) {
+  mFolder.MakeFile("song.mid", "This is a letter.");
+  ExpectFault(Mlox("render song.mid out.wav"), 1,
+              "mlox: song.mid: byte 0: not a Standard MIDI File: it doesn't begin with \"MThd\"");
+  EXPECT_THAT(Names(), ElementsAre("song.mid"));
+}
+
+TEST_F(Command, ASongCutAnywhere) {
+  const std::string song = Test_ReadFile(kSong);
+  for (const std::size_t length :
+       std::initializer_list<std::size_t>{0, 1, 4, 13, 14, 20, 22, 100, 3000, 7889}) {
+    mFolder.MakeFile("cut.mid", song.substr(0, length));
+    ExpectOneLineWith(Mlox("render cut.mid out.wav"), 1, "mlox: cut.mid: byte ");
+    EXPECT_THAT(Names(), ElementsAre("cut.mid"));
+  }
+}
+
+TEST_F(Command, NoSoundFont) {
+  ExpectFault(Mlox(kShortRender + "--soundfont none.sf2"), 1,
+              "mlox: none.sf2: cannot open the sound font: No such file or directory");
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Command, ASoundFontThatIsNone) {
+  mFolder.MakeFile("a.sf2", "This is a letter.");
+  ExpectOneLineWith(Mlox(kShortRender + "--soundfont a.sf2"), 1, "mlox: a.sf2: not a sound font");
+  EXPECT_THAT(Names(), ElementsAre("a.sf2"));
+}
+
+TEST_F(Command, ASoundFontThatIsCut) {
+  const std::string font = Test_ReadFile("/usr/share/sounds/sf2/TimGM6mb.sf2");
+  mFolder.MakeFile("cut.sf2", font.substr(0, 300000));
+  ExpectOneLineWith(Mlox(kShortRender + "--soundfont cut.sf2"), 1, "mlox: cut.sf2: not a sound font");
+  EXPECT_THAT(Names(), ElementsAre("cut.sf2"));
+}
+
+TEST_F(Command, AnOutputInAFolderThatIsNotThere) {
+  ExpectFault(Mlox(std::string("render ") + kSong + " none/out.wav"), 1,
+              "mlox: none/out.wav: cannot write: No such file or directory");
+}
+
+TEST_F(Command, AnOutputThatIsAFolderOrADevice) {
+  mFolder.MakeFolder("out.wav");
+  ExpectFault(Mlox(kShortRender), 1, "mlox: out.wav: cannot write: it is a folder");
+  ExpectFault(Mlox(std::string("render ") + kSong + " /dev/null"), 1,
+              "mlox: /dev/null: cannot write: it is not a regular file");
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST_F(Command, AnOutputThatGrowsBeyondTheLimitOfFiles) {
+  // 100 blocks of 512 or 1024 bytes; a second of sound takes 384,000.
+  ExpectOneLineWith(Shell("ulimit -f 100; $MLOX " + kShortRender), 1, "cannot write: File too large");
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Command, AListOfEventsThatCannotBeWritten) {
+  ExpectFault(Mlox(kShortRender + "--events none/fed.txt"), 1,
+              "mlox: none/fed.txt: cannot write: No such file or directory");
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Command, AnOlderOutputSurvivesAFault) {
+  mFolder.MakeFile("out.wav", "old");
+  EXPECT_EQ(Mlox(kShortRender + "--soundfont none.sf2").mStatus, 1);
+  EXPECT_EQ(Test_ReadFile(mFolder / "out.wav"), "old");
+}
+
+TEST_F(Command, AnInterruptedRenderingLeavesNothing) {
+  const Result result =
+      Shell(std::string("$MLOX render ") + kSong +
+            " out.wav --seconds 3600 & until ls *.part 2>/dev/null; do sleep 0.05; done >/dev/null; "
+            "sleep 0.2; kill -TERM $!; wait $!");
+  ExpectFault(result, 1, "mlox: interrupted");
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Command, StandardOutputThatCannotBeWritten) {
+  const Result result = Shell("$MLOX " + kShortRender + "--json >/dev/full");
+  ExpectFault(result, 1, "mlox: standard output: cannot write: No space left on device");
+}
+
+// ---- bad usage ----
+
+TEST_F(Command, NineWriters) {
+  ExpectOneLineWith(Mlox(kShortRender + "--writers 9"), 2, "--writers");
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Command, OptionsOutOfRange) {
+  for (const char* const options :
+       {"--writers 0", "--writers two", "--block 0", "--block -64", "--block 65537", "--sample-rate 7999",
+        "--sample-rate 96001", "--through letter", "--seconds 0", "--seconds -1", "--seconds nan",
+        "--seconds inf", "--seconds 1e9", "--seconds soon", "--volume 3", "another.wav"}) {
+    ExpectOneLineWith(Mlox(std::string("render ") + kSong + " out.wav " + options), 2, "");
+    EXPECT_THAT(Names(), ElementsAre()) << options;
+  }
+}
+
+TEST_F(Command, MissingArguments) {
+  ExpectOneLineWith(Mlox(""), 2, "ubcommand");
+  ExpectOneLineWith(Mlox("render"), 2, "SONG");
+  ExpectOneLineWith(Mlox(std::string("render ") + kSong), 2, "OUT");
+  ExpectOneLineWith(Mlox("sing"), 2, "");
+}
+
+TEST_F(Command, AnOutputThatIsAnInput) {
+  mFolder.MakeFile("song.mid", Test_AsString(Test_OneTrackSong({0, 0xC0, 1})));
+  ExpectFault(Mlox("render song.mid ./song.mid"), 2, "mlox: ./song.mid: the song is the output too");
+  ExpectFault(Mlox("render song.mid out.wav --events out.wav"), 2,
+              "mlox: out.wav: the output is the list of events too");
+  EXPECT_EQ(Test_ReadFile(mFolder / "song.mid"), Test_AsString(Test_OneTrackSong({0, 0xC0, 1})));
+}
+
+}  // namespace

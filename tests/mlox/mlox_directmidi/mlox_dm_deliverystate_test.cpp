@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#include "mlox/mlox_directmidi/mlox_dm_deliverystate.h"
+
+#include <gtest/gtest.h>
+
+#include "cmn/cmn_aliasedrefcountptr.h"
+#include "tests/mlox/mlox_directmidi/delivery_support.h"
+
+namespace {
+
+class Mlox_DM_DeliveryStateTest : public ::testing::Test {
+ protected:
+  Mlox_DM_BufferedDelivery* NewDelivery() {
+    auto* const deliveryP = new Mlox_DM_BufferedDelivery(&mAllocator, mState.get(), {}, mState);
+    deliveryP->AddRef();
+    mState->AddBufferedDelivery(deliveryP);
+    mState->SetCurrentDelivery(deliveryP);
+    return deliveryP;
+  }
+
+  Mem2_MasterAllocator mAllocator;
+  Cmn_AliasedRefCountPtr<Mlox_DM_DeliveryState> mState{new Mlox_DM_DeliveryState};
+};
+
+TEST_F(Mlox_DM_DeliveryStateTest, AtFirstThereIsNoDeliveryAndNobodyInside) {
+  EXPECT_EQ(mState->GetBufferedDelivery(), nullptr);
+  EXPECT_EQ(mState->GetCurrentDelivery(), nullptr);
+  EXPECT_FALSE(mState->IsAnyoneInside());
+}
+
+TEST_F(Mlox_DM_DeliveryStateTest, SomebodyIsInsideUntilTheLastHasLeft) {
+  mState->Enter();
+  mState->Enter();
+  mState->Leave();
+  EXPECT_TRUE(mState->IsAnyoneInside());
+  mState->Leave();
+  EXPECT_FALSE(mState->IsAnyoneInside());
+}
+
+TEST_F(Mlox_DM_DeliveryStateTest, TheMostRecentBufferedDeliveryIsKeptApartFromTheCurrentOne) {
+  Mlox_DM_BufferedDelivery* const deliveryP = NewDelivery();
+  EXPECT_EQ(mState->GetBufferedDelivery(), deliveryP);
+  EXPECT_EQ(mState->GetCurrentDelivery(), static_cast<Mlox_DM_GeneralDelivery*>(deliveryP));
+  mState->SetCurrentDelivery(nullptr);
+  EXPECT_EQ(mState->GetBufferedDelivery(), deliveryP);
+  deliveryP->Release();
+}
+
+TEST_F(Mlox_DM_DeliveryStateTest, AReleaseOfAnEarlierDeliveryForgetsTheMostRecentAndTheCurrentOne) {
+  Mlox_DM_BufferedDelivery* const firstP = NewDelivery();
+  Mlox_DM_BufferedDelivery* const secondP = NewDelivery();
+  EXPECT_EQ(mState->GetBufferedDelivery(), secondP);
+  firstP->Release();
+  EXPECT_EQ(mState->GetBufferedDelivery(), nullptr);
+  EXPECT_EQ(mState->GetCurrentDelivery(), nullptr);
+  EXPECT_TRUE(secondP->HasOwner()) << "it is still known, to be told when the node dies";
+  secondP->Release();
+}
+
+TEST_F(Mlox_DM_DeliveryStateTest, ClearOwnersReachesEveryLivingDeliveryAndNoneThatIsGone) {
+  Mlox_DM_BufferedDelivery* const firstP = NewDelivery();
+  Mlox_DM_BufferedDelivery* const secondP = NewDelivery();
+  firstP->Release();
+  Mlox_DM_BufferedDelivery* const thirdP = NewDelivery();  // in the place of the first
+  Mlox_DM_BufferedDelivery* const fourthP = NewDelivery();
+  mState->ClearOwners();
+  EXPECT_FALSE(secondP->HasOwner());
+  EXPECT_FALSE(thirdP->HasOwner());
+  EXPECT_FALSE(fourthP->HasOwner());
+  EXPECT_FALSE(mState->IsAnyoneInside());
+  secondP->Release();
+  thirdP->Release();
+  EXPECT_EQ(mState->GetCurrentDelivery(), static_cast<Mlox_DM_GeneralDelivery*>(fourthP))
+      << "without an owner a release tells nobody";
+  fourthP->Release();
+}
+
+}  // namespace

@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: MIT
+#include "mlox/mlox_directmidi/mlox_dm_globaloutput.h"
+
+#include <thread>
+
+#include "cmn/sys_clock.h"
+#include "cmn/sys_delayeddeletion.h"
+#include "mlox/mlox_directmidi/mlox_datasource.h"
+#include "tests/support/dm_fixture.h"
+
+namespace {
+
+/// A source of the application's that keeps references to the outputs it writes to.
+class Source : public Mlox_DataSource {
+ public:
+  void Connect(const Cmn_AliasedRefCountPtr<Mlox_BasicOutput>& iOutput) override {
+    mOutputs.push_back(iOutput);
+    ++mConnects;
+  }
+  void Disconnect(const Cmn_AliasedRefCountPtr<Mlox_BasicOutput>& iOutput) override {
+    std::erase(mOutputs, iOutput);
+    ++mDisconnects;
+  }
+  virtual ~Source() = default;
+
+  std::vector<Cmn_AliasedRefCountPtr<Mlox_BasicOutput>> mOutputs;
+  int mConnects = 0;
+  int mDisconnects = 0;
+};
+
+/// Moves the clock beyond the age at which retired objects may go, and runs the pass.
+void RunPassLater() {
+  static int64_t sNow;
+  sNow = Sys_Clock::Microseconds() + 2 * Sys_DelayedDeletion::kMinimumAge;
+  Sys_Clock::SetSourceForTest([] { return sNow; });
+  Sys_DelayedDeletion::RunPass();
+  Sys_Clock::SetSourceForTest(nullptr);
+}
+
+class Mlox_DM_GlobalOutputTest : public Test_DM_Fixture {
+ protected:
+  Mlox_DM_GlobalOutputTest() : mInterfaceP(NewGlobalOutput()), mOutputP(AsOutput(mInterfaceP)) {
+    RunPassLater();  // what tests before this one have left
+    mServiceP->SetClickSource(&mClick);
+    mServiceP->SetMidiBeatClockSource(&mBeatClock);
+    mServiceP->SetMTCSource(&mMTC);
+  }
+
+  static Mlox_DM_GlobalOutput* AsOutput(IDirectMIDIGlobalOutput* iInterfaceP) {
+    return static_cast<Mlox_DM_GlobalOutput*>(iInterfaceP);
+  }
+
+  Source mClick;
+  Source mBeatClock;
+  Source mMTC;
+  IDirectMIDIGlobalOutput* mInterfaceP;
+  Mlox_DM_GlobalOutput* mOutputP;
+};
+
+// ---- connections ----
+
+TEST_F(Mlox_DM_GlobalOutputTest, SetReceivesClickTrueTwiceConnectsOnce) {
+  mInterfaceP->SetReceivesClick(true);
+  mInterfaceP->SetReceivesClick(true);
+  EXPECT_EQ(mClick.mConnects, 1);
+  ASSERT_EQ(mClick.mOutputs.size(), 1u);
+  EXPECT_EQ(mClick.mOutputs[0].get(), static_cast<Mlox_BasicOutput*>(mOutputP));
+  EXPECT_EQ(mBeatClock.mConnects + mMTC.mConnects, 0);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, SetReceivesClickFalseOnAFreshObjectDoesNothing) {
+  mInterfaceP->SetReceivesClick(false);
+  EXPECT_EQ(mClick.mConnects + mClick.mDisconnects, 0);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, SetReceivesClickFalseDisconnectsOnce) {
+  mInterfaceP->SetReceivesClick(true);
+  mInterfaceP->SetReceivesClick(false);
+  mInterfaceP->SetReceivesClick(false);
+  EXPECT_EQ(mClick.mDisconnects, 1);
+  EXPECT_TRUE(mClick.mOutputs.empty());
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, SetReceivesMidiBeatClockConnectsToItsOwnSource) {
+  mInterfaceP->SetReceivesMidiBeatClock(true);
+  mInterfaceP->SetReceivesMidiBeatClock(true);
+  EXPECT_EQ(mBeatClock.mConnects, 1);
+  EXPECT_EQ(mClick.mConnects + mMTC.mConnects, 0);
+  mInterfaceP->SetReceivesMidiBeatClock(false);
+  EXPECT_EQ(mBeatClock.mDisconnects, 1);
+  EXPECT_EQ(mClick.mDisconnects + mMTC.mDisconnects, 0);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, SetReceivesMTCConnectsToItsOwnSource) {
+  mInterfaceP->SetReceivesMTC(true);
+  mInterfaceP->SetReceivesMTC(true);
+  EXPECT_EQ(mMTC.mConnects, 1);
+  EXPECT_EQ(mClick.mConnects + mBeatClock.mConnects, 0);
+  mInterfaceP->SetReceivesMTC(false);
+  EXPECT_EQ(mMTC.mDisconnects, 1);
+  EXPECT_EQ(mClick.mDisconnects + mBeatClock.mDisconnects, 0);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, SetReceivesMTCWithoutASourceStoresTheFlagAndConnectsNothing) {
+  mServiceP->SetMTCSource(nullptr);
+  mInterfaceP->SetReceivesMTC(true);
+  EXPECT_EQ(mMTC.mConnects, 0);
+  mServiceP->SetMTCSource(&mMTC);
+  mInterfaceP->SetReceivesMTC(true);
+  EXPECT_EQ(mMTC.mConnects, 0) << "the flag was stored, so nothing has changed";
+  mInterfaceP->SetReceivesMTC(false);
+  EXPECT_EQ(mMTC.mDisconnects, 1);
+}
+
+// ---- inquiries ----
+
+TEST_F(Mlox_DM_GlobalOutputTest, GetTimestampedPreSendSamplesIsTheAdvanceScheduleRequirement) {
+  EXPECT_EQ(mOutputP->GetTimestampedPreSendSamples(48000.0), 0);
+  mOutputP->SetAdvanceScheduleRequirement(128);
+  EXPECT_EQ(mOutputP->GetTimestampedPreSendSamples(48000.0), 128);
+  EXPECT_EQ(mOutputP->GetTimestampedPreSendSamples(96000.0), 128);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, GetZeroJitterDelayIsAlwaysZeroWhateverSetZeroJitterDelayWasTold) {
+  mOutputP->SetZeroJitterDelay(99);
+  Mlox_BasicOutput* outputP = mOutputP;
+  EXPECT_EQ(outputP->GetZeroJitterDelay(48000.0).AsInt64(), 0);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, IsTimestampedWithARequirementAboveZero) {
+  EXPECT_FALSE(mOutputP->IsTimestamped());
+  mOutputP->SetAdvanceScheduleRequirement(1);
+  EXPECT_TRUE(mOutputP->IsTimestamped());
+  mOutputP->SetAdvanceScheduleRequirement(-1);
+  EXPECT_FALSE(mOutputP->IsTimestamped());
+}
+
+// ---- writes ----
+
+TEST_F(Mlox_DM_GlobalOutputTest, ASourcesWriteWithoutADeliveryDoesNothing) {
+  Test_AssertRecorder recorder;
+  mInterfaceP->SetReceivesClick(true);
+  WriteImmediateNote(*mClick.mOutputs[0], 60);
+  EXPECT_EQ(recorder.Count(), 0);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, WriteEventComesOutOnChannelZeroWhateverChannelWasWritten) {
+  Test_DM_Client client;
+  mOutputP->SetDirectDelivery(&client);
+  const unsigned char bytes[] = {0x9A, 60, 100};
+  mOutputP->WriteEvent(Mdie_Timestamp(), Mdie_SysexPacketEvent(3, bytes),
+                       Manager().GetDefaultOutputContext());
+  EXPECT_EQ(client.mMessages, (std::vector<Test_DM_Message>{{-1, {0x90, 60, 100}}}));
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, WriteEventLeavesSystemMessagesAsTheyAre) {
+  Test_DM_Client client;
+  mOutputP->SetDirectDelivery(&client);
+  mOutputP->WriteEvent(Mdie_Timestamp(), Mdie_TimingClockEvent(), Manager().GetDefaultOutputContext());
+  EXPECT_EQ(client.mMessages, (std::vector<Test_DM_Message>{{-1, {0xF8}}}));
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, WriteLimitedSysexReportsZeroAndWritesNothing) {
+  Test_AssertRecorder recorder;
+  Test_DM_Client client;
+  mOutputP->SetDirectDelivery(&client);
+  const unsigned char sysex[] = {0xF0, 1, 0xF7};
+  mOutputP->WriteLimitedSysex(sysex, 3, Manager().GetDefaultOutputContext());
+  ASSERT_EQ(recorder.Texts(), std::vector<std::string>{"0"});
+  EXPECT_EQ(recorder.Reports()[0].mSource, "mlox/mlox_directmidi/mlox_dm_globaloutput");
+  EXPECT_TRUE(client.mMessages.empty());
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, WriteRawMIDIReportsZeroAndWritesNothing) {
+  Test_AssertRecorder recorder;
+  Test_DM_Client client;
+  mOutputP->SetDirectDelivery(&client);
+  const unsigned char bytes[] = {0xF8};
+  mOutputP->WriteRawMIDI(bytes, 1, Manager().GetDefaultOutputContext());
+  EXPECT_EQ(recorder.Texts(), std::vector<std::string>{"0"});
+  EXPECT_TRUE(client.mMessages.empty());
+}
+
+// ---- interfaces ----
+
+TEST_F(Mlox_DM_GlobalOutputTest, QueryInterfaceGivesTheDeliverySetup) {
+  auto* setupP = Test_DM_Query<IDirectMIDIOutputDeliverySetup>(mInterfaceP);
+  EXPECT_EQ(setupP, static_cast<IDirectMIDIOutputDeliverySetup*>(mOutputP));
+  EXPECT_EQ(setupP->Release(), 1u);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, QueryInterfaceGivesThePrimaryInterfaceForItsIdAndTheUnknown) {
+  for (const _qcfUID& uid : {IDirectMIDIGlobalOutput::kUID, IQCFUnknown::kUID}) {
+    void* resultP = nullptr;
+    ASSERT_EQ(mInterfaceP->QueryInterface(uid, &resultP), 0);
+    EXPECT_EQ(resultP, static_cast<void*>(mInterfaceP));
+    EXPECT_EQ(mInterfaceP->Release(), 1u);
+  }
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, QueryInterfaceWithAnyOtherIdGivesNullAndNoInterface) {
+  for (const _qcfUID& uid : {IDirectMIDIClientOutput::kUID, IDirectMIDIClientInput::kUID}) {
+    void* resultP = mInterfaceP;
+    EXPECT_EQ(static_cast<uint32_t>(mInterfaceP->QueryInterface(uid, &resultP)), 0x80000004u);
+    EXPECT_EQ(resultP, nullptr);
+  }
+}
+
+// ---- life and death ----
+
+TEST_F(Mlox_DM_GlobalOutputTest, TheLastReleaseEndsAllConnectionsAndThenTheOutputGoes) {
+  Forget(mInterfaceP);
+  mInterfaceP->SetReceivesClick(true);
+  mInterfaceP->SetReceivesMidiBeatClock(true);
+  mInterfaceP->SetReceivesMTC(true);
+  const int32_t componentsBefore = CQCFUnknown::LiveCount();
+  EXPECT_EQ(mInterfaceP->Release(), 0u);
+  EXPECT_EQ(mClick.mDisconnects, 1);
+  EXPECT_EQ(mBeatClock.mDisconnects, 1);
+  EXPECT_EQ(mMTC.mDisconnects, 1);
+  EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore) << "an output goes by delayed deletion";
+  RunPassLater();
+  RunPassLater();
+  EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore - 1);
+  mServiceP->StopPlayback();  // nothing of it is left on the service's list
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, AReferenceAsAnOutputKeepsTheObjectBeyondTheLastRelease) {
+  Forget(mInterfaceP);
+  Cmn_AliasedRefCountPtr<Mlox_BasicOutput> output(mOutputP);
+  const int32_t componentsBefore = CQCFUnknown::LiveCount();
+  mInterfaceP->Release();
+  RunPassLater();
+  RunPassLater();
+  EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore);
+  WriteImmediateNote(*output, 60);
+  output = nullptr;
+  RunPassLater();
+  RunPassLater();
+  EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore - 1);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, OutlivesItsServiceForgetsItAndReportsSetBufferedDelivery) {
+  Test_AssertRecorder recorder;
+  mInterfaceP->SetReceivesClick(true);
+  mClick.mOutputs.clear();
+  Manager().RemoveAllServices();
+  mInterfaceP->SetReceivesClick(false);
+  mInterfaceP->SetReceivesMTC(true);
+  EXPECT_EQ(mClick.mDisconnects, 0);
+  EXPECT_EQ(mMTC.mConnects, 0);
+  EXPECT_EQ(recorder.Count(), 0);
+  EXPECT_EQ(mOutputP->SetBufferedDelivery(), nullptr);
+  EXPECT_EQ(recorder.Count(), 1);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, ABufferedDeliveryOutlivesTheOutput) {
+  Forget(mInterfaceP);
+  IDirectMIDIBufferedDelivery* deliveryP = mOutputP->SetBufferedDelivery();
+  WriteImmediateNote(*mOutputP, 60);
+  mInterfaceP->Release();
+  RunPassLater();
+  RunPassLater();
+  EXPECT_EQ(Test_DM_Pull(deliveryP, 0, 63).size(), 1u);
+  EXPECT_EQ(deliveryP->Release(), 0u);
+}
+
+#ifndef NDEBUG
+TEST_F(Mlox_DM_GlobalOutputTest, MakingAndTheLastReleaseOffTheMainThreadAreReported) {
+  Test_AssertRecorder recorder;
+  std::thread([this] { mServiceP->CreateGlobalOutput()->Release(); }).join();
+  EXPECT_EQ(recorder.Count("IsMainThread()"), 2);
+  EXPECT_EQ(recorder.Reports()[0].mSource, "mlox/mlox_directmidi/mlox_dm_globaloutput");
+  mServiceP->CreateGlobalOutput()->Release();
+  EXPECT_EQ(recorder.Count(), 2);
+  RunPassLater();
+  RunPassLater();
+}
+#endif
+
+}  // namespace

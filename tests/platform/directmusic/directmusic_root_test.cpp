@@ -1,0 +1,396 @@
+// SPDX-License-Identifier: MIT
+#include "platform/directmusic/directmusic_root.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "cmn/sys_clock.h"
+#include "platform/directmusic/directmusic.h"
+#include "platform/directmusic/loopback/loopback_driver.h"
+#include "platform/directmusic/presence.h"
+#include "platform/directmusic/windows_com.h"
+#include "platform/directmusic/windows_events.h"
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+
+// The root over the loopback driver alone, with a fresh pair for each test.
+class DirectMusicRoot : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("MLOX_MIDI_DRIVERS", "loopback", 1);
+    ASSERT_EQ(CoCreateInstance(CLSID_DirectMusic, nullptr, CLSCTX_INPROC_SERVER, IID_IDirectMusic8,
+                               reinterpret_cast<void**>(&mRootP)),
+              S_OK);
+    mName = std::string("pair of ") + ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    Platform_LoopbackPorts::Plug(mName);
+  }
+  void TearDown() override {
+    if (mOutputP != nullptr) {
+      mOutputP->Activate(FALSE);
+      mOutputP->Release();
+    }
+    if (mInputP != nullptr) {
+      mInputP->SetReadNotificationHandle(nullptr);
+      mInputP->Activate(FALSE);
+      mInputP->Release();
+    }
+    Platform_LoopbackPorts::Unplug(mName);
+  }
+
+  static std::string Text(const WCHAR* iText) {
+    std::string text;
+    for (; *iText != 0; ++iText) {
+      text.push_back(static_cast<char>(*iText));
+    }
+    return text;
+  }
+
+  std::vector<DMUS_PORTCAPS> List() {
+    std::vector<DMUS_PORTCAPS> list;
+    for (DWORD i = 0;; ++i) {
+      DMUS_PORTCAPS caps{};
+      caps.dwSize = sizeof(caps);
+      if (mRootP->EnumPort(i, &caps) != S_OK) {
+        return list;
+      }
+      list.push_back(caps);
+    }
+  }
+
+  // The port of this test's pair; zero caps when it is not listed.
+  DMUS_PORTCAPS Find(DWORD iClass) {
+    for (const DMUS_PORTCAPS& caps : List()) {
+      if (caps.dwClass == iClass && Text(caps.wszDescription) == mName) {
+        return caps;
+      }
+    }
+    return {};
+  }
+
+  IDirectMusicPort* Open(DWORD iClass) {
+    IDirectMusicPort* port = nullptr;
+    DMUS_PORTPARAMS8 params{};
+    params.dwSize = sizeof(params);
+    EXPECT_EQ(mRootP->CreatePort(Find(iClass).guidPort, &params, &port, nullptr), S_OK);
+    return port;
+  }
+
+  void OpenBoth() {
+    mOutputP = Open(DMUS_PC_OUTPUTCLASS);
+    mInputP = Open(DMUS_PC_INPUTCLASS);
+    ASSERT_EQ(mOutputP->Activate(TRUE), S_OK);
+    ASSERT_EQ(mInputP->Activate(TRUE), S_OK);
+  }
+
+  IDirectMusicBuffer* NewBuffer(DWORD iPayload = 4096) {
+    DMUS_BUFFERDESC desc{};
+    desc.dwSize = sizeof(desc);
+    desc.cbBuffer = (iPayload + 27) & ~DWORD{7};
+    IDirectMusicBuffer* buffer = nullptr;
+    EXPECT_EQ(mRootP->CreateMusicBuffer(&desc, &buffer, nullptr), S_OK);
+    return buffer;
+  }
+
+  HRESULT Play(REFERENCE_TIME iTime, Bytes iBytes) {
+    IDirectMusicBuffer* const buffer = NewBuffer();
+    buffer->SetStartTime(iTime);
+    EXPECT_EQ(buffer->PackUnstructured(iTime, 1, static_cast<DWORD>(iBytes.size()), iBytes.data()), S_OK);
+    const HRESULT result = mOutputP->PlayBuffer(buffer);
+    buffer->Release();
+    return result;
+  }
+
+  // The next piece that arrives within the time; empty when none does.
+  Bytes Receive(int iMilliseconds = 10000) {
+    IDirectMusicBuffer* const buffer = NewBuffer();
+    Bytes bytes;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMilliseconds);
+    while (bytes.empty() && std::chrono::steady_clock::now() < end) {
+      if (mInputP->Read(buffer) == S_OK) {
+        REFERENCE_TIME time = 0;
+        DWORD group = 0;
+        DWORD length = 0;
+        BYTE* data = nullptr;
+        buffer->ResetReadPtr();
+        EXPECT_EQ(buffer->GetNextEvent(&time, &group, &length, &data), S_OK);
+        bytes.assign(data, data + length);
+        EXPECT_EQ(buffer->GetNextEvent(&time, &group, &length, &data), S_FALSE);
+      } else {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+    }
+    buffer->Release();
+    return bytes;
+  }
+
+  static REFERENCE_TIME Now() { return Sys_Clock::Microseconds() * 10; }
+
+  IDirectMusic8* mRootP = nullptr;
+  std::string mName;
+  IDirectMusicPort* mOutputP = nullptr;
+  IDirectMusicPort* mInputP = nullptr;
+};
+
+TEST_F(DirectMusicRoot, ListsBothDirectionsWithTheirCaps) {
+  const DMUS_PORTCAPS out = Find(DMUS_PC_OUTPUTCLASS);
+  ASSERT_EQ(Text(out.wszDescription), mName);
+  EXPECT_EQ(out.dwType, 2u);
+  EXPECT_EQ(out.dwFlags, 0x102u);
+  EXPECT_EQ(out.dwMemorySize, 0u);
+  EXPECT_EQ(out.dwMaxChannelGroups, 1u);
+  EXPECT_EQ(out.dwMaxVoices, 0xFFFFFFFFu);
+  EXPECT_EQ(out.dwMaxAudioChannels, 0xFFFFFFFFu);
+  EXPECT_EQ(out.dwEffectFlags, 0u);
+  const DMUS_PORTCAPS in = Find(DMUS_PC_INPUTCLASS);
+  ASSERT_EQ(Text(in.wszDescription), mName);
+  EXPECT_FALSE(in.guidPort == out.guidPort) << "each direction has an identity of its own";
+}
+
+TEST_F(DirectMusicRoot, EnumPortPastTheEndGivesSFalse) {
+  DMUS_PORTCAPS caps{};
+  caps.dwSize = sizeof(caps);
+  List();
+  EXPECT_EQ(mRootP->EnumPort(100000, &caps), S_FALSE);
+  caps.dwSize = 12;
+  EXPECT_EQ(mRootP->EnumPort(0, &caps), E_INVALIDARG);
+  EXPECT_EQ(mRootP->EnumPort(0, nullptr), E_POINTER);
+}
+
+TEST_F(DirectMusicRoot, IndexZeroFreezesTheListForTheThread) {
+  const std::size_t before = List().size();
+  Platform_LoopbackPorts::Plug(mName + " second");
+  DMUS_PORTCAPS caps{};
+  caps.dwSize = sizeof(caps);
+  EXPECT_EQ(mRootP->EnumPort(static_cast<DWORD>(before), &caps), S_FALSE);
+  EXPECT_EQ(List().size(), before + 2);
+  Platform_LoopbackPorts::Unplug(mName + " second");
+}
+
+TEST_F(DirectMusicRoot, ADescriptionIsCutAtACodePoint) {
+  std::string name = mName;
+  name.resize(126, 'x');
+  name += "\xF0\x9F\x8E\xB9 keys";
+  Platform_LoopbackPorts::Plug(name);
+  bool isFound = false;
+  for (const DMUS_PORTCAPS& caps : List()) {
+    const std::size_t length = std::char_traits<WCHAR>::length(caps.wszDescription);
+    if (length == 126 && caps.wszDescription[125] == u'x') {
+      isFound = true;
+    }
+    EXPECT_LT(length, 128u);
+  }
+  EXPECT_TRUE(isFound) << "half of a surrogate pair is no character";
+  Platform_LoopbackPorts::Unplug(name);
+}
+
+TEST_F(DirectMusicRoot, CreatePortGivesTheSameObjectWhileSomebodyHoldsIt) {
+  IDirectMusicPort* const first = Open(DMUS_PC_OUTPUTCLASS);
+  IDirectMusicPort* const second = Open(DMUS_PC_OUTPUTCLASS);
+  EXPECT_EQ(first, second);
+  second->Release();
+  first->Release();
+}
+
+TEST_F(DirectMusicRoot, WhatIsPlayedAtOnceArrivesByteForByte) {
+  OpenBoth();
+  EXPECT_EQ(Play(INT64_MIN, {0x90, 60, 100, 0x80, 60, 0}), S_OK);
+  EXPECT_EQ(Receive(), (Bytes{0x90, 60, 100}));
+  EXPECT_EQ(Receive(), (Bytes{0x80, 60, 0}));
+  EXPECT_EQ(Receive(20), Bytes{});
+}
+
+TEST_F(DirectMusicRoot, EventsArriveInTheOrderOfTheirTimesAndNeverEarly) {
+  OpenBoth();
+  const REFERENCE_TIME start = Now();
+  EXPECT_EQ(Play(start + 3'000'000, {0xC0, 3}), S_OK);
+  EXPECT_EQ(Play(start + 1'000'000, {0xC0, 1}), S_OK);
+  EXPECT_EQ(Play(start + 2'000'000, {0xC0, 2}), S_OK);
+  for (BYTE i = 1; i <= 3; ++i) {
+    EXPECT_EQ(Receive(), (Bytes{0xC0, i}));
+    EXPECT_GE(Now(), start + i * 1'000'000);
+  }
+}
+
+TEST_F(DirectMusicRoot, EqualTimesKeepTheOrderOfWriting) {
+  OpenBoth();
+  const REFERENCE_TIME time = Now() + 2'000'000;
+  for (BYTE i = 0; i < 50; ++i) {
+    EXPECT_EQ(Play(time, {0xC0, i}), S_OK);
+  }
+  for (BYTE i = 0; i < 50; ++i) {
+    ASSERT_EQ(Receive(), (Bytes{0xC0, i}));
+  }
+}
+
+TEST_F(DirectMusicRoot, TimesThatHavePassedArePlayedAtOnceInOrder) {
+  OpenBoth();
+  EXPECT_EQ(Play(Now() - 100'000'000, {0xC0, 1}), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {0xC0, 2}), S_OK);
+  EXPECT_EQ(Play(Now() - 500'000'000, {0xC0, 3}), S_OK);
+  for (BYTE i = 1; i <= 3; ++i) {
+    EXPECT_EQ(Receive(), (Bytes{0xC0, i}));
+  }
+}
+
+TEST_F(DirectMusicRoot, AStructuredWordGoesOutByItsLength) {
+  OpenBoth();
+  IDirectMusicBuffer* const buffer = NewBuffer();
+  buffer->SetStartTime(INT64_MIN);
+  EXPECT_EQ(buffer->PackStructured(INT64_MIN, 1, 0x00643CFF), S_OK);
+  EXPECT_EQ(buffer->PackStructured(INT64_MIN, 1, 0x00643C93), S_OK);
+  EXPECT_EQ(mOutputP->PlayBuffer(buffer), S_OK);
+  buffer->Release();
+  EXPECT_EQ(Receive(), (Bytes{0xFF}));
+  EXPECT_EQ(Receive(), (Bytes{0x93, 0x3C, 0x64}));
+}
+
+TEST_F(DirectMusicRoot, ANoteWaitsForTheEndOfTheSystemExclusiveItFallsInto) {
+  OpenBoth();
+  EXPECT_EQ(Play(INT64_MIN, {0xF0, 1, 2}), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {0x90, 60, 100}), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {3, 0xF7}), S_OK);
+  EXPECT_EQ(Receive(), (Bytes{0xF0, 1, 2}));
+  EXPECT_EQ(Receive(), (Bytes{0xF8}));
+  EXPECT_EQ(Receive(), (Bytes{3, 0xF7}));
+  EXPECT_EQ(Receive(), (Bytes{0x90, 60, 100}));
+}
+
+TEST_F(DirectMusicRoot, ASystemExclusiveThatNobodyGoesOnWithHoldsNotesBackForThreeTenthsOfASecondOnly) {
+  OpenBoth();
+  EXPECT_EQ(Play(INT64_MIN, {0xF0, 1, 2}), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {0x90, 60, 100}), S_OK);
+  EXPECT_EQ(Receive(), (Bytes{0xF0, 1, 2}));
+  EXPECT_EQ(Receive(100), Bytes{});
+  EXPECT_EQ(Receive(), (Bytes{0x90, 60, 100}));
+}
+
+TEST_F(DirectMusicRoot, AnInactivePortPlaysAndReadsNothing) {
+  mOutputP = Open(DMUS_PC_OUTPUTCLASS);
+  mInputP = Open(DMUS_PC_INPUTCLASS);
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), E_FAIL);
+  EXPECT_EQ(Receive(5), Bytes{});
+}
+
+TEST_F(DirectMusicRoot, ArrivalsSignalTheEventAndWhatIsLeftBehindKeepsItSignalled) {
+  OpenBoth();
+  const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, u"arrival");
+  EXPECT_EQ(mInputP->SetReadNotificationHandle(event), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {0xF8, 0xFA}), S_OK);
+  ASSERT_EQ(Receive(), (Bytes{0xF8}));
+  EXPECT_EQ(MsgWaitForMultipleObjects(1, &event, FALSE, 1000, 0), WAIT_OBJECT_0);
+  ASSERT_EQ(Receive(), (Bytes{0xFA}));
+  MsgWaitForMultipleObjects(1, &event, FALSE, 0, 0);
+  EXPECT_EQ(MsgWaitForMultipleObjects(1, &event, FALSE, 10, 0), WAIT_TIMEOUT);
+  mInputP->SetReadNotificationHandle(nullptr);
+  ResetEvent(event);
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), S_OK);
+  EXPECT_EQ(MsgWaitForMultipleObjects(1, &event, FALSE, 20, 0), WAIT_TIMEOUT) << "none after null was set";
+  EXPECT_EQ(mInputP->SetReadNotificationHandle(event), S_OK);
+  EXPECT_EQ(MsgWaitForMultipleObjects(1, &event, FALSE, 1000, 0), WAIT_OBJECT_0) << "data waits: at once";
+  mInputP->SetReadNotificationHandle(nullptr);
+  CloseHandle(event);
+}
+
+TEST_F(DirectMusicRoot, ARestartOfAnInputWithinASecondLosesNothing) {
+  OpenBoth();
+  EXPECT_EQ(mInputP->Activate(FALSE), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {0x90, 60, 100}), S_OK);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(mInputP->Activate(TRUE), S_OK);
+  EXPECT_EQ(Receive(), (Bytes{0x90, 60, 100}));
+}
+
+TEST_F(DirectMusicRoot, AnInputLetGoForLongerHearsNothingOfWhatCameThen) {
+  OpenBoth();
+  EXPECT_EQ(mInputP->Activate(FALSE), S_OK);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+  EXPECT_EQ(Play(INT64_MIN, {0x90, 60, 100}), S_OK);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(mInputP->Activate(TRUE), S_OK);
+  EXPECT_EQ(Receive(50), Bytes{});
+}
+
+TEST_F(DirectMusicRoot, APortOutlivesAReplugWithNoCallOfItsHolder) {
+  OpenBoth();
+  Platform_LoopbackPorts::Unplug(mName);
+  for (int i = 0; i < 500 && Play(INT64_MIN, {0xF8}) == S_OK; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), E_FAIL);
+  EXPECT_NE(Text(Find(DMUS_PC_INPUTCLASS).wszDescription), "") << "an input held open stays in the list";
+  EXPECT_EQ(Text(Find(DMUS_PC_OUTPUTCLASS).wszDescription), "");
+  Platform_LoopbackPorts::Plug(mName);
+  for (int i = 0; i < 1000 && Play(INT64_MIN, {0x90, 61, 100}) != S_OK; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  Bytes received = Receive();
+  EXPECT_EQ(received, (Bytes{0x90, 61, 100}));
+}
+
+TEST_F(DirectMusicRoot, AWatcherHearsOfComingAndGoing) {
+  class Watcher : public Platform_PresenceWatcher {
+   public:
+    explicit Watcher(const std::string& iName) : mName(iName) {}
+    void PresenceChanged(const std::vector<Platform_PresentPort>& iPorts) override {
+      int count = 0;
+      for (const Platform_PresentPort& port : iPorts) {
+        count += port.mInfo.mName == mName ? 1 : 0;
+      }
+      mCount.store(count);
+    }
+    bool WaitFor(int iCount) const {
+      for (int i = 0; i < 2000 && mCount.load() != iCount; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+      return mCount.load() == iCount;
+    }
+
+   private:
+    const std::string mName;
+    std::atomic<int> mCount{-1};
+  };
+  IPlatformPresence* presence = nullptr;
+  ASSERT_EQ(mRootP->QueryInterface(IID_IPlatformPresence, reinterpret_cast<void**>(&presence)), S_OK);
+  Watcher watcher(mName);
+  presence->Watch(&watcher);
+  EXPECT_TRUE(watcher.WaitFor(2)) << "the list as it is comes at once";
+  Platform_LoopbackPorts::Unplug(mName);
+  EXPECT_TRUE(watcher.WaitFor(0));
+  Platform_LoopbackPorts::Plug(mName);
+  EXPECT_TRUE(watcher.WaitFor(2));
+  presence->Unwatch(&watcher);
+}
+
+TEST_F(DirectMusicRoot, ThousandsWrittenInOneGoArriveInOrder) {
+  OpenBoth();
+  const REFERENCE_TIME start = Now() + 1'000'000;
+  constexpr int kEvents = 5000;
+  for (int i = 0; i < kEvents; ++i) {
+    ASSERT_EQ(Play(start + i * 1000, {static_cast<BYTE>(0x90 | (i & 15)), static_cast<BYTE>(i >> 7),
+                                      static_cast<BYTE>(i & 127)}),
+              S_OK);
+  }
+  for (int i = 0; i < kEvents; ++i) {
+    ASSERT_EQ(Receive(), (Bytes{static_cast<BYTE>(0x90 | (i & 15)), static_cast<BYTE>(i >> 7),
+                                static_cast<BYTE>(i & 127)}));
+  }
+}
+
+TEST_F(DirectMusicRoot, UnknownInterfacesAndClassesAreRefused) {
+  void* object = &object;
+  EXPECT_EQ(mRootP->QueryInterface(IID_IReferenceClock, &object), E_NOINTERFACE);
+  EXPECT_EQ(object, nullptr);
+  EXPECT_EQ(CoCreateInstance(IID_IUnknown, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
+            REGDB_E_CLASSNOTREG);
+}
+
+}  // namespace

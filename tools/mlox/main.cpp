@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// The command `mlox`. A subcommand is a file with one registering function, and one line in RegisterAll.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "cmn/cmn_version.h"
+#include "tools/mlox/names_command.h"
+#include "tools/mlox/render_command.h"
+#include "tools/mlox/tool_error.h"
+
+namespace {
+
+constexpr int kBadInput = 1;
+constexpr int kBadUsage = 2;
+
+void RegisterAll(CLI::App& iApp) {
+  tool::RegisterRender(iApp);
+  tool::RegisterNames(iApp);
+  tool::RegisterDeviceTypes(iApp);
+}
+
+/// One line on standard error, whatever line breaks the text has.
+int Fail(int iStatus, std::string iText) {
+  std::replace(iText.begin(), iText.end(), '\n', ' ');
+  fmt::print(stderr, "mlox: {}\n", iText);
+  return iStatus;
+}
+
+/// Help and version are "errors" to the parser, and so are real ones.
+int EndParsing(const CLI::App& iApp, const CLI::ParseError& iError) {
+  if (iError.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+    return iApp.exit(iError);
+  }
+  return Fail(kBadUsage, std::string(iError.what()) + " (mlox --help tells more)");
+}
+
+int Run(int iCount, char** iArguments) {
+  CLI::App app("MIDI between workstations, plug-ins and the machine's ports.", "mlox");
+  app.set_version_flag("--version",
+                       fmt::format("mlox {}.{}.{}", CMN_VERSION_MAJOR, CMN_VERSION_MINOR, CMN_VERSION_PATCH));
+  app.require_subcommand(1);
+  app.footer("\nmlox SUBCOMMAND --help tells about each.");
+  RegisterAll(app);
+  try {
+    app.parse(iCount, iArguments);
+  } catch (const CLI::ParseError& error) {
+    return EndParsing(app, error);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int iCount, char** iArguments) {
+  try {
+    const int status = Run(iCount, iArguments);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+      return Fail(kBadInput, fmt::format("standard output: cannot write: {}", std::strerror(errno)));
+    }
+    return status;
+  } catch (const tool::UsageError& error) {
+    return Fail(kBadUsage, error.what());
+  } catch (const std::exception& error) {
+    return Fail(kBadInput, error.what());
+  }
+}

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// Text of documents on a terminal.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+/// The text with each control character as a blank, so that a document can't command the terminal.
+std::string ForTerminal(std::string_view iText);
+
+/// How many columns a text takes: one for each character.
+size_t ColumnsOf(std::string_view iText);
+
+/// The text cut to so many columns, with an ellipsis where it was cut, and filled up with blanks.
+std::string FitColumns(std::string_view iText, size_t iColumns);
+
+/// Channels in order, with runs drawn together: "1-9, 11".
+std::string ChannelsText(const std::vector<int>& iChannels);
+
+/// The width of the terminal on standard output; COLUMNS from the environment, else 80, where there is none.
+size_t TerminalColumns();
+
+}  // namespace tool
