@@ -127,4 +127,7 @@ struct IDirectMusicStudio {
   /// What Create calls instead, for tests; null restores the studio of this machine. [main]
   using Factory = std::shared_ptr<IDirectMusicStudio> (*)(IDirectMusic8* iRootP);
   static void SetFactory(Factory iFactory);
+  /// Says what makes the studio of this machine. The platform's studio calls it while statics are
+  /// initialised; without it Create gives an empty pointer.
+  static void SetMachineFactory(Factory iFactory);
 };
