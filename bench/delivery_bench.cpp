@@ -28,91 +28,16 @@
 #include <vector>
 
 #include "bench/support/bench_report.h"
-#include "cmn/mem2_masterallocator.h"
-#include "mdid/mdie_noteevents.h"
-#include "mdid/mdie_timestamp.h"
-#include "mlox/mlox_device.h"
-#include "mlox/mlox_directmidi/idirectmidibuffereddelivery.h"
-#include "mlox/mlox_directmidi/idirectmidiclientoutput.h"
-#include "mlox/mlox_directmidi/idirectmidimessage.h"
-#include "mlox/mlox_directmidi/idirectmidioutputdeliverysetup.h"
-#include "mlox/mlox_directmidi/mlox_dm_service.h"
-#include "mlox/mlox_manager.h"
-#include "mlox/mlox_output.h"
+#include "bench/support/mlox_way.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kWriters = 3;
-constexpr int64_t kBlockSamples = 64;
 constexpr int64_t kBlocks = 100000;
 constexpr int64_t kAheadBlocks = 16;
 // Notes that can be on their way at once, with room.
 constexpr std::size_t kCapacity = 16384;
-
-// What the reader made of the notes: every contender must come to the same.
-struct Read {
-  uint64_t mCount = 0;
-  uint64_t mSum = 0;
-
-  void Add(int64_t iTime, const signed char* iBytes) {
-    ++mCount;
-    mSum += static_cast<uint64_t>(iTime) * 31 + static_cast<unsigned char>(iBytes[1]);
-  }
-};
-
-// ---- ours ----
-
-// The service outlives the benchmarks: plug-in nodes come and go.
-Mlox_DM_Service& Service() {
-  static Mem2_MasterAllocator sAllocator;
-  static Mlox_DM_Service* const sServiceP = [] {
-    auto* const serviceP = new Mlox_DM_Service(nullptr, &sAllocator, nullptr);
-    Mlox_Manager::Singleton()->AddService(serviceP, 1);
-    return serviceP;
-  }();
-  return *sServiceP;
-}
-
-class Mlox {
- public:
-  Mlox() {
-    Mlox_DM_Service& service = Service();
-    mNodeP = service.CreateClientOutput("Synth");
-    void* setupP = nullptr;
-    mNodeP->QueryInterface(IDirectMIDIOutputDeliverySetup::kUID, &setupP);
-    mDeliveryP = static_cast<IDirectMIDIOutputDeliverySetup*>(setupP)->SetBufferedDelivery();
-    static_cast<IDirectMIDIOutputDeliverySetup*>(setupP)->Release();
-    mOutputP = service.GetOutputDevice(service.GetNumberOfOutputDevices() - 1)->GetOutputForChannel(0);
-    const Mlox_Manager* const managerP = Mlox_Manager::Singleton();
-    mContexts = {managerP->GetImmediateOutputContext(), managerP->GetPatchThruContext(),
-                 managerP->GetSlightlyEarlyPlayerContext()};
-  }
-  ~Mlox() {
-    mDeliveryP->Release();
-    mNodeP->Release();
-  }
-  void Write(std::size_t iWriter, int64_t iTime, int iPitch) {
-    mOutputP->WriteEvent(Mdie_Timestamp(Time_Sample(iTime)),
-                         Mdie_NoteOnEvent(static_cast<signed char>(iPitch), 100), mContexts[iWriter]);
-  }
-  void PullBlock(int64_t iStart, Read& ioRead) {
-    std::array<signed char, 3> bytes{};
-    while (IDirectMIDIMessage* const messageP =
-               mDeliveryP->GetNextMessageInSampleRange(iStart, iStart + kBlockSamples - 1)) {
-      if (messageP->GetMessageLength() == 3) messageP->GetMessageData(bytes.data());
-      ioRead.Add(messageP->GetSampleTime(), bytes.data());
-      messageP->Release();
-    }
-  }
-
- private:
-  IDirectMIDIClientOutput* mNodeP = nullptr;
-  IDirectMIDIBufferedDelivery* mDeliveryP = nullptr;
-  Mlox_Output* mOutputP = nullptr;
-  std::array<Mlox_OutputContextRef, 3> mContexts;
-};
 
 // ---- peers ----
 
@@ -140,9 +65,9 @@ class MutexMultimap {
     const std::lock_guard lock(mMutex);
     mNotes.emplace(std::pair(iTime, iWriter), note);
   }
-  void PullBlock(int64_t iStart, Read& ioRead) {
+  void PullBlock(int64_t iStart, Bench_Read& ioRead) {
     const std::lock_guard lock(mMutex);
-    while (!mNotes.empty() && mNotes.begin()->first.first < iStart + kBlockSamples) {
+    while (!mNotes.empty() && mNotes.begin()->first.first < iStart + kBench_BlockSamples) {
       ioRead.Add(mNotes.begin()->first.first, mNotes.begin()->second.mBytes.data());
       mNotes.erase(mNotes.begin());
     }
@@ -165,10 +90,10 @@ class MutexSortedVector {
     const std::lock_guard lock(mMutex);
     mNotes.insert(std::upper_bound(mNotes.begin(), mNotes.end(), note), note);
   }
-  void PullBlock(int64_t iStart, Read& ioRead) {
+  void PullBlock(int64_t iStart, Bench_Read& ioRead) {
     const std::lock_guard lock(mMutex);
     auto note = mNotes.begin();
-    for (; note != mNotes.end() && note->mTime < iStart + kBlockSamples; ++note) {
+    for (; note != mNotes.end() && note->mTime < iStart + kBench_BlockSamples; ++note) {
       ioRead.Add(note->mTime, note->mBytes.data());
     }
     mNotes.erase(mNotes.begin(), note);
@@ -186,7 +111,7 @@ class MoodycamelHeap {
   void Write(std::size_t iWriter, int64_t iTime, int iPitch) {
     mQueue.enqueue(mProducers[iWriter], MakeNote(iWriter, iTime, iPitch));
   }
-  void PullBlock(int64_t iStart, Read& ioRead) {
+  void PullBlock(int64_t iStart, Bench_Read& ioRead) {
     std::array<Note, 64> arrived;
     while (const std::size_t count = mQueue.try_dequeue_bulk(mConsumer, arrived.begin(), arrived.size())) {
       for (std::size_t i = 0; i < count; ++i) {
@@ -194,7 +119,7 @@ class MoodycamelHeap {
         std::push_heap(mHeap.begin(), mHeap.end(), IsLater);
       }
     }
-    while (!mHeap.empty() && mHeap.front().mTime < iStart + kBlockSamples) {
+    while (!mHeap.empty() && mHeap.front().mTime < iStart + kBench_BlockSamples) {
       ioRead.Add(mHeap.front().mTime, mHeap.front().mBytes.data());
       std::pop_heap(mHeap.begin(), mHeap.end(), IsLater);
       mHeap.pop_back();
@@ -205,9 +130,9 @@ class MoodycamelHeap {
   static bool IsLater(const Note& iLeft, const Note& iRight) { return iRight < iLeft; }
 
   moodycamel::ConcurrentQueue<Note> mQueue{2 * kCapacity};
-  std::array<moodycamel::ProducerToken, kWriters> mProducers{moodycamel::ProducerToken(mQueue),
-                                                             moodycamel::ProducerToken(mQueue),
-                                                             moodycamel::ProducerToken(mQueue)};
+  std::array<moodycamel::ProducerToken, kBench_Writers> mProducers{moodycamel::ProducerToken(mQueue),
+                                                                   moodycamel::ProducerToken(mQueue),
+                                                                   moodycamel::ProducerToken(mQueue)};
   moodycamel::ConsumerToken mConsumer{mQueue};
   std::vector<Note> mHeap;
 };
@@ -226,16 +151,17 @@ template <class Way>
 void OneThread(benchmark::State& ioState, bool iIsWriteTimed) {
   Bench_PinThread(0);
   const auto wayP = std::make_unique<Way>();
-  Read read;
+  Bench_Read read;
   Clock::duration time{0};
   int64_t block = 0;
   for (int round = 0; round < kRounds; ++round, ++block) {
     const auto start = Clock::now();
     for (int64_t i = 0; i < kNotesOfARound; ++i) {
-      wayP->Write(0, block * kBlockSamples + i * kBlockSamples / kNotesOfARound, static_cast<int>(i & 0x7F));
+      wayP->Write(0, block * kBench_BlockSamples + i * kBench_BlockSamples / kNotesOfARound,
+                  static_cast<int>(i & 0x7F));
     }
     const auto middle = Clock::now();
-    wayP->PullBlock(block * kBlockSamples, read);
+    wayP->PullBlock(block * kBench_BlockSamples, read);
     time += iIsWriteTimed ? middle - start : Clock::now() - middle;
   }
   if (read.mCount != static_cast<uint64_t>(kNotesOfARound) * kRounds) {
@@ -249,8 +175,8 @@ void OneThread(benchmark::State& ioState, bool iIsWriteTimed) {
 // How many of n notes writer w writes to a block.
 int64_t ShareOf(std::size_t iWriter, int64_t iDue) {
   const auto writer = static_cast<int64_t>(iWriter);
-  return iDue * (writer + 1) / static_cast<int64_t>(kWriters) -
-         iDue * writer / static_cast<int64_t>(kWriters);
+  return iDue * (writer + 1) / static_cast<int64_t>(kBench_Writers) -
+         iDue * writer / static_cast<int64_t>(kBench_Writers);
 }
 
 template <class Way>
@@ -263,7 +189,7 @@ class Blocks {
 
   void Run(benchmark::State& ioState) {
     std::vector<std::thread> writers;
-    for (std::size_t writer = 0; writer < kWriters; ++writer)
+    for (std::size_t writer = 0; writer < kBench_Writers; ++writer)
       writers.emplace_back([this, writer] { Write(writer); });
     std::vector<double> times = ReadBlocks();
     for (std::thread& writer : writers) writer.join();
@@ -286,7 +212,8 @@ class Blocks {
     for (int64_t block = 0; block < AllBlocks(); ++block) {
       while (block >= mPulled.load(std::memory_order_acquire) + kAheadBlocks) std::this_thread::yield();
       for (int64_t i = 0; IsFull(block) && i < share; ++i) {
-        mWayP->Write(iWriter, block * kBlockSamples + i * kBlockSamples / share, static_cast<int>(i & 0x7F));
+        mWayP->Write(iWriter, block * kBench_BlockSamples + i * kBench_BlockSamples / share,
+                     static_cast<int>(i & 0x7F));
       }
       mWritten[iWriter].mBlocks.store(block + 1, std::memory_order_release);
     }
@@ -307,7 +234,7 @@ class Blocks {
     for (int64_t block = 0; block < AllBlocks(); ++block) {
       while (!IsReady(block)) std::this_thread::yield();
       const auto start = Clock::now();
-      mWayP->PullBlock(block * kBlockSamples, mRead);
+      mWayP->PullBlock(block * kBench_BlockSamples, mRead);
       const auto end = Clock::now();
       const bool isTimed = mStep == 1 || IsFull(block) == mIsTimedFull;
       if (isTimed && times.size() < kBlocks) times.push_back(NanosecondsEach(end - start, 1) / 1000.0);
@@ -324,8 +251,8 @@ class Blocks {
   const int64_t mDue;
   const int64_t mStep;
   const bool mIsTimedFull;
-  Read mRead;
-  std::array<Progress, kWriters> mWritten;
+  Bench_Read mRead;
+  std::array<Progress, kBench_Writers> mWritten;
   alignas(64) std::atomic<int64_t> mPulled{0};
 };
 
@@ -333,12 +260,12 @@ template <class Way>
 void EmptyPulls(benchmark::State& ioState) {
   Bench_PinThread(0);
   const auto wayP = std::make_unique<Way>();
-  Read read;
+  Bench_Read read;
   std::vector<double> times;
   times.reserve(kBlocks);
   for (int64_t block = 0; block < kBlocks; ++block) {
     const auto start = Clock::now();
-    wayP->PullBlock(block * kBlockSamples, read);
+    wayP->PullBlock(block * kBench_BlockSamples, read);
     times.push_back(NanosecondsEach(Clock::now() - start, 1) / 1000.0);
   }
   ioState.counters["p50"] = Bench_Quantile(times, 0.5);
@@ -362,7 +289,7 @@ void AddContender(const std::string& iName) {
 }  // namespace
 
 int main(int iArgumentCount, char** iArgumentsPP) {
-  AddContender<Mlox>(kBenchOurs);
+  AddContender<Bench_MloxWay>(kBenchOurs);
   AddContender<MutexMultimap>("mutex+multimap");
   AddContender<MutexSortedVector>("mutex+vector");
   AddContender<MoodycamelHeap>("moodycamel+heap");

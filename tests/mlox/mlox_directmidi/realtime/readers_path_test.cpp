@@ -24,8 +24,8 @@
 #include "mlox/mlox_directmidi/mlox_dm_timedevent.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
 #include "tests/mlox/mlox_directmidi/direct_client.h"
-#include "tests/mlox/mlox_directmidi/realtime/realtime_traps.h"
 #include "tests/support/assert_recorder.h"
+#include "tests/support/realtime/realtime_traps.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/mlox/mlox_directmidi/realtime/realtime_traps.h"
+#include "tests/support/realtime/realtime_traps.h"
 
 #include <dlfcn.h>
 #include <linux/audit.h>
