@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 /// \file
-/// Base of reference-counted objects that are not shared across threads at the same moment.
+/// Base of reference-counted objects whose references may be taken and dropped on any thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "cmn/cmn_export.h"
@@ -10,16 +11,19 @@
 /// Counts its references and deletes itself with the last one.
 ///
 /// The count starts at 0, so that an object belongs to nobody until the first `Cmn_AliasedRefCountPtr` takes
-/// it. It is a plain number: all references to one object must be taken and dropped on one thread, or be
-/// ordered by something else. Objects that threads share derive from `Sys_ThreadSafeRefCountObject` instead.
+/// it. Counting is atomic, since a service drops its references on whatever thread a change is reported by;
+/// one pointer that two threads assign still needs something else. The last reference deletes at once, which
+/// is nothing for a real-time thread: objects that such threads share derive from
+/// `Sys_DelayedDeleteRefCntObj`.
 class MLOX_EXPORT Cmn_RefCountObject {
  public:
-  /// Adds one reference. Const, because pointers to const objects hold references as well. [main]
-  void AddReference() const { ++mReferenceCount; }
+  /// Adds one reference. Const, because pointers to const objects hold references as well. [any]
+  void AddReference() const { mReferenceCount.fetch_add(1, std::memory_order_relaxed); }
 
-  /// Drops one reference; the last one deletes the object through its virtual destructor. [main]
+  /// Drops one reference; the last one deletes the object through its virtual destructor. [any but real-time]
   void RemoveReference() const {
-    if (--mReferenceCount == 0) delete this;
+    // Release: what this holder did is done before the object goes. Acquire: whoever deletes sees all of it.
+    if (mReferenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
  protected:
@@ -31,5 +35,5 @@ class MLOX_EXPORT Cmn_RefCountObject {
   virtual ~Cmn_RefCountObject();
 
  private:
-  mutable std::int32_t mReferenceCount = 0;
+  mutable std::atomic<std::int32_t> mReferenceCount{0};
 };

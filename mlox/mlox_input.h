@@ -17,9 +17,8 @@
 class Mlox_DeviceDescriptor;
 
 /// One MIDI source as the application sees it. It belongs to its service; an application's reference keeps it
-/// readable after the service has dropped it, but it delivers nothing then. The count isn't thread-safe:
-/// references are taken and dropped on one thread at a time. References are to const, so all inquiries are
-/// const.
+/// readable after the service has dropped it, but it delivers nothing then. References are to const, so all
+/// inquiries are const.
 class MLOX_EXPORT Mlox_Input : public Cmn_RefCountObject {
  public:
   /// [any] The numeric identity, the same for as long as the input exists.

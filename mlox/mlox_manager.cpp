@@ -29,6 +29,9 @@ constexpr char kAssertSource[] = "mlox/mlox_manager";
 constexpr short kNumChannels = 16;
 constexpr short kCommonOutputChannel = -1;
 
+// How often a count is repeated when a change was reported during it.
+constexpr int kMaxRepeatedWalks = 3;
+
 using Entries = std::vector<Mlox_Manager_ServiceEntry>;
 
 // Walks by index, because a service may have another one added while it is called; a row without a service is
@@ -213,7 +216,7 @@ void Mlox_Manager::StopServicesPlayback() {
 }
 
 void Mlox_Manager::QuickAllNotesOff() {
-  if (mOutputIndicesAreDirty) ComputeOutputIndices();
+  CountOutputDevices();
   // All outputs are fetched before the first write. A write can end in a plug-in that takes its node away,
   // and the epoch keeps the outputs of such a node for as long as we hold plain pointers to them.
   const Sys_EpochGuard guard;
@@ -257,13 +260,24 @@ void Mlox_Manager::ComputeInputIndices() {
   mNumInputs = total;
 }
 
+// A service may change its lists during the walk, on the first count above all, when it fills them, or
+// because another of its threads reports a change. Repeating the walk gives the caller indices that it can
+// use at once; a service that changes all the time gets the rest at the next count.
+void Mlox_Manager::CountOutputDevices() {
+  for (int walk = 0; walk <= kMaxRepeatedWalks && mOutputIndicesAreDirty; ++walk) ComputeOutputIndices();
+}
+
+void Mlox_Manager::CountInputs() {
+  for (int walk = 0; walk <= kMaxRepeatedWalks && mInputIndicesAreDirty; ++walk) ComputeInputIndices();
+}
+
 int Mlox_Manager::GetNumberOfOutputDevices() {
-  if (mOutputIndicesAreDirty) ComputeOutputIndices();
+  CountOutputDevices();
   return mNumOutputDevices;
 }
 
 int Mlox_Manager::GetNumberOfInputs() {
-  if (mInputIndicesAreDirty) ComputeInputIndices();
+  CountInputs();
   return mNumInputs;
 }
 

@@ -89,13 +89,15 @@ class MLOX_EXPORT Mlox_Manager {
 
   // ---- the index spaces ----
 
-  /// [main] The number of output devices of all services; recomputed if a service has reported a change.
+  /// [main] The number of output devices of all services; recomputed if a service has reported a change, and
+  /// again, three times at most, if one reports a change meanwhile.
   int GetNumberOfOutputDevices();
 
   /// [main] A device by its global index, as of the last count. Null if there is none.
   Mlox_Device* GetOutputDevice(int iOutputIndex);
 
-  /// [main] The number of inputs of all services; recomputed if a service has reported a change.
+  /// [main] The number of inputs of all services; recomputed if a service has reported a change, and again,
+  /// three times at most, if one reports a change meanwhile.
   int GetNumberOfInputs();
 
   /// [main] An input by its global index, as of the last count. Null if there is none.
@@ -203,6 +205,8 @@ class MLOX_EXPORT Mlox_Manager {
 
   void ComputeOutputIndices();
   void ComputeInputIndices();
+  void CountOutputDevices();
+  void CountInputs();
   ServiceEntries::iterator FindServiceEntryForOutputIndex(int iOutputIndex);
   ServiceEntries::iterator FindServiceEntryForInputIndex(int iInputIndex);
 

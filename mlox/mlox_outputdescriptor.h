@@ -9,8 +9,7 @@
 #include "cmn/cmn_refcountobject.h"
 #include "mlox/mlox_devicedescriptor.h"
 
-/// The identity of one output, for keeping: its device and the channel. Counted, not thread-safe: references
-/// are taken and dropped on one thread at a time.
+/// The identity of one output, for keeping: its device and the channel. Counted.
 class MLOX_EXPORT Mlox_OutputDescriptor : public Cmn_RefCountObject {
  public:
   /// [main]

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
 #include <type_traits>
+#include <vector>
 
 namespace {
 
@@ -38,6 +40,28 @@ TEST(Cmn_RefCountObject, CountStartsAtZeroSoThatTheFirstReferenceOwnsIt) {
   int deletions = 0;
   const auto* objectP = new Counted(&deletions);
   objectP->AddReference();
+  objectP->RemoveReference();
+  EXPECT_EQ(deletions, 1);
+}
+
+TEST(Cmn_RefCountObject, ReferencesAreTakenAndDroppedOnSeveralThreadsAtOnce) {
+  constexpr int kRounds = 20000;
+  int deletions = 0;
+  const auto* objectP = new Counted(&deletions);
+  objectP->AddReference();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    objectP->AddReference();
+    threads.emplace_back([objectP] {
+      for (int round = 0; round < kRounds; ++round) {
+        objectP->AddReference();
+        objectP->RemoveReference();
+      }
+      objectP->RemoveReference();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(deletions, 0) << "the first reference is still there";
   objectP->RemoveReference();
   EXPECT_EQ(deletions, 1);
 }

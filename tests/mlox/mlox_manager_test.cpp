@@ -501,44 +501,51 @@ TEST_F(Mlox_ManagerTest, AnIndexOfAServiceThatIsGoneIsReportedAndAnswersNull) {
                                             "!mInputIndicesAreDirty", "i != mServicesP->begin()"));
 }
 
-TEST_F(Mlox_ManagerTest, AChangeReportedDuringTheCountCountsForTheNextOne) {
-  class GrowingService : public Test_FakeService {
-   public:
-    GrowingService() : Test_FakeService("growing") {}
-    int GetNumberOfOutputDevices() override {
-      const int count = Test_FakeService::GetNumberOfOutputDevices();
-      if (count < 3) {
-        AddDevice("Piano");
-        Mlox_Manager::Singleton()->ServiceOutputListChanged(this, true);
-      }
-      return count;
+// Has one device and one input more after each count, up to a limit, and says so.
+class GrowingService : public Test_FakeService {
+ public:
+  explicit GrowingService(int iLimit) : Test_FakeService("growing"), mLimit(iLimit) {}
+  int GetNumberOfOutputDevices() override {
+    const int count = Test_FakeService::GetNumberOfOutputDevices();
+    if (count < mLimit) {
+      AddDevice("Piano");
+      Mlox_Manager::Singleton()->ServiceOutputListChanged(this, true);
     }
-  };
-  Manager().AddService(new GrowingService, 16);
-  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 0);
-  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 1);
-  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 2);
-  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 3);
-}
+    return count;
+  }
+  int GetNumberOfInputs() override {
+    const int count = Test_FakeService::GetNumberOfInputs();
+    if (count < mLimit) {
+      AddInput("Keys");
+      Mlox_Manager::Singleton()->ServiceInputListChanged(this);
+    }
+    return count;
+  }
 
-TEST_F(Mlox_ManagerTest, AnInputChangeReportedDuringTheCountCountsForTheNextOne) {
-  class GrowingService : public Test_FakeService {
-   public:
-    int GetNumberOfInputs() override {
-      const int count = Test_FakeService::GetNumberOfInputs();
-      if (count < 2) {
-        AddInput("Keys");
-        Mlox_Manager::Singleton()->ServiceInputListChanged(this);
-      }
-      return count;
-    }
-  };
-  auto* serviceP = new GrowingService;
+ private:
+  int mLimit;
+};
+
+TEST_F(Mlox_ManagerTest, ACountIsRepeatedWhileAChangeIsReportedDuringIt) {
+  auto* serviceP = new GrowingService(2);
   Manager().AddService(serviceP, 16);
   Manager().ServiceInputListChanged(serviceP);
-  EXPECT_EQ(Manager().GetNumberOfInputs(), 0);
-  EXPECT_EQ(Manager().GetNumberOfInputs(), 1);
+  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 2);
   EXPECT_EQ(Manager().GetNumberOfInputs(), 2);
+  const Test_AssertRecorder recorder;
+  EXPECT_NE(Manager().GetOutputDevice(1), nullptr);
+  EXPECT_TRUE(Manager().GetInput(1));
+  EXPECT_EQ(recorder.Count(), 0) << "the indices are clean";
+}
+
+TEST_F(Mlox_ManagerTest, ACountIsRepeatedThreeTimesAtMostAndTheRestCountsForTheNextOne) {
+  auto* serviceP = new GrowingService(100);
+  Manager().AddService(serviceP, 16);
+  Manager().ServiceInputListChanged(serviceP);
+  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 3) << "0, then 1, 2 and 3 in three more walks";
+  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 7);
+  EXPECT_EQ(Manager().GetNumberOfInputs(), 3);
+  EXPECT_EQ(Manager().GetNumberOfInputs(), 7);
 }
 
 TEST_F(Mlox_ManagerTest, TheInputCountIsCachedUntilAServiceReportsAChange) {
