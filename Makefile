@@ -23,9 +23,10 @@ demo: configure-release
 	cmake --build --preset release -j $(JOBS) --target mlox_tool
 	bash tools/demo.sh build/release/tools/mlox/mlox
 
-## make test      build everything and run every test
+## make test      build everything and run every test; prints how many each driver had
 test: build
 	ctest --preset dev -j $(JOBS)
+	bash packaging/driver_counts.sh build/dev
 
 ## make bench     measure ours beside its peers, table at the end
 bench: configure-bench
