@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <span>
 
-#include "tools/mlox/songreader.h"
-#include "tools/mlox/timeline.h"
+#include "tools/mlox/render/songreader.h"
+#include "tools/mlox/render/timeline.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/mlox/eventconversion.h"
+#include "tools/mlox/render/eventconversion.h"
 
 #include <gtest/gtest.h>
 

@@ -11,9 +11,9 @@
 #include "tests/support/generated_song.h"
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
-#include "tools/mlox/render_command.h"
-#include "tools/mlox/songreader.h"
-#include "tools/mlox/timeline.h"
+#include "tools/mlox/render/render_command.h"
+#include "tools/mlox/render/songreader.h"
+#include "tools/mlox/render/timeline.h"
 #include "tools/mlox/tool_error.h"
 
 namespace {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file
-/// The command `mlox`. A subcommand is a file with one registering function, and one line in RegisterAll.
+/// The command `mlox`. A subcommand is a file of its room with one registering function, and one line in
+/// RegisterAll.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
@@ -12,8 +13,8 @@
 #include <string>
 
 #include "cmn/cmn_version.h"
-#include "tools/mlox/names_command.h"
-#include "tools/mlox/render_command.h"
+#include "tools/mlox/names/names_command.h"
+#include "tools/mlox/render/render_command.h"
 #include "tools/mlox/tool_error.h"
 
 namespace {

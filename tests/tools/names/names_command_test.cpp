@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/mlox/names_command.h"
+#include "tools/mlox/names/names_command.h"
 
 #include <gtest/gtest.h>
 
