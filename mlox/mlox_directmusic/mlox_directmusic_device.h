@@ -130,6 +130,7 @@ class MLOX_EXPORT Mlox_DirectMusic_Device : public Mlox_Device {
   Mlox_Output* GetOutputForChannelExt(const short& iChannel);
   bool InitializePatchNameFile(std::string* oPathP);
 
+  void CopyFields(const Mlox_DirectMusic_Device& iOther);
   std::shared_ptr<IDeviceProperties> HeldDevice() const;
   void ForgetWhatWasRead();
   void RefreshOutputDescriptors(const Mlox_DeviceDescriptor* iOldP);

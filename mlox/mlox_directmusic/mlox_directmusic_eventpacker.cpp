@@ -1,67 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_directmusic/mlox_directmusic_eventpacker.h"
 
-#include <algorithm>
 #include <cstring>
 #include <limits>
 
 #include "mdi/mdi_messageutils.h"
-#include "mdid/mdie_event.h"
 #include "mlox/mlox_mididata.h"
 
 namespace {
 
 constexpr std::int64_t kLatest = std::numeric_limits<std::int64_t>::max();
 
-// The events' own interface has signed bytes.
-signed char* AsSigned(unsigned char* iDataP) { return reinterpret_cast<signed char*>(iDataP); }
-
 }  // namespace
 
-void Mlox_DirectMusic_EventPacker::Write(const Mdie_Event& iEvent, bool iImmediate, std::int64_t iTime) {
-  mImmediate = iImmediate;
-  mTime = iTime;
-  mPackedLength = 0;
-  const int messages = iEvent.GetNumMessages();
-  for (int index = 0; index < messages; ++index) {
-    const int length = iEvent.GetMessageLength(index);
-    if (length <= 0) continue;
-    if (length <= kMaxSendLength) {
-      WriteShort(iEvent, index, length);
-    } else if (!WriteLong(iEvent, index, length)) {
-      return;
-    }
-  }
-  SendPacked();
-}
-
-void Mlox_DirectMusic_EventPacker::WriteShort(const Mdie_Event& iEvent, int iIndex, int iLength) {
-  if (mPackedLength + iLength > kMaxSendLength) SendPacked();
-  unsigned char* messageP = mPacked + mPackedLength;
-  iEvent.GetMessageData(AsSigned(messageP), iIndex);
-  messageP[0] = ImposeChannel(messageP[0], mChannel);
-  mPackedLength += iLength;
-}
-
-// False once playback was stopped. The channel isn't imposed: a long message is system exclusive.
-bool Mlox_DirectMusic_EventPacker::WriteLong(const Mdie_Event& iEvent, int iIndex, int iLength) {
-  SendPacked();
-  WaitForLead(iEvent);
-  unsigned char piece[kMaxSendLength];
-  for (int offset = 0; offset < iLength;) {
-    const int length = std::min(kMaxSendLength, iLength - offset);
-    iEvent.GetPartialMessageData(AsSigned(piece), iIndex, offset, length);
-    if (mTarget.IsStopped()) return false;
-    // As soon as possible, since the pace is kept here: a stamp would only let the port keep more of it back.
-    mTarget.Send(true, TimeOfPiece(mTime, offset), piece, length);
-    mTarget.Sleep(PauseAfter(length));
-    offset += length;
-  }
-  return true;
-}
-
-void Mlox_DirectMusic_EventPacker::WaitForLead(const Mdie_Event& iEvent) {
-  if (mImmediate || iEvent.GetType() != Mdie_Event::kLongSysex) return;
+void Mlox_DirectMusic_EventPacker::WaitForLead() {
   // A clock doesn't run below 0, so that neither the sum nor the difference leaves its 64 bits.
   const std::int64_t now = std::max<std::int64_t>(0, mTarget.Now());
   if (now < kLatest - kLongMessageLead && now + kLongMessageLead < mTime) mTarget.Sleep((mTime - now) / 1000);

@@ -4,15 +4,18 @@
 /// at which pace a long system exclusive message goes out.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
-class Mdie_Event;
+#include "mdid/mdie_event.h"
 
 /// Cuts events into sends. It knows neither ports nor clocks: whoever uses it stands behind `Target`.
 ///
 /// All messages of one event go out in as few sends as possible, all with one stamp. Only a message longer
 /// than a send is paced, at the speed of the MIDI wire, so that it never floods the port's buffer: the
 /// calling thread sleeps meanwhile.
+///
+/// `Event` stands for `Mdie_Event`, or for whatever answers to the same questions.
 ///
 /// [any but real-time], one thread at a time. Takes no memory.
 class Mlox_DirectMusic_EventPacker {
@@ -51,7 +54,8 @@ class Mlox_DirectMusic_EventPacker {
   /// Sends all messages of an event. A long message may keep the thread for as long as it is ahead of its
   /// time and for the duration of its bytes; a stop abandons it, and the rest of the event, before the next
   /// piece. \param iTime  when the event is due, on `Sys_Clock`, in microseconds; 0 for an immediate event
-  void Write(const Mdie_Event& iEvent, bool iImmediate, std::int64_t iTime);
+  template <class Event>
+  void Write(const Event& iEvent, bool iImmediate, std::int64_t iTime);
 
   /// A channel message's status with the channel in it; any other byte as it is.
   ///
@@ -69,10 +73,14 @@ class Mlox_DirectMusic_EventPacker {
   static bool CopyRaw(const unsigned char* iDataP, int iLength, short iChannel, unsigned char* oDataP);
 
  private:
-  void WriteShort(const Mdie_Event& iEvent, int iIndex, int iLength);
-  bool WriteLong(const Mdie_Event& iEvent, int iIndex, int iLength);
-  void WaitForLead(const Mdie_Event& iEvent);
+  template <class Event>
+  void WriteShort(const Event& iEvent, int iIndex, int iLength);
+  template <class Event>
+  bool WriteLong(const Event& iEvent, int iIndex, int iLength);
+  void WaitForLead();
   void SendPacked();
+  // The events' own interface has signed bytes.
+  static signed char* AsSigned(unsigned char* iDataP) { return reinterpret_cast<signed char*>(iDataP); }
 
   Target& mTarget;
   const short mChannel;
@@ -81,3 +89,48 @@ class Mlox_DirectMusic_EventPacker {
   int mPackedLength = 0;
   unsigned char mPacked[kMaxSendLength];
 };
+
+template <class Event>
+void Mlox_DirectMusic_EventPacker::Write(const Event& iEvent, bool iImmediate, std::int64_t iTime) {
+  mImmediate = iImmediate;
+  mTime = iTime;
+  mPackedLength = 0;
+  const int messages = iEvent.GetNumMessages();
+  for (int index = 0; index < messages; ++index) {
+    const int length = iEvent.GetMessageLength(index);
+    if (length <= 0) continue;
+    if (length <= kMaxSendLength) {
+      WriteShort(iEvent, index, length);
+    } else if (!WriteLong(iEvent, index, length)) {
+      return;
+    }
+  }
+  SendPacked();
+}
+
+template <class Event>
+void Mlox_DirectMusic_EventPacker::WriteShort(const Event& iEvent, int iIndex, int iLength) {
+  if (mPackedLength + iLength > kMaxSendLength) SendPacked();
+  unsigned char* messageP = mPacked + mPackedLength;
+  iEvent.GetMessageData(AsSigned(messageP), iIndex);
+  messageP[0] = ImposeChannel(messageP[0], mChannel);
+  mPackedLength += iLength;
+}
+
+// False once playback was stopped. The channel isn't imposed: a long message is system exclusive.
+template <class Event>
+bool Mlox_DirectMusic_EventPacker::WriteLong(const Event& iEvent, int iIndex, int iLength) {
+  SendPacked();
+  if (!mImmediate && iEvent.GetType() == Mdie_Event::kLongSysex) WaitForLead();
+  unsigned char piece[kMaxSendLength];
+  for (int offset = 0; offset < iLength;) {
+    const int length = std::min(kMaxSendLength, iLength - offset);
+    iEvent.GetPartialMessageData(AsSigned(piece), iIndex, offset, length);
+    if (mTarget.IsStopped()) return false;
+    // As soon as possible, since the pace is kept here: with a stamp the port would keep it a second time.
+    mTarget.Send(true, TimeOfPiece(mTime, offset), piece, length);
+    mTarget.Sleep(PauseAfter(length));
+    offset += length;
+  }
+  return true;
+}
