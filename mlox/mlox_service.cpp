@@ -9,14 +9,18 @@
 
 Mlox_Service::Mlox_Service(Mdi_AppCallback* iAppCallbackP) : mAppCallbackP(iAppCallbackP) {}
 
+Mlox_Service::Mlox_Service(Mdi_AppCallback* iAppCallbackP, std::atomic<bool>& ioIsSuspended)
+    : mAppCallbackP(iAppCallbackP), mIsSuspendedP(&ioIsSuspended) {}
+
+// A copy has a flag of its own, whatever the original's stands in.
 Mlox_Service::Mlox_Service(const Mlox_Service& iOther)
     : mAppCallbackP(iOther.mAppCallbackP),
-      mIsSuspended(iOther.mIsSuspended.load(std::memory_order_acquire)) {}
+      mOwnIsSuspended(iOther.mIsSuspendedP->load(std::memory_order_acquire)) {}
 
 Mlox_Service& Mlox_Service::operator=(const Mlox_Service& iOther) {
   if (this == &iOther) return *this;
   mAppCallbackP = iOther.mAppCallbackP;
-  mIsSuspended.store(iOther.mIsSuspended.load(std::memory_order_acquire), std::memory_order_release);
+  mIsSuspendedP->store(iOther.mIsSuspendedP->load(std::memory_order_acquire), std::memory_order_release);
   return *this;
 }
 
@@ -49,11 +53,11 @@ bool Mlox_Service::IsPlugInSource(const Mlox_InputID&) const { return false; }
 
 // A writer that reads the flag late lets one more event through.
 
-void Mlox_Service::Suspend() { mIsSuspended.store(true, std::memory_order_release); }
+void Mlox_Service::Suspend() { mIsSuspendedP->store(true, std::memory_order_release); }
 
-void Mlox_Service::Resume() { mIsSuspended.store(false, std::memory_order_release); }
+void Mlox_Service::Resume() { mIsSuspendedP->store(false, std::memory_order_release); }
 
-bool Mlox_Service::IsSuspended() { return mIsSuspended.load(std::memory_order_acquire); }
+bool Mlox_Service::IsSuspended() { return mIsSuspendedP->load(std::memory_order_acquire); }
 
 void Mlox_Service::DoneUpdatingOldDeviceReferences() {}
 

@@ -118,6 +118,10 @@ class MLOX_EXPORT Mlox_Service {
  protected:
   /// \param iAppCallbackP  not owned; kept for the life of the service
   explicit Mlox_Service(Mdi_AppCallback* iAppCallbackP);
+  /// For a service whose flag is read by those that may outlive it.
+  /// \param ioIsSuspended  what Suspend and Resume change instead of a flag of their own; it outlives the
+  /// service
+  Mlox_Service(Mdi_AppCallback* iAppCallbackP, std::atomic<bool>& ioIsSuspended);
   Mlox_Service(const Mlox_Service& iOther);
   Mlox_Service& operator=(const Mlox_Service& iOther);
 
@@ -125,5 +129,6 @@ class MLOX_EXPORT Mlox_Service {
 
  private:
   Mdi_AppCallback* mAppCallbackP;
-  std::atomic<bool> mIsSuspended{false};
+  std::atomic<bool> mOwnIsSuspended{false};
+  std::atomic<bool>* mIsSuspendedP = &mOwnIsSuspended;
 };

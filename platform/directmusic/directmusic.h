@@ -6,6 +6,10 @@
 /// the master clock.
 #pragma once
 
+// The calls of COM and the events come along: those who use DirectMusic need them, and reach this header
+// alone.
+#include "platform/directmusic/windows_com.h"
+#include "platform/directmusic/windows_events.h"
 #include "platform/directmusic/windows_types.h"
 
 #if defined(_WIN32)

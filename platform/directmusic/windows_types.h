@@ -30,6 +30,8 @@ using LONGLONG = std::int64_t;
 using VARIANT_BOOL = std::int16_t;
 using WCHAR = char16_t;
 using OLECHAR = char16_t;
+/// A literal of wide text.
+#define OLESTR(text) u##text
 /// Wide text with its length in front, made by SysAllocString, freed by SysFreeString.
 using BSTR = OLECHAR*;
 /// A kernel object; here an event of events.h. Null is no object.
