@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <span>
 
-#include "tools/mlox/render/songreader.h"
 #include "tools/mlox/render/timeline.h"
+#include "tools/mlox/song/songreader.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/mlox/render/eventconversion.h"
+#include "tools/mlox/song/eventconversion.h"
 
 #include <gtest/gtest.h>
 

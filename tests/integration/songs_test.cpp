@@ -12,8 +12,8 @@
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
 #include "tools/mlox/render/render_command.h"
-#include "tools/mlox/render/songreader.h"
 #include "tools/mlox/render/timeline.h"
+#include "tools/mlox/song/songreader.h"
 #include "tools/mlox/tool_error.h"
 
 namespace {

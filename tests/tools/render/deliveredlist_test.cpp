@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/song_builder.h"
-#include "tools/mlox/render/songreader.h"
+#include "tools/mlox/song/songreader.h"
 
 namespace {
 

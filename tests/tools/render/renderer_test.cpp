@@ -12,7 +12,7 @@
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
 #include "tools/mlox/render/noneway.h"
-#include "tools/mlox/render/songreader.h"
+#include "tools/mlox/song/songreader.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "tests/support/song_builder.h"
 #include "tools/mlox/render/deliveredlist.h"
-#include "tools/mlox/render/songreader.h"
+#include "tools/mlox/song/songreader.h"
 #include "tools/mlox/tool_error.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "tests/support/song_builder.h"
-#include "tools/mlox/render/songreader.h"
+#include "tools/mlox/song/songreader.h"
 
 namespace {
 

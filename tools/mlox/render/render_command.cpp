@@ -16,10 +16,10 @@
 #include "tools/mlox/render/directway.h"
 #include "tools/mlox/render/noneway.h"
 #include "tools/mlox/render/renderer.h"
-#include "tools/mlox/render/songreader.h"
 #include "tools/mlox/render/synthesizer.h"
 #include "tools/mlox/render/timeline.h"
 #include "tools/mlox/render/wavfile.h"
+#include "tools/mlox/song/songreader.h"
 #include "tools/mlox/tool_error.h"
 
 namespace tool {

@@ -7,7 +7,7 @@
 #include <tuple>
 #include <utility>
 
-#include "tools/mlox/render/songclock.h"
+#include "tools/mlox/song/songclock.h"
 #include "tools/mlox/tool_error.h"
 
 namespace tool {

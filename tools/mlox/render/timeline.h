@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "tools/mlox/render/song.h"
+#include "tools/mlox/song/song.h"
 
 namespace tool {
 

@@ -6,7 +6,7 @@
 #include "mlox/mlox_directmidi/mlox_dm_service.h"
 #include "mlox/mlox_init.h"
 #include "mlox/mlox_manager.h"
-#include "tools/mlox/render/eventconversion.h"
+#include "tools/mlox/song/eventconversion.h"
 #include "tools/mlox/tool_error.h"
 
 namespace tool {

@@ -7,7 +7,7 @@
 #include <limits>
 #include <vector>
 
-#include "tools/mlox/render/song.h"
+#include "tools/mlox/song/song.h"
 
 namespace tool {
 

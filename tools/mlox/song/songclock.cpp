@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/mlox/render/songclock.h"
+#include "tools/mlox/song/songclock.h"
 
 #include <algorithm>
 

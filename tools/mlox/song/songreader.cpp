@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/mlox/render/songreader.h"
+#include "tools/mlox/song/songreader.h"
 
 #include <fmt/format.h>
 

@@ -7,7 +7,7 @@
 #include <span>
 
 #include "mdid/mdie_event.h"
-#include "tools/mlox/render/song.h"
+#include "tools/mlox/song/song.h"
 
 namespace tool {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/mlox/render/song.h"
+#include "tools/mlox/song/song.h"
 
 namespace tool {
 
