@@ -81,6 +81,8 @@ class MLOX_EXPORT Mlox_DirectMusic_Device : public Mlox_Device {
   void GetIOEndpoint(std::shared_ptr<IEndpointProperties>* oEndpointP);
   /// How many endpoints this one is wired to; 0 on failure.
   int GetNumConnections();
+  /// The raw endpoint; may be empty. Under the subsystem's lock.
+  std::shared_ptr<IEndpointProperties> GetEndpointProperties() const { return mEndpointProperties; }
   /// Whether the endpoint is wired to the one of that identity.
   bool IsConnectedTo(const Mlox_InputID& iID);
   /// Whether the identity is that of the endpoint (level 0), the entity (1) or the device (2).
