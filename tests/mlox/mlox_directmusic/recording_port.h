@@ -203,7 +203,8 @@ class Test_RecordingPort final : public Test_Counted<IDirectMusicPort> {
   std::function<void()> mOnPlay;
 };
 
-/// A root that makes recording buffers, lists the ports that it is given and has a clock of the test's choice.
+/// A root that makes recording buffers, lists the ports that it is given and has a clock of the test's
+/// choice.
 class Test_RecordingRoot final : public Test_Counted<IDirectMusic8> {
  public:
   struct ListedPort {
