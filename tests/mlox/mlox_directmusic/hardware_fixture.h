@@ -33,6 +33,7 @@ class Test_DirectMusicOutputAccess {
   }
   static void SetReleased(Mlox_DirectMusic_Output& ioOutput) { ioOutput.mReleased = true; }
   static bool IsReleased(const Mlox_DirectMusic_Output& iOutput) { return iOutput.mReleased; }
+  static void SetTimestamped(Mlox_DirectMusic_Output& ioOutput) { ioOutput.mIsTimestamped = true; }
   static bool HasBuffer(const Mlox_DirectMusic_Output& iOutput) { return iOutput.mBuffer != nullptr; }
   static IDirectMusicPort* Port(const Mlox_DirectMusic_Output& iOutput) { return iOutput.mPort; }
   static DWORD Group(const Mlox_DirectMusic_Output& iOutput) { return iOutput.mChannelGroup; }
