@@ -1,28 +1,24 @@
 // SPDX-License-Identifier: MIT
 /// \file
-/// A hardware side without hardware: a recording root behind the port client, a service's handle, clocks and
-/// sleeps of the test's own.
+/// What tests of outputs and devices stand on: a fake DirectMusic behind the port client, clocks that a test
+/// moves, and the handle of a service.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "cmn/sys_clock.h"
 #include "cmn/sys_delayeddeletion.h"
-#include "cmn/sys_utils.h"
 #include "mlox/mlox_directmusic/directmusicclient.h"
 #include "mlox/mlox_directmusic/directmusicclocksync.h"
 #include "mlox/mlox_directmusic/endpointidentity.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_output.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_servicehandle.h"
-#include "tests/mlox/mlox_directmusic/recording_port.h"
+#include "tests/support/fake_directmusic.h"
+#include "tests/support/fake_time.h"
 
 /// Reaches what only the device and the class itself use.
 class Test_DirectMusicOutputAccess {
@@ -39,77 +35,77 @@ class Test_DirectMusicOutputAccess {
   static DWORD Group(const Mlox_DirectMusic_Output& iOutput) { return iOutput.mChannelGroup; }
 };
 
-/// A manual clock that starts at 1,000,000 microseconds; the master clock stands at ten times that, plus 7.
-/// Sleeps are noted and pass at once. A service's handle is attached and not suspended.
-class Test_HardwareFixture : public ::testing::Test {
- public:
-  static constexpr std::int64_t kStart = 1000000;
+/// The events that were played on a port, of all buffers in order.
+inline std::vector<Test_FakeEvent> Test_EventsOn(const Test_FakePort& iPort) {
+  std::vector<Test_FakeEvent> events;
+  for (const Test_FakePlayed& played : iPort.Played()) {
+    events.insert(events.end(), played.mEvents.begin(), played.mEvents.end());
+  }
+  return events;
+}
 
+/// The calls so far, by their names alone, and forgets them.
+inline std::vector<std::string> Test_TakeNames(Test_FakeCalls& ioCalls) {
+  std::vector<std::string> names;
+  for (const std::string& line : ioCalls.Lines()) {
+    const std::size_t colon = line.find(": ");
+    const std::string call = colon == std::string::npos ? line : line.substr(colon + 2);
+    names.push_back(call.substr(0, call.find(' ')));
+  }
+  ioCalls.Clear();
+  return names;
+}
+
+/// The calls so far, whole, and forgets them.
+inline std::vector<std::string> Test_TakeLines(Test_FakeCalls& ioCalls) {
+  std::vector<std::string> lines = ioCalls.Lines();
+  ioCalls.Clear();
+  return lines;
+}
+
+/// The master clock stands at ten times the microseconds, plus 7, and the shared clock knows that line. A
+/// service's handle is attached and not suspended.
+class Test_HardwareFixture : public ::testing::Test {
  protected:
   Test_HardwareFixture() {
-    sNow = kStart;
-    sSleeps.clear();
-    sOnSleep = nullptr;
-    sRootP = &mRoot;
-    Sys_Clock::SetSourceForTest([] { return sNow.load(); });
-    Sys_Utils::SetSleeperForTest(&NoteSleep);
-    Platform_SetDirectMusicFactory(&GiveRoot);
-    mRoot.mMasterClock.mSource = [] { return ReferenceTimeOf(sNow); };
+    Calls().mOnCall = [this](const std::string& iLine) {
+      if (iLine == "MasterClock: GetTime") mRoot.MasterClock().mTime = ReferenceTimeOf(Test_FakeTime::Now());
+      if (mOnCall) mOnCall(iLine);
+    };
     DirectMusicClient::GetDirectMusicPtr(true)->Release();
     mClockP = DirectMusicClockSync::Acquire();
     // The second reading makes the line: from here on conversions are exact.
-    sNow += 200000;
+    Test_FakeTime::Advance(200000);
     mClockP->Update();
-    Handle().Attach(reinterpret_cast<Mlox_DirectMusic_Service*>(&mRoot));
+    Handle().Attach(reinterpret_cast<Mlox_DirectMusic_Service*>(this));
+    Calls().Clear();
   }
 
   ~Test_HardwareFixture() override {
+    mOnCall = nullptr;
     Handle().Detach();
-    // Outputs of the test that are let go hold on to the fakes until they are deleted.
-    sNow += 2 * Sys_DelayedDeletion::kMinimumAge;
-    Sys_DelayedDeletion::RunPass();
-    Sys_DelayedDeletion::RunPass();
+    DeleteReleasedOutputs();
     EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+    EXPECT_EQ(mRoot.BufferReferences(), 0);
     mClockP->Release();
     DirectMusicClient::ReleaseDirectMusicPtr();
     ClearRegisteredIDs();
-    Platform_SetDirectMusicFactory(nullptr);
-    Sys_Utils::SetSleeperForTest(nullptr);
-    Sys_Clock::SetSourceForTest(nullptr);
-    sRootP = nullptr;
+  }
+
+  /// Outputs that are let go hold on to ports until they are deleted.
+  static void DeleteReleasedOutputs() {
+    Test_FakeTime::Advance(2 * Sys_DelayedDeletion::kMinimumAge);
+    Sys_DelayedDeletion::RunPass();
+    Sys_DelayedDeletion::RunPass();
   }
 
   static Mlox_DirectMusic_ServiceHandle& Handle() { return Mlox_DirectMusic_ServiceHandle::Singleton(); }
   static REFERENCE_TIME ReferenceTimeOf(std::int64_t iMicroseconds) { return 10 * iMicroseconds + 7; }
+  Test_FakeCalls& Calls() { return mRoot.Calls(); }
 
-  /// What was slept, in milliseconds.
-  static std::vector<std::int64_t> Sleeps() {
-    const std::lock_guard lock(sSleepMutex);
-    return sSleeps;
-  }
-
-  Test_RecordingRoot mRoot;
-  Test_CallNotes& mNotes = mRoot.mNotes;
+  Test_FakeTime mTime;
+  Test_FakeDirectMusic mRoot;
   DirectMusicClockSync* mClockP = nullptr;
-
-  static inline std::atomic<std::int64_t> sNow{0};
-  static inline std::function<void()> sOnSleep;
-
- private:
-  static HRESULT GiveRoot(REFIID, void** oObjectP) {
-    sRootP->AddRef();
-    *oObjectP = static_cast<IDirectMusic8*>(sRootP);
-    return S_OK;
-  }
-  static void NoteSleep(std::int64_t iMilliseconds) {
-    {
-      const std::lock_guard lock(sSleepMutex);
-      sSleeps.push_back(iMilliseconds);
-    }
-    if (sOnSleep) sOnSleep();
-  }
-
-  static inline Test_RecordingRoot* sRootP = nullptr;
-  static inline std::mutex sSleepMutex;
-  static inline std::vector<std::int64_t> sSleeps;
+  /// Called at each call on the fakes; set it before other threads run.
+  std::function<void(const std::string& iLine)> mOnCall;
 };

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/mlox/mlox_directmusic/recording_port.h"
+#include "tests/mlox/mlox_directmusic/hardware_fixture.h"
 
 namespace {
 
@@ -19,11 +19,11 @@ class RecordingThreads final : public IPSModule_Thread {
    public:
     explicit Mutex(RecordingThreads& iOwner) : mOwner(iOwner) {}
     void Lock() override {
-      mOwner.mNotesP->Add("Lock");
+      mOwner.Note("Lock");
       ++mOwner.mLocks;
     }
     void Unlock() override {
-      mOwner.mNotesP->Add("Unlock");
+      mOwner.Note("Unlock");
       --mOwner.mLocks;
     }
 
@@ -31,7 +31,7 @@ class RecordingThreads final : public IPSModule_Thread {
     RecordingThreads& mOwner;
   };
 
-  explicit RecordingThreads(Test_CallNotes& iNotes) : mNotesP(&iNotes) {}
+  explicit RecordingThreads(Test_FakeCalls& ioCalls) : mCalls(ioCalls) {}
   int GetRevision() const noexcept override { return 1; }
   std::uint64_t GetCurrentThreadID() const noexcept override { return 1; }
   void YieldThread() noexcept override {}
@@ -41,7 +41,12 @@ class RecordingThreads final : public IPSModule_Thread {
     return mHasMutexes ? new Mutex(*this) : nullptr;
   }
 
-  Test_CallNotes* mNotesP;
+  void Note(const char* iCallP) {
+    HRESULT result = S_OK;
+    mCalls.Enter(iCallP, iCallP, &result);
+  }
+
+  Test_FakeCalls& mCalls;
   std::vector<std::string> mNames;
   int mLocks = 0;  // held now
   bool mHasMutexes = true;
@@ -49,9 +54,11 @@ class RecordingThreads final : public IPSModule_Thread {
 
 class Mlox_PortActivatorTest : public ::testing::Test {
  protected:
-  Test_CallNotes mNotes;
-  Test_RecordingPort mPort{mNotes};
-  RecordingThreads mThreads{mNotes};
+  Calls TakeLines() { return Test_TakeLines(mRoot.Calls()); }
+
+  Test_FakeDirectMusic mRoot;
+  Test_FakePort& mPort = mRoot.AddOutput(1, "P");
+  RecordingThreads mThreads{mRoot.Calls()};
 };
 
 constexpr Mlox_InputID kID{3, 4711};
@@ -59,7 +66,7 @@ constexpr Mlox_InputID kID{3, 4711};
 TEST_F(Mlox_PortActivatorTest, IsMadeWithADeactivatedPortANameForItsMutexAndNoUsers) {
   {
     const Mlox_PortActivator activator(kID, &mPort, mThreads);
-    EXPECT_EQ(mNotes.Take(), (Calls{"Activate 0"}));
+    EXPECT_EQ(TakeLines(), (Calls{"P: Activate 0"}));
     EXPECT_EQ(mThreads.mNames, (Calls{"Mlox_PortActivator_Mutex"}));
     EXPECT_EQ(activator.GetCount(), 0);
     EXPECT_EQ(activator.GetPort(), &mPort);
@@ -70,15 +77,14 @@ TEST_F(Mlox_PortActivatorTest, IsMadeWithADeactivatedPortANameForItsMutexAndNoUs
 }
 
 TEST_F(Mlox_PortActivatorTest, APortThatRefusesToBeDeactivatedIsLetGoAtOnce) {
-  mPort.mDeactivateResult = E_FAIL;
+  mRoot.Calls().Fail("P: Activate 0", E_FAIL);
   const Mlox_PortActivator activator(kID, &mPort, mThreads);
   EXPECT_EQ(activator.GetPort(), nullptr);
   EXPECT_EQ(mPort.References(), 0);
 }
 
 TEST_F(Mlox_PortActivatorTest, OneIsNoFailure) {
-  mPort.mDeactivateResult = S_FALSE;
-  mPort.mActivateResult = S_FALSE;
+  mRoot.Calls().Fail("Activate", S_FALSE);
   Mlox_PortActivator activator(kID, &mPort, mThreads);
   activator.Count(true);
   EXPECT_EQ(activator.GetPort(), &mPort);
@@ -86,7 +92,7 @@ TEST_F(Mlox_PortActivatorTest, OneIsNoFailure) {
 }
 
 TEST_F(Mlox_PortActivatorTest, TwoIsAFailure) {
-  mPort.mActivateResult = 2;
+  mRoot.Calls().Fail("P: Activate 1", 2);
   Mlox_PortActivator activator(kID, &mPort, mThreads);
   activator.Count(true);
   EXPECT_EQ(activator.GetPort(), nullptr);
@@ -94,20 +100,20 @@ TEST_F(Mlox_PortActivatorTest, TwoIsAFailure) {
 
 TEST_F(Mlox_PortActivatorTest, TheFirstUserActivatesAndTheLastDeactivates) {
   Mlox_PortActivator activator(kID, &mPort, mThreads);
-  mNotes.Take();
+  TakeLines();
   activator.Count(true);
-  EXPECT_EQ(mNotes.Take(), (Calls{"Lock", "Activate 1", "Unlock"}));
+  EXPECT_EQ(TakeLines(), (Calls{"Lock", "P: Activate 1", "Unlock"}));
   activator.Count(true);
   EXPECT_EQ(activator.GetCount(), 2);
-  EXPECT_EQ(mNotes.Take(), (Calls{"Lock", "Unlock"}));
+  EXPECT_EQ(TakeLines(), (Calls{"Lock", "Unlock"}));
   activator.Count(false);
   EXPECT_EQ(activator.GetCount(), 1);
-  EXPECT_EQ(mNotes.Take(), (Calls{"Lock", "Unlock"}));
+  EXPECT_EQ(TakeLines(), (Calls{"Lock", "Unlock"}));
   activator.Count(false);
   EXPECT_EQ(activator.GetCount(), 0);
-  EXPECT_EQ(mNotes.Take(), (Calls{"Lock", "Activate 0", "Unlock"}));
+  EXPECT_EQ(TakeLines(), (Calls{"Lock", "P: Activate 0", "Unlock"}));
   activator.Count(true);
-  EXPECT_EQ(mNotes.Take(), (Calls{"Lock", "Activate 1", "Unlock"}));
+  EXPECT_EQ(TakeLines(), (Calls{"Lock", "P: Activate 1", "Unlock"}));
 }
 
 TEST_F(Mlox_PortActivatorTest, ASecondDeactivationOfAPortWhoseCountIs0LeavesTheMutexLocked) {
@@ -115,9 +121,9 @@ TEST_F(Mlox_PortActivatorTest, ASecondDeactivationOfAPortWhoseCountIs0LeavesTheM
   activator.Count(true);
   activator.Count(false);
   EXPECT_EQ(mThreads.mLocks, 0);
-  mNotes.Take();
+  TakeLines();
   activator.Count(false);
-  EXPECT_EQ(mNotes.Take(), (Calls{"Lock"}));
+  EXPECT_EQ(TakeLines(), (Calls{"Lock"}));
   EXPECT_EQ(mThreads.mLocks, 1);
   EXPECT_EQ(activator.GetCount(), 0);
 }
@@ -125,57 +131,63 @@ TEST_F(Mlox_PortActivatorTest, ASecondDeactivationOfAPortWhoseCountIs0LeavesTheM
 TEST_F(Mlox_PortActivatorTest, WithoutAMutexNothingIsCounted) {
   mThreads.mHasMutexes = false;
   Mlox_PortActivator activator(kID, &mPort, mThreads);
-  mNotes.Take();
+  TakeLines();
   activator.Count(true);
-  EXPECT_EQ(mNotes.Take(), Calls{});
+  EXPECT_EQ(TakeLines(), Calls{});
   EXPECT_EQ(activator.GetCount(), 0);
 }
 
 TEST_F(Mlox_PortActivatorTest, APortThatFailedActivationStaysDead) {
   Mlox_PortActivator activator(kID, &mPort, mThreads);
-  mPort.mActivateResult = E_FAIL;
+  mRoot.Calls().Fail("P: Activate 1", E_FAIL);
   activator.Count(true);
   EXPECT_EQ(activator.GetPort(), nullptr);
   EXPECT_EQ(activator.GetCount(), 0);
   EXPECT_EQ(mPort.References(), 0);
   EXPECT_EQ(mThreads.mLocks, 0);
-  mPort.mActivateResult = S_OK;
-  mNotes.Take();
+  mRoot.Calls().Mend("P: Activate 1");
+  TakeLines();
   activator.Count(true);
-  EXPECT_EQ(mNotes.Take(), (Calls{"Lock", "Unlock"}));
+  EXPECT_EQ(TakeLines(), (Calls{"Lock", "Unlock"}));
   EXPECT_EQ(activator.GetPort(), nullptr);
   EXPECT_EQ(activator.GetCount(), 1) << "users are counted all the same";
 }
 
-// Ports that the process's activators keep for ever.
-Test_RecordingPort& ImmortalPort(Test_CallNotes& iNotes) { return *new Test_RecordingPort(iNotes); }
+// What the process's activators keep for ever.
+Test_FakeDirectMusic& ImmortalRoot() {
+  static Test_FakeDirectMusic& sRoot = *new Test_FakeDirectMusic;
+  return sRoot;
+}
 
 TEST(Mlox_PortActivatorOfTheProcess, OneActivatorServesAllUsersOfAnIdentityWithThePortOfTheFirst) {
-  static Test_CallNotes& sNotes = *new Test_CallNotes;
-  static Test_RecordingPort& sFirst = ImmortalPort(sNotes);
-  static Test_RecordingPort& sSecond = ImmortalPort(sNotes);
-  static Test_RecordingPort& sOther = ImmortalPort(sNotes);
+  Test_FakeCalls& calls = ImmortalRoot().Calls();
+  Test_FakePort& first = ImmortalRoot().AddOutput(1, "First");
+  Test_FakePort& second = ImmortalRoot().AddOutput(2, "Second");
+  Test_FakePort& other = ImmortalRoot().AddOutput(3, "Other");
+  calls.Clear();
   constexpr Mlox_InputID kShared{77, 1};
-  Mlox_PortActivator::Apply(kShared, &sFirst, true);
-  EXPECT_EQ(sNotes.Take(), (Calls{"Activate 0", "Activate 1"}));
-  EXPECT_EQ(sFirst.References(), 1) << "the activator's; the step gave its own back";
-  Mlox_PortActivator::Apply(kShared, &sSecond, true);
-  EXPECT_EQ(sNotes.Take(), Calls{}) << "counted, on the port of the first";
-  EXPECT_EQ(sSecond.References(), 0);
-  Mlox_PortActivator::Apply({77, 2}, &sOther, true);
-  EXPECT_EQ(sNotes.Take(), (Calls{"Activate 0", "Activate 1"})) << "both halves make the identity";
-  Mlox_PortActivator::Apply(kShared, &sFirst, false);
-  Mlox_PortActivator::Apply(kShared, &sFirst, false);
-  EXPECT_EQ(sNotes.Take(), (Calls{"Activate 0"})) << "the last of two";
-  EXPECT_EQ(sFirst.References(), 1) << "elements are never removed";
+  Mlox_PortActivator::Apply(kShared, &first, true);
+  EXPECT_EQ(Test_TakeLines(calls), (Calls{"First: Activate 0", "First: Activate 1"}));
+  EXPECT_EQ(first.References(), 1) << "the activator's; the step gave its own back";
+  Mlox_PortActivator::Apply(kShared, &second, true);
+  EXPECT_EQ(Test_TakeLines(calls), Calls{}) << "counted, on the port of the first";
+  EXPECT_EQ(second.References(), 0);
+  Mlox_PortActivator::Apply({77, 2}, &other, true);
+  EXPECT_EQ(Test_TakeLines(calls), (Calls{"Other: Activate 0", "Other: Activate 1"}))
+      << "both halves make the identity";
+  Mlox_PortActivator::Apply(kShared, &first, false);
+  Mlox_PortActivator::Apply(kShared, &first, false);
+  EXPECT_EQ(Test_TakeLines(calls), (Calls{"First: Activate 0"})) << "the last of two";
+  EXPECT_EQ(first.References(), 1) << "elements are never removed";
 }
 
 TEST(Mlox_PortActivatorOfTheProcess, NoPortIsNothingToCount) {
+  Test_FakePort& port = ImmortalRoot().AddOutput(4, "Fourth");
   Mlox_PortActivator::Apply({78, 1}, nullptr, true);
-  static Test_CallNotes& sNotes = *new Test_CallNotes;
-  static Test_RecordingPort& sPort = ImmortalPort(sNotes);
-  Mlox_PortActivator::Apply({78, 1}, &sPort, true);
-  EXPECT_EQ(sNotes.Take(), (Calls{"Activate 0", "Activate 1"})) << "the first that counted";
+  ImmortalRoot().Calls().Clear();
+  Mlox_PortActivator::Apply({78, 1}, &port, true);
+  EXPECT_EQ(Test_TakeLines(ImmortalRoot().Calls()), (Calls{"Fourth: Activate 0", "Fourth: Activate 1"}))
+      << "the first that counted";
 }
 
 }  // namespace
