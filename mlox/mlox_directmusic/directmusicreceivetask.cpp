@@ -116,7 +116,8 @@ void DirectMusicReceiveTask::DoTask() {
 
 void DirectMusicReceiveTask::ReceiveUntilStopped(Batch& ioBatch) {
   const auto kill = static_cast<DWORD>(mEvents.size() - 1);
-  for (;;) {
+  // The flag is for a thread whose last event couldn't be made: every wait of its fails.
+  while (!mIsStopRequested.load()) {
     // The wake mask is 0 on purpose: nothing in the thread's message queue ends the wait.
     const DWORD index =
         MsgWaitForMultipleObjects(static_cast<DWORD>(mEvents.size()), mEvents.data(), FALSE, INFINITE, 0);

@@ -22,6 +22,9 @@
 /// they report and do nothing.
 class ReceivePortSet {
  public:
+  /// The one set of the process; never destroyed. [any but real-time]
+  static ReceivePortSet& Singleton();
+
   ReceivePortSet();
   ReceivePortSet(const ReceivePortSet&) = delete;
   ReceivePortSet& operator=(const ReceivePortSet&) = delete;
@@ -50,12 +53,13 @@ class ReceivePortSet {
   bool HasNoGroups() const;
   ArmedPorts ArmPorts(IDirectMusic8& iRoot, bool iRestart);
   bool ArmPort(IDirectMusic8& iRoot, const DMUS_PORTCAPS& iCaps, ArmedPorts& ioArmed) const;
-  void StartThread(ArmedPorts iArmed) const;
+  void StartThread(ArmedPorts iArmed);
   static void StopThread();
   const PortInputGroup* FindGroup(const Mlox_InputID& iPort) const;
 
   PortInputGroupList mGroups;  // under the subsystem's lock
   Sys_Umid mUmid;
+  bool mBeganWithoutReceivers = false;  // under mApplyMutex
   std::mutex mApplyMutex;  // outermost: one change at a time, over the join of the thread as well
 };
 
