@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "midixml/expatparser.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -17,6 +18,12 @@ namespace {
 // The piece in which a document goes through Expat. What a system exclusive message is made of depends on it,
 // since each piece of text is handled by itself.
 constexpr int kPieceSize = 16384;
+
+// Expat begins a token that a piece leaves unfinished from its first byte again with the next one, so that
+// the cost of a tag or a comment of a hundred megabytes would be the square of its length. Once this much has
+// come by without a word, it goes on in pieces that grow with what is waiting.
+constexpr uint64_t kLongSilence = 256 * 1024;
+constexpr uint64_t kLargestPiece = 256 * 1024 * 1024;
 
 // A document may not become much larger in memory than it is on disk: entities and default attributes can
 // blow a few bytes up to gigabytes. No honest document comes near either bound; one that crosses both is
@@ -58,6 +65,7 @@ void ExpatParser::Reset(const std::string& iFileName) {
   mFault = {};
   mReadBytes = 0;
   mMadeBytes = 0;
+  mSilentBytes = 0;
   MakeExpat();
   if (!iFileName.empty()) mFileName = iFileName;
 }
@@ -85,15 +93,22 @@ void ExpatParser::Parse() {
 void ExpatParser::ParseFile(std::FILE* iFileP) {
   size_t count = 0;
   do {
-    void* bufferP = mExpat ? XML_GetBuffer(mExpat, kPieceSize) : nullptr;
+    const int size = NextPieceSize();
+    void* bufferP = mExpat ? XML_GetBuffer(mExpat, size) : nullptr;
     if (!bufferP) ReportError(this, 4, "couldn't allocate parse buffer");
-    count = std::fread(bufferP, 1, kPieceSize, iFileP);
+    count = std::fread(bufferP, 1, static_cast<size_t>(size), iFileP);
     if (count == 0 && std::ferror(iFileP)) ReportError(this, 6, "file read error");
     mReadBytes += count;
+    mSilentBytes += count;
     const XML_Status status = XML_ParseBuffer(mExpat, static_cast<int>(count), count == 0);
     ThrowPending();
     if (status == XML_STATUS_ERROR) ReportError(this, 7, kParsingError);
   } while (count != 0);
+}
+
+int ExpatParser::NextPieceSize() const {
+  if (mSilentBytes < kLongSilence) return kPieceSize;
+  return static_cast<int>(std::min(mSilentBytes / 2, kLargestPiece));
 }
 
 // ---- what Expat calls ----
@@ -103,6 +118,7 @@ void ExpatParser::ParseFile(std::FILE* iFileP) {
 template <class Call>
 void ExpatParser::Guard(Call iCall) {
   if (mPending) return;
+  mSilentBytes = 0;
   try {
     iCall();
   } catch (...) {

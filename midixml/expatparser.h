@@ -35,6 +35,7 @@ class ExpatParser final : public XMLParserImpl {
 
   void MakeExpat();
   void ParseFile(std::FILE* iFileP);
+  int NextPieceSize() const;
   void HandleStart(const char* iNameP, const char** iAttributesP);
   void CheckExpansion();
   template <class Call>
@@ -49,6 +50,8 @@ class ExpatParser final : public XMLParserImpl {
   // How many bytes were read, and how much they made in names, values and text.
   uint64_t mReadBytes = 0;
   uint64_t mMadeBytes = 0;
+  // How many were read since Expat last called.
+  uint64_t mSilentBytes = 0;
 };
 
 }  // namespace midixml

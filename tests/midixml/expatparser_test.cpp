@@ -221,6 +221,34 @@ TEST_F(ExpatParserTest, ATextOf100MegabytesIsRead) {
   EXPECT_EQ(parser.mText.size(), 100000000u);
 }
 
+TEST_F(ExpatParserTest, ACommentOf100MegabytesIsPassedOverAndTextBehindItIsRead) {
+  std::string comment;
+  while (comment.size() < 100000000) comment += "<Patch Name='>'/> ";
+  Collector parser(mFolder.MakeFile("d.xml", "<t>before<!--" + comment + "-->behind</t>"));
+  EXPECT_EQ(parser.Code(), 0);
+  EXPECT_EQ(parser.mText, "beforebehind");
+}
+
+TEST_F(ExpatParserTest, AnEntityOf100MegabytesThatNobodyUsesIsPassedOver) {
+  const std::string value(100000000, 'x');
+  Collector parser(mFolder.MakeFile("d.xml", "<!DOCTYPE t [<!ENTITY e '" + value + "'>]><t>text</t>"));
+  EXPECT_EQ(parser.Code(), 0);
+  EXPECT_EQ(parser.mText, "text");
+}
+
+TEST_F(ExpatParserTest, BehindALongCommentTheDocumentGoesOnInPiecesOf16384Bytes) {
+  // The line break ends what was read together with the comment.
+  const std::string text = std::string(400000, 'y') + "\n" + std::string(50000, 'x');
+  Collector parser(mFolder.MakeFile("d.xml", "<r><!--" + std::string(1000000, 'c') + "-->" + text + "</r>"));
+  EXPECT_EQ(parser.Code(), 0);
+  size_t total = 0;
+  for (const std::string& piece : parser.mPieces) {
+    total += piece.size();
+    EXPECT_TRUE(piece.front() != 'x' || piece.size() <= 16384u) << piece.size();
+  }
+  EXPECT_EQ(total, text.size());
+}
+
 TEST_F(ExpatParserTest, ManyAttributesAreRead) {
   std::string document = "<r";
   for (int index = 0; index < 5000; ++index) document += " b" + std::to_string(index) + "='1'";
