@@ -19,6 +19,7 @@
 #include "mlox/mlox_outputcontextref.h"
 
 class Mdi_AppCallback;
+class Mem2_MasterAllocator;
 class Mlox_Device;
 class Mlox_DeviceDescriptor;
 class Mlox_InputPort;
@@ -40,7 +41,8 @@ struct SFicPlugInSpec;
 /// Counts are recomputed lazily: ask for the count first, then fetch by index.
 class MLOX_EXPORT Mlox_Manager {
  public:
-  /// A bit mask that names services. Other bits are the application's, for services that it makes itself.
+  /// A bit mask that names services. 1 and 16 name services that this library doesn't have, 2 and 4 name
+  /// none; other bits are the application's, for services that it makes itself.
   enum EAvailableServices : int { kDirectMusicService = 8 };
 
   Mlox_Manager(const Mlox_Manager&) = delete;
@@ -65,6 +67,18 @@ class MLOX_EXPORT Mlox_Manager {
   /// [main] Closes every port, deletes the services in reverse order and tells listeners: inputs, then
   /// outputs. GetOSService is stale from here to the next activation.
   void RemoveAllServices();
+
+  /// [main] Installs the services of this library that the bits name: the hardware service, so far. Called
+  /// again, it installs the same service a second time, which then shows up twice and is deleted once. On the
+  /// thread that will remove the services.
+  /// \param iServices       the whole mask selects the service in Suspend and Resume. It is read once more
+  ///                        after listeners have been told of the new service.
+  /// \param iAllocatorP     not owned; must outlive the service and every output of it
+  /// \param iAppCallbackP   not owned; stored in every case, also for StopPlayback
+  /// \return false without a studio of MIDI devices, the table then being unchanged; and when the bits name a
+  /// service that this library doesn't have
+  bool ActivateService(const int& iServices, Mem2_MasterAllocator* iAllocatorP,
+                       Mdi_AppCallback* iAppCallbackP);
 
   /// [main] The hardware service; null before it was activated.
   Mlox_Service* GetOSService() const { return mOSServiceP; }

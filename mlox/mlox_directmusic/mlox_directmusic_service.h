@@ -113,29 +113,41 @@ class MLOX_EXPORT Mlox_DirectMusic_Service : public Mlox_Service {
   friend struct Test_DirectMusic_ServiceAccess;
 
   using Inputs = std::vector<Cmn_AliasedRefCountPtr<Mlox_DirectMusic_Input>>;
-  using Devices = std::vector<Mlox_DirectMusic_Device*>;
+  using RawDevices = std::vector<std::shared_ptr<IDeviceProperties>>;
   struct RebuildIndex;
-  struct Gone;
 
   Mlox_DirectMusic_Service(Mdi_AppCallback* iAppCallbackP, Mem2_MasterAllocator* iAllocatorP);
+  static std::shared_ptr<IDirectMusicStudio> MakeStudio();
+  void EndNotifications();
+  bool HasPortSlot() const;
+  DirectMusicInputPortState* FindPortState(Mlox_InputPort* iInputPortP) const;
 
   // All of these run under the subsystem's lock.
   void Rebuild();
+  bool ReadGroup(VARIANT_BOOL iIsOnline, RawDevices& ioRaws) const;
   void AddDevice(const std::shared_ptr<IDeviceProperties>& iDevice);
   void AddEntity(const std::shared_ptr<IDeviceProperties>& iDevice,
                  const std::shared_ptr<IEntityProperties>& iEntity);
+  void AddOrUpdate(bool iIsSource, const std::shared_ptr<IDeviceProperties>& iDevice,
+                   const std::shared_ptr<IEntityProperties>& iEntity,
+                   const std::shared_ptr<IEndpointProperties>& iEndpoint);
   void AddOrUpdateOutputDevice(const std::shared_ptr<IDeviceProperties>& iDevice,
                                const std::shared_ptr<IEntityProperties>& iEntity,
                                const std::shared_ptr<IEndpointProperties>& iEndpoint);
   void AddOrUpdateInput(const std::shared_ptr<IDeviceProperties>& iDevice,
                         const std::shared_ptr<IEntityProperties>& iEntity,
                         const std::shared_ptr<IEndpointProperties>& iEndpoint);
+  void RemoveInputs(const std::vector<Mlox_DirectMusic_Input*>& iInputs);
+  void RemoveDevices(const std::vector<Mlox_DirectMusic_Device*>& iDevices);
   void RemoveUnconnectedUserDevices();
   void RemoveShadowedPorts();
   void Notify(IDirectMusicNotificationList& iList);
   void UpdateEndpoint(const std::shared_ptr<IEndpointIDs>& iIDs);
   void RemoveEndpoint(const std::shared_ptr<IEndpointIDs>& iIDs, bool iCascade);
-  void ReportOutputs();
+  void RemoveInputsOf(const Mlox_InputID& iID, int iLevel, bool iCascade);
+  void RemoveDevicesOf(const Mlox_InputID& iID, int iLevel, bool iCascade);
+  void BringBack(const Mlox_InputID& iIOMloxID);
+  void ReportDevices();
   void ReportInputs();
 
   std::vector<Mlox_DirectMusic_Device*> mDevices;
@@ -151,4 +163,5 @@ class MLOX_EXPORT Mlox_DirectMusic_Service : public Mlox_Service {
   // The records that are alive, by port. A port's own entry keeps its value when a service goes, so that
   // value is followed only if it stands here for that very port.
   std::map<Mlox_InputPort*, std::unique_ptr<DirectMusicInputPortState>> mPortStates;
+  RebuildIndex* mRebuildIndexP = nullptr;  // while a rebuild runs
 };
