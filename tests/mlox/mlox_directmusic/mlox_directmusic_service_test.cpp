@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "mlox/mlox_devicedescriptor.h"
+#include "mlox/mlox_directmusic/mlox_directmusic_notificationcallback.h"
 #include "mlox/mlox_directmusic_devicedescriptor.h"
 #include "mlox/mlox_genericdevdescriptor.h"
 #include "mlox/mlox_inputport.h"
@@ -521,7 +522,7 @@ TEST_F(Mlox_DirectMusic_ServiceTest, PersistentReferencesRebindOnTheBroadcast) {
   mStudio->PlugIn(Input("I", "Keys"));
   Live();
   const Mlox_PersistentInput input(Manager().GetInput(0)->GetDeviceDescriptor());
-  const Mlox_PersistentOutput output(Manager().GetOutputDevice(0)->GetCommonOutput()->GetDescriptor());
+  const Mlox_PersistentOutput output(Manager().GetOutputDevice(0)->GetCommonOutput()->GetDescriptor().get());
   ASSERT_TRUE(input.IsOnline());
   ASSERT_TRUE(output.IsOnline());
   mStudio->Unplug("O");
