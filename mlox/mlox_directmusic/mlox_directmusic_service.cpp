@@ -302,6 +302,11 @@ void Mlox_DirectMusic_Service::EndNotifications() {
 
 void Mlox_DirectMusic_Service::SetServiceIndex(int iServiceIndex) {
   const DirectMusicSubsystemLock lock;
+  // Installed a second time, the service numbers everything anew: what it has listed goes by the old index.
+  if (mServiceIndex != -1 && mServiceIndex != iServiceIndex) {
+    mNeedsRebuild = true;
+    ReportInputs();
+  }
   mInputPortServiceIndex = iServiceIndex;
   mServiceIndex = iServiceIndex;
   SetDirectMusicServiceIndex(iServiceIndex);
