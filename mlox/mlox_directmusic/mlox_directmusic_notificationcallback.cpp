@@ -6,7 +6,6 @@
 #include "mlox/mlox_directmusic/directmusicsubsystemlock.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_service.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_servicehandle.h"
-#include "platform/directmusic/windows_com.h"
 
 namespace {
 

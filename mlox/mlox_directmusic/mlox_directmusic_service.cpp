@@ -25,7 +25,6 @@
 #include "mlox/mlox_manager.h"
 #include "mlox/mlox_maxinstalledservices.h"
 #include "mlox/mlox_outputdescriptor.h"
-#include "platform/directmusic/windows_com.h"
 
 namespace {
 
