@@ -83,6 +83,9 @@ class Platform_DriverOutput {
   virtual std::int64_t LatencyMicroseconds() const = 0;
   /// Drops what was taken and has not been played.
   virtual void Drop() = 0;
+  /// Messages that were taken, not dropped, and could not be played, since the port has gone. 0 while it is
+  /// there.
+  virtual std::uint64_t LostMessages() const { return 0; }
 };
 
 /// What drivers tell the root. [any thread] Only posts; calls nothing back.

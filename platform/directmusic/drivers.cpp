@@ -8,6 +8,9 @@
 
 #include "cmn/sys_utils.h"
 #include "platform/directmusic/loopback/loopback_driver.h"
+#if defined(MLOX_HAVE_JACK)
+#include "platform/directmusic/jack/jack_driver.h"
+#endif
 
 namespace {
 
@@ -22,6 +25,9 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
+#if defined(MLOX_HAVE_JACK)
+    {"jack", Make<Platform_JackDriver>},
+#endif
     {"loopback", Make<Platform_LoopbackDriver>},
 };
 

@@ -309,7 +309,10 @@ void Platform_OutputPort::Connect(Platform_Driver& iDriver, const Platform_PortI
 // What was accepted and not yet played is lost with the hardware, and counted: played later it would come out
 // of time.
 void Platform_OutputPort::Disconnect() {
-  mOutputP.reset();
+  if (mOutputP != nullptr) {
+    mLost.fetch_add(mOutputP->LostMessages());
+    mOutputP.reset();
+  }
   mLost.fetch_add(mQueue.Clear() + mHeld.Clear());
   mSplitter.Reset();
   mSysexIsOpen = false;

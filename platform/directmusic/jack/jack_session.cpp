@@ -1,0 +1,532 @@
+// SPDX-License-Identifier: MIT
+#include "platform/directmusic/jack/jack_session.h"
+
+#include <errno.h>
+#include <jack/jack.h>
+#include <jack/midiport.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "cmn/sys_clock.h"
+#include "cmn/sys_utils.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How long others wait for our thread. The root asks with its lock held, and applications wait behind that.
+constexpr std::chrono::milliseconds kPatience{2000};
+constexpr std::chrono::milliseconds kEndPatience{10000};
+// A server that is back must play its first note within two seconds.
+constexpr std::chrono::milliseconds kJoinEvery{300};
+// jackd reads CLOCK_MONOTONIC_RAW, which went 100 microseconds a second away from ours where it was tried.
+// What is a fifth of that stays below a frame.
+constexpr std::chrono::milliseconds kMeasureEvery{200};
+
+// libjack's messages are the process's, not a client's. While we knock at a closed door again and again, they
+// say nothing new.
+std::atomic<bool> sIsQuiet{false};
+
+void Report(const char* iMessage) {
+  if (!sIsQuiet.load()) {
+    Sys_Utils::DebugString(std::string("mlox: JACK: ") + iMessage);
+  }
+}
+
+// What the server knows us by: the application's name.
+std::string ApplicationName() {
+  const std::string name = program_invocation_short_name;
+  const std::size_t most = static_cast<std::size_t>(std::max(jack_client_name_size() - 8, 8));
+  return name.empty() ? "mlox" : name.substr(0, most);
+}
+
+bool IsSamePort(const Platform_PortInfo& iLeft, const Platform_PortInfo& iRight) {
+  return iLeft.mHandle == iRight.mHandle && iLeft.mIsInput == iRight.mIsInput &&
+         iLeft.mPath == iRight.mPath && iLeft.mName == iRight.mName && iLeft.mIsVirtual == iRight.mIsVirtual;
+}
+
+std::string NameOfHandle(const std::string& iHandle) { return iHandle.substr(0, iHandle.find('\n')); }
+
+// Both buffers zeroed and both read, whatever count comes back: PipeWire fills the second and tells 1.
+std::vector<std::string> AliasesOf(const jack_port_t* iPortP) {
+  const std::size_t size = static_cast<std::size_t>(std::max(jack_port_name_size(), 1)) + 1;
+  std::string first(size, '\0');
+  std::string second(size, '\0');
+  char* const buffers[2] = {first.data(), second.data()};
+  jack_port_get_aliases(iPortP, buffers);
+  return {first.c_str(), second.c_str()};
+}
+
+}  // namespace
+
+Platform_JackSession::Platform_JackSession() : mWake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+Platform_JackSession::~Platform_JackSession() {
+  if (mWake >= 0) {
+    ::close(mWake);
+  }
+}
+
+// ---- the driver ----
+
+bool Platform_JackSession::Begin(Platform_DriverHost* iHostP) {
+  {
+    const std::lock_guard lock(mHostMutex);
+    mHostP = iHostP;
+  }
+  jack_set_error_function(Report);
+  jack_set_info_function(Report);
+  mHasEnded = false;
+  mThread = std::thread([self = shared_from_this()] { self->Run(); });
+  const auto joined = std::make_shared<std::atomic<bool>>(false);
+  const auto task = std::make_shared<Task>();
+  task->mBody = [this, joined] { joined->store(JoinServer()); };
+  Post(task);
+  return WaitFor(task, kEndPatience) && joined->load();
+}
+
+void Platform_JackSession::End() {
+  {
+    const std::lock_guard lock(mHostMutex);
+    mHostP = nullptr;
+  }
+  mStop.store(true);
+  Wake();
+  bool hasEnded = false;
+  {
+    std::unique_lock lock(mTaskMutex);
+    hasEnded = mTaskDone.wait_for(lock, kEndPatience, [this] { return mHasEnded; });
+  }
+  if (hasEnded) {
+    mThread.join();
+  } else {
+    // It hangs in libjack. It keeps the session, and ends on its own or with the process.
+    mThread.detach();
+  }
+}
+
+std::shared_ptr<Platform_JackWay> Platform_JackSession::Open(const std::string& iHandle, bool iIsInput) {
+  const auto opened = std::make_shared<std::shared_ptr<Platform_JackWay>>();
+  const auto task = std::make_shared<Task>();
+  task->mBody = [this, opened, iHandle, iIsInput] { *opened = OpenHere(iHandle, iIsInput); };
+  task->mUndo = [this, opened] {
+    if (*opened != nullptr) {
+      CloseHere(*opened);
+    }
+  };
+  Post(task);
+  return WaitFor(task, kPatience) ? *opened : nullptr;
+}
+
+void Platform_JackSession::Close(const std::shared_ptr<Platform_JackWay>& iWayP) {
+  const auto task = std::make_shared<Task>();
+  task->mBody = [this, iWayP] { CloseHere(iWayP); };
+  Post(task);
+}
+
+std::vector<Platform_PortInfo> Platform_JackSession::Ports() {
+  const std::lock_guard lock(mListMutex);
+  return mPorts;
+}
+
+// ---- between threads ----
+
+void Platform_JackSession::Wake() {
+  const std::uint64_t one = 1;
+  while (::write(mWake, &one, sizeof(one)) < 0 && errno == EINTR) {
+  }
+}
+
+void Platform_JackSession::Post(const std::shared_ptr<Task>& iTaskP) {
+  {
+    const std::lock_guard lock(mTaskMutex);
+    mTasks.push_back(iTaskP);
+  }
+  Wake();
+}
+
+bool Platform_JackSession::WaitFor(const std::shared_ptr<Task>& iTaskP, std::chrono::milliseconds iPatience) {
+  std::unique_lock lock(mTaskMutex);
+  mTaskDone.wait_for(lock, iPatience, [&] { return iTaskP->mIsDone || mHasEnded; });
+  iTaskP->mIsAbandoned = !iTaskP->mIsDone;
+  return iTaskP->mIsDone;
+}
+
+void Platform_JackSession::TellHost() {
+  const std::lock_guard lock(mHostMutex);
+  if (mHostP != nullptr) {
+    mHostP->PortsMayHaveChanged();
+  }
+}
+
+// ---- libjack's callbacks: they note and wake, as signal handlers would ----
+
+void Platform_JackSession::OnShutdown(void* iSessionP) {
+  auto* const session = static_cast<Platform_JackSession*>(iSessionP);
+  session->mIsShutDown.store(true);
+  session->Wake();
+}
+
+void Platform_JackSession::OnInfoShutdown(jack_status_t /*iCode*/, const char* /*iReason*/, void* iSessionP) {
+  OnShutdown(iSessionP);
+}
+
+void Platform_JackSession::OnRegistration(jack_port_id_t /*iPort*/, int /*iIsThere*/, void* iSessionP) {
+  auto* const session = static_cast<Platform_JackSession*>(iSessionP);
+  session->mPortsChanged.store(true);
+  session->Wake();
+}
+
+void Platform_JackSession::OnRename(jack_port_id_t iPort, const char* /*iOld*/, const char* /*iNew*/,
+                                    void* iSessionP) {
+  OnRegistration(iPort, 1, iSessionP);
+}
+
+void Platform_JackSession::OnFreewheel(int iRuns, void* iSessionP) {
+  static_cast<Platform_JackSession*>(iSessionP)->mEngine.SetFreewheel(iRuns != 0);
+}
+
+int Platform_JackSession::OnSampleRate(jack_nframes_t iRate, void* iSessionP) {
+  static_cast<Platform_JackSession*>(iSessionP)->mEngine.SetRate(iRate);
+  return 0;
+}
+
+int Platform_JackSession::OnProcess(jack_nframes_t iFrames, void* iSessionP) {
+  auto* const session = static_cast<Platform_JackSession*>(iSessionP);
+  session->mEngine.Process(session->mClientP.load(), iFrames);
+  return 0;
+}
+
+// ---- the thread ----
+
+void Platform_JackSession::Run() {
+  while (!mStop.load()) {
+    Round();
+    pollfd poll{mWake, POLLIN, 0};
+    ::poll(&poll, 1, SleepMilliseconds());
+    std::uint64_t count = 0;
+    while (::read(mWake, &count, sizeof(count)) < 0 && errno == EINTR) {
+    }
+  }
+  RunTasks();
+  LeaveServer();
+  const std::lock_guard lock(mTaskMutex);
+  mHasEnded = true;
+  mTaskDone.notify_all();
+}
+
+int Platform_JackSession::SleepMilliseconds() const {
+  if (mClientP.load() != nullptr && mWays.empty()) {
+    return -1;
+  }
+  const auto next = mClientP.load() != nullptr ? mNextMeasurement : mNextJoin;
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()).count();
+  return static_cast<int>(std::clamp<std::int64_t>(left + 1, 0, 1000));
+}
+
+void Platform_JackSession::Round() {
+  RunTasks();
+  if (mClientP.load() != nullptr && mIsShutDown.load()) {
+    Sys_Utils::DebugString("mlox: the JACK server has gone; looking for it again");
+    LeaveServer();
+    TellHost();
+  }
+  if (mClientP.load() == nullptr) {
+    if (Clock::now() >= mNextJoin && JoinServer()) {
+      Sys_Utils::DebugString("mlox: a JACK server is there again");
+    }
+    return;
+  }
+  if (mPortsChanged.exchange(false)) {
+    Rescan();
+  }
+  if (!mWays.empty() && Clock::now() >= mNextMeasurement) {
+    MeasureClock();
+  }
+}
+
+void Platform_JackSession::RunTasks() {
+  for (;;) {
+    std::shared_ptr<Task> task;
+    {
+      const std::lock_guard lock(mTaskMutex);
+      if (mTasks.empty()) {
+        return;
+      }
+      task = mTasks.front();
+      mTasks.pop_front();
+    }
+    task->mBody();
+    bool isAbandoned = false;
+    {
+      const std::lock_guard lock(mTaskMutex);
+      task->mIsDone = true;
+      isAbandoned = task->mIsAbandoned;
+    }
+    mTaskDone.notify_all();
+    if (isAbandoned && task->mUndo) {
+      task->mUndo();
+    }
+  }
+}
+
+// ---- the server ----
+
+bool Platform_JackSession::JoinServer() {
+  if (mClientP.load() != nullptr) {
+    return true;
+  }
+  mNextJoin = Clock::now() + kJoinEvery;
+  jack_status_t status{};
+  jack_client_t* const client = jack_client_open(ApplicationName().c_str(), JackNoStartServer, &status);
+  if (client == nullptr) {
+    sIsQuiet.store(true);
+    return false;
+  }
+  sIsQuiet.store(false);
+  mIsShutDown.store(false);
+  mEngine.Reset(jack_get_sample_rate(client), jack_get_buffer_size(client));
+  MeasureClock();
+  SetCallbacks(client);
+  mClientP.store(client);
+  if (jack_activate(client) != 0) {
+    LeaveServer();
+    return false;
+  }
+  mPortsChanged.store(false);
+  Rescan();
+  return true;
+}
+
+void Platform_JackSession::SetCallbacks(jack_client_t* iClientP) {
+  jack_set_process_callback(iClientP, OnProcess, this);
+  jack_set_port_registration_callback(iClientP, OnRegistration, this);
+  jack_set_port_rename_callback(iClientP, OnRename, this);
+  jack_set_freewheel_callback(iClientP, OnFreewheel, this);
+  jack_set_sample_rate_callback(iClientP, OnSampleRate, this);
+  // Servers call one or the other.
+  jack_on_shutdown(iClientP, OnShutdown, this);
+  jack_on_info_shutdown(iClientP, OnInfoShutdown, this);
+}
+
+// Also for a client whose server has gone: it is closed all the same, or its memory and threads would stay.
+void Platform_JackSession::LeaveServer() {
+  jack_client_t* const client = mClientP.load();
+  if (client == nullptr) {
+    return;
+  }
+  EndWays(mWays);
+  jack_client_close(client);
+  mClientP.store(nullptr);
+  mEngine.Clear();
+  std::uint64_t lost = 0;
+  for (const std::shared_ptr<Platform_JackWay>& way : mWays) {
+    lost += way->Lost();
+  }
+  if (lost != 0) {
+    Sys_Utils::DebugString("mlox: JACK: " + std::to_string(lost) +
+                           " messages were accepted and fell into the gap");
+  }
+  mWays.clear();
+  mRetired.clear();
+  mAppearances.clear();
+  const std::lock_guard lock(mListMutex);
+  mPorts.clear();
+}
+
+// The reading between the two closest readings of ours. Where both clocks are one, as they are with PipeWire,
+// the difference is nothing but the time that reading takes.
+void Platform_JackSession::MeasureClock() {
+  mNextMeasurement = Clock::now() + kMeasureEvery;
+  std::int64_t narrowest = INT64_MAX;
+  std::int64_t offset = 0;
+  for (int i = 0; i < 5; ++i) {
+    const std::int64_t before = Sys_Clock::Microseconds();
+    const auto theirs = static_cast<std::int64_t>(jack_get_time());
+    const std::int64_t after = Sys_Clock::Microseconds();
+    if (after - before < narrowest) {
+      narrowest = after - before;
+      const bool isOneClock = theirs >= before && theirs <= after;
+      offset = isOneClock ? 0 : before + (after - before) / 2 - theirs;
+    }
+  }
+  mEngine.SetClockOffset(offset);
+}
+
+// ---- ports ----
+
+void Platform_JackSession::Rescan() {
+  std::vector<Platform_PortInfo> ports = ReadPorts();
+  FollowPorts(ports);
+  Publish(std::move(ports));
+}
+
+std::vector<Platform_PortInfo> Platform_JackSession::ReadPorts() {
+  std::vector<Platform_PortInfo> ports;
+  const char** const names = jack_get_ports(mClientP.load(), nullptr, JACK_DEFAULT_MIDI_TYPE, 0);
+  for (const char** name = names; name != nullptr && *name != nullptr; ++name) {
+    AddPort(*name, ports);
+  }
+  if (names != nullptr) {
+    jack_free(names);
+  }
+  Number(ports);
+  return ports;
+}
+
+void Platform_JackSession::AddPort(const std::string& iName, std::vector<Platform_PortInfo>& ioPorts) {
+  jack_client_t* const client = mClientP.load();
+  jack_port_t* const port = jack_port_by_name(client, iName.c_str());
+  if (port == nullptr || jack_port_is_mine(client, port) != 0) {
+    return;
+  }
+  const int flags = jack_port_flags(port);
+  Platform_PortInfo info;
+  info.mDriver = "jack";
+  info.mIsInput = (flags & JackPortIsOutput) != 0;
+  info.mIsVirtual = (flags & JackPortIsPhysical) == 0;
+  info.mPath = Platform_JackAddress(iName, AliasesOf(port));
+  info.mName = info.mPath;
+  info.mHandle = iName;
+  ioPorts.push_back(std::move(info));
+}
+
+// Tells ports of equal address apart, and gives each appearance of a name a handle of its own.
+void Platform_JackSession::Number(std::vector<Platform_PortInfo>& ioPorts) {
+  std::vector<std::pair<std::string, std::string>> keys;
+  for (const Platform_PortInfo& port : ioPorts) {
+    const std::string direction = port.mIsInput ? "in " : "out ";
+    keys.emplace_back(direction + port.mHandle, direction + port.mPath);
+  }
+  const std::vector<int> numbers = mNumbers.Assign(keys);
+  std::map<std::string, unsigned> appearances;
+  for (std::size_t i = 0; i < ioPorts.size(); ++i) {
+    if (numbers[i] > 1) {
+      ioPorts[i].mPath += " #" + std::to_string(numbers[i]);
+      ioPorts[i].mName = ioPorts[i].mPath;
+    }
+    const auto known = mAppearances.find(keys[i].first);
+    const unsigned appearance = known != mAppearances.end() ? known->second : ++mNextAppearance;
+    appearances[keys[i].first] = appearance;
+    ioPorts[i].mHandle += "\n" + std::to_string(appearance);
+  }
+  mAppearances.swap(appearances);
+}
+
+// A way whose port has gone ends. One whose port went and came back between two looks is connected again.
+void Platform_JackSession::FollowPorts(const std::vector<Platform_PortInfo>& iPorts) {
+  std::vector<std::shared_ptr<Platform_JackWay>> gone;
+  for (const std::shared_ptr<Platform_JackWay>& way : mWays) {
+    const bool isThere = std::any_of(iPorts.begin(), iPorts.end(), [&](const Platform_PortInfo& iPort) {
+      return iPort.mHandle == way->mHandle && iPort.mIsInput == way->IsInput();
+    });
+    if (!isThere) {
+      gone.push_back(way);
+    } else if (!IsConnected(*way)) {
+      Connect(*way);
+    }
+  }
+  EndWays(gone);
+}
+
+void Platform_JackSession::EndWays(const std::vector<std::shared_ptr<Platform_JackWay>>& iWays) {
+  for (const std::shared_ptr<Platform_JackWay>& way : iWays) {
+    way->mIsSilent.store(true);
+  }
+  mEngine.WaitForEnd();
+  for (const std::shared_ptr<Platform_JackWay>& way : iWays) {
+    way->mIsGone.store(true, std::memory_order_release);
+  }
+}
+
+void Platform_JackSession::Publish(std::vector<Platform_PortInfo> iPorts) {
+  {
+    const std::lock_guard lock(mListMutex);
+    const bool isSame = std::equal(iPorts.begin(), iPorts.end(), mPorts.begin(), mPorts.end(), IsSamePort);
+    mPorts.swap(iPorts);
+    if (isSame) {
+      return;
+    }
+  }
+  TellHost();
+}
+
+// ---- ways ----
+
+std::string Platform_JackSession::FreeName(bool iIsInput) const {
+  const std::string prefix = iIsInput ? "in " : "out ";
+  for (int number = 1;; ++number) {
+    const std::string name = prefix + std::to_string(number);
+    const auto isTaken = [&](const std::shared_ptr<Platform_JackWay>& iWay) {
+      return iWay->mOurName == name;
+    };
+    if (std::none_of(mWays.begin(), mWays.end(), isTaken)) {
+      return name;
+    }
+  }
+}
+
+bool Platform_JackSession::Connect(const Platform_JackWay& iWay) {
+  const char* const ours = jack_port_name(iWay.mPortP);
+  const int result = iWay.IsInput() ? jack_connect(mClientP.load(), iWay.mTarget.c_str(), ours)
+                                    : jack_connect(mClientP.load(), ours, iWay.mTarget.c_str());
+  return result == 0 || result == EEXIST;
+}
+
+bool Platform_JackSession::IsConnected(const Platform_JackWay& iWay) const {
+  return jack_port_connected_to(iWay.mPortP, iWay.mTarget.c_str()) != 0;
+}
+
+std::shared_ptr<Platform_JackWay> Platform_JackSession::OpenHere(const std::string& iHandle, bool iIsInput) {
+  const std::vector<Platform_PortInfo> ports = Ports();
+  const bool isThere = std::any_of(ports.begin(), ports.end(), [&](const Platform_PortInfo& iPort) {
+    return iPort.mHandle == iHandle && iPort.mIsInput == iIsInput;
+  });
+  if (!isThere || mIsShutDown.load()) {
+    return nullptr;
+  }
+  std::shared_ptr<Platform_JackWay> way;
+  if (iIsInput) {
+    way = std::make_shared<Platform_JackInputWay>();
+  } else {
+    way = std::make_shared<Platform_JackOutputWay>();
+  }
+  way->mHandle = iHandle;
+  way->mTarget = NameOfHandle(iHandle);
+  way->mOurName = FreeName(iIsInput);
+  way->mPortP = jack_port_register(mClientP.load(), way->mOurName.c_str(), JACK_DEFAULT_MIDI_TYPE,
+                                   iIsInput ? JackPortIsInput : JackPortIsOutput, 0);
+  if (way->mPortP == nullptr) {
+    return nullptr;
+  }
+  MeasureClock();
+  mWays.push_back(way);
+  if (!mEngine.Add(way.get()) || !Connect(*way)) {
+    CloseHere(way);
+    return nullptr;
+  }
+  // A connection holds from the server's next cycle on; what was sent before would sound nowhere.
+  mEngine.WaitForCycles(2);
+  return way;
+}
+
+// First nobody hears the port any more, then the callback lets go of it, then it ends: a port that is no
+// longer served would sound its last buffer over and over.
+void Platform_JackSession::CloseHere(const std::shared_ptr<Platform_JackWay>& iWayP) {
+  const auto found = std::find(mWays.begin(), mWays.end(), iWayP);
+  if (found == mWays.end()) {
+    return;
+  }
+  EndWays({iWayP});
+  jack_client_t* const client = mClientP.load();
+  jack_port_disconnect(client, iWayP->mPortP);
+  if (!mEngine.Remove(iWayP.get())) {
+    mRetired.push_back(iWayP);
+  }
+  jack_port_unregister(client, iWayP->mPortP);
+  mWays.erase(found);
+}

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// One client of a JACK server, through all the servers that come and go.
+#pragma once
+
+#include <jack/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/directmusic/driver.h"
+#include "platform/directmusic/jack/jack_engine.h"
+#include "platform/directmusic/jack/jack_names.h"
+#include "platform/directmusic/jack/jack_way.h"
+
+/// The client, and the one thread that calls libjack for it (the callbacks excepted): a call into libjack may
+/// hang with its server, and then nobody else does. Who asks that thread for something waits 2 seconds at
+/// most. Made by Begin, ended by End; shared with the thread.
+class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSession> {
+ public:
+  Platform_JackSession();
+  ~Platform_JackSession();
+  Platform_JackSession(const Platform_JackSession&) = delete;
+  Platform_JackSession& operator=(const Platform_JackSession&) = delete;
+
+  /// \name The driver, one call at a time
+  /// @{
+  /// Starts the thread and joins the server. False when none runs; End is due all the same.
+  bool Begin(Platform_DriverHost* iHostP);
+  /// Leaves the server. The host is not called any more.
+  void End();
+  /// Connects to a port by its handle; null when it is not there.
+  std::shared_ptr<Platform_JackWay> Open(const std::string& iHandle, bool iIsInput);
+  /// @}
+
+  /// \name Any thread
+  /// @{
+  std::vector<Platform_PortInfo> Ports();
+  /// Lets a connection go; does not wait.
+  void Close(const std::shared_ptr<Platform_JackWay>& iWayP);
+  std::int64_t PeriodMicroseconds() const { return mEngine.PeriodMicroseconds(); }
+  /// @}
+
+ private:
+  // What the thread is asked for. Whoever asked may have stopped waiting; then mUndo takes it back.
+  struct Task {
+    std::function<void()> mBody;
+    std::function<void()> mUndo;
+    bool mIsDone = false;
+    bool mIsAbandoned = false;
+  };
+
+  static void OnShutdown(void* iSessionP);
+  static void OnInfoShutdown(jack_status_t iCode, const char* iReason, void* iSessionP);
+  static void OnRegistration(jack_port_id_t iPort, int iIsThere, void* iSessionP);
+  static void OnRename(jack_port_id_t iPort, const char* iOld, const char* iNew, void* iSessionP);
+  static void OnFreewheel(int iRuns, void* iSessionP);
+  static int OnSampleRate(jack_nframes_t iRate, void* iSessionP);
+  static int OnProcess(jack_nframes_t iFrames, void* iSessionP);
+
+  void Wake();
+  void Post(const std::shared_ptr<Task>& iTaskP);
+  bool WaitFor(const std::shared_ptr<Task>& iTaskP, std::chrono::milliseconds iPatience);
+  void TellHost();
+
+  // All below: the thread's.
+  void Run();
+  void Round();
+  int SleepMilliseconds() const;
+  void RunTasks();
+  bool JoinServer();
+  void SetCallbacks(jack_client_t* iClientP);
+  void LeaveServer();
+  void MeasureClock();
+  void Rescan();
+  std::vector<Platform_PortInfo> ReadPorts();
+  void AddPort(const std::string& iName, std::vector<Platform_PortInfo>& ioPorts);
+  void Number(std::vector<Platform_PortInfo>& ioPorts);
+  void FollowPorts(const std::vector<Platform_PortInfo>& iPorts);
+  void Publish(std::vector<Platform_PortInfo> iPorts);
+  std::shared_ptr<Platform_JackWay> OpenHere(const std::string& iHandle, bool iIsInput);
+  void EndWays(const std::vector<std::shared_ptr<Platform_JackWay>>& iWays);
+  void CloseHere(const std::shared_ptr<Platform_JackWay>& iWayP);
+  bool Connect(const Platform_JackWay& iWay);
+  bool IsConnected(const Platform_JackWay& iWay) const;
+  std::string FreeName(bool iIsInput) const;
+
+  const int mWake;
+  std::atomic<bool> mStop{false};
+  std::atomic<bool> mIsShutDown{false};
+  std::atomic<bool> mPortsChanged{false};
+  Platform_JackEngine mEngine;
+  // Read by the process callback, written while none comes.
+  std::atomic<jack_client_t*> mClientP{nullptr};
+
+  std::mutex mTaskMutex;
+  std::condition_variable mTaskDone;
+  std::deque<std::shared_ptr<Task>> mTasks;
+  bool mHasEnded = true;
+
+  std::thread mThread;
+
+  std::mutex mHostMutex;
+  Platform_DriverHost* mHostP = nullptr;
+
+  std::mutex mListMutex;
+  std::vector<Platform_PortInfo> mPorts;
+
+  // The thread's.
+  std::vector<std::shared_ptr<Platform_JackWay>> mWays;
+  // Ways that a callback which does not end may still hold; freed with the client.
+  std::vector<std::shared_ptr<Platform_JackWay>> mRetired;
+  Platform_JackNumbers mNumbers;
+  // Which appearance of a name this is: a port that went and came back is another one to who had opened it.
+  std::map<std::string, unsigned> mAppearances;
+  unsigned mNextAppearance = 0;
+  std::chrono::steady_clock::time_point mNextJoin;
+  std::chrono::steady_clock::time_point mNextMeasurement;
+};
