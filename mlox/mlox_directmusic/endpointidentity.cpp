@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <map>
 #include <utility>
 
 #include "mlox/mlox_directmusic/ccombstrlite.h"
@@ -17,9 +18,16 @@ constexpr std::uint32_t kHashInitialValue = 0x87654321;
 
 constinit std::atomic<std::int32_t> sServiceIndex{-1};
 
-// Under the subsystem's lock. Never destroyed.
-std::vector<RegisteredIDs>& Table() {
-  static std::vector<RegisteredIDs>& sRegisteredIDs = *new std::vector<RegisteredIDs>;
+// The records in the order in which identities were handed out, and the same by identity: a rebuild asks once
+// for each endpoint, so the search must not grow with their number. Under the subsystem's lock.
+struct Registry {
+  std::vector<RegisteredIDs> mRecords;
+  std::map<Mlox_InputID, std::shared_ptr<IEndpointIDs>> mObjects;
+};
+
+// Never destroyed.
+Registry& Table() {
+  static Registry& sRegisteredIDs = *new Registry;
   return sRegisteredIDs;
 }
 
@@ -44,20 +52,17 @@ bool HasOMSIdentity(IEndpointIDs& iIDs) {
   return StudioProperty_ReadInt(iIDs, getter_wrapper::Get_PROPID_OMSUniqueID(), &number) == S_OK;
 }
 
-std::vector<RegisteredIDs>::iterator FindRecord(const Mlox_InputID& iID) {
-  return std::find_if(Table().begin(), Table().end(), [&](const RegisteredIDs& iRecord) {
-    return iRecord.mID == iID && iRecord.mIDs != nullptr;
-  });
-}
-
 // An object with an identity of the older system takes the place of one without; else who came first stays.
 void Register(const Mlox_InputID& iID, const std::shared_ptr<IEndpointIDs>& iIDs) {
-  const auto record = FindRecord(iID);
-  if (record != Table().end()) {
-    if (HasOMSIdentity(*record->mIDs) || !HasOMSIdentity(*iIDs)) return;
-    Table().erase(record);
+  std::shared_ptr<IEndpointIDs>& object = Table().mObjects[iID];
+  std::vector<RegisteredIDs>& records = Table().mRecords;
+  if (object != nullptr) {
+    if (HasOMSIdentity(*object) || !HasOMSIdentity(*iIDs)) return;
+    records.erase(std::find_if(records.begin(), records.end(),
+                               [&](const RegisteredIDs& iRecord) { return iRecord.mID == iID; }));
   }
-  Table().push_back({iID, iIDs});
+  object = iIDs;
+  records.push_back({iID, iIDs});
 }
 
 }  // namespace
@@ -100,19 +105,19 @@ Mlox_InputID GetMloxIDFromPortCaps(const DMUS_PORTCAPS& iCaps) {
 bool FindRegisteredIDs(const Mlox_InputID& iID, std::shared_ptr<IEndpointIDs>* oIDsP) {
   if (oIDsP == nullptr) return false;
   const DirectMusicSubsystemLock lock;
-  const auto record = FindRecord(iID);
-  if (record == Table().end()) return false;
-  *oIDsP = record->mIDs;
+  const auto at = Table().mObjects.find(iID);
+  if (at == Table().mObjects.end()) return false;
+  *oIDsP = at->second;
   return true;
 }
 
 void ClearRegisteredIDs() {
-  std::vector<RegisteredIDs> old;
+  Registry old;
   const DirectMusicSubsystemLock lock;
-  Table().swap(old);
+  std::swap(Table(), old);
 }
 
 std::vector<RegisteredIDs> GetRegisteredIDs() {
   const DirectMusicSubsystemLock lock;
-  return Table();
+  return Table().mRecords;
 }

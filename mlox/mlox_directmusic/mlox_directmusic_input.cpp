@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_directmusic/mlox_directmusic_input.h"
 
-#include <utility>
-
 #include "cmn/sys_utils.h"
 #include "mlox/mlox_directmusic/directmusicsubsystemlock.h"
 #include "mlox/mlox_directmusic/endpointidentity.h"
@@ -40,9 +38,9 @@ void ReadFlag(const std::shared_ptr<IDeviceProperties>& iDevice, const _GUID& iK
 
 // ---- lifetime ----
 
-Mlox_DirectMusic_Input::Mlox_DirectMusic_Input(std::shared_ptr<IDeviceProperties> iDevice,
-                                               std::shared_ptr<IEntityProperties> iEntity,
-                                               std::shared_ptr<IEndpointProperties> iEndpoint) {
+Mlox_DirectMusic_Input::Mlox_DirectMusic_Input(const std::shared_ptr<IDeviceProperties>& iDevice,
+                                               const std::shared_ptr<IEntityProperties>& iEntity,
+                                               const std::shared_ptr<IEndpointProperties>& iEndpoint) {
   UpdateWithRawProperties(iDevice, iEntity, iEndpoint);
 }
 

@@ -23,9 +23,9 @@
 class MLOX_EXPORT Mlox_DirectMusic_Input : public Mlox_Input {
  public:
   /// Reads what is read at once; the three objects may be empty.
-  Mlox_DirectMusic_Input(std::shared_ptr<IDeviceProperties> iDevice,
-                         std::shared_ptr<IEntityProperties> iEntity,
-                         std::shared_ptr<IEndpointProperties> iEndpoint);
+  Mlox_DirectMusic_Input(const std::shared_ptr<IDeviceProperties>& iDevice,
+                         const std::shared_ptr<IEntityProperties>& iEntity,
+                         const std::shared_ptr<IEndpointProperties>& iEndpoint);
   Mlox_DirectMusic_Input(const Mlox_DirectMusic_Input&) = delete;
   Mlox_DirectMusic_Input& operator=(const Mlox_DirectMusic_Input&) = delete;
 

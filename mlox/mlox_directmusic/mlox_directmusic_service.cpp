@@ -127,6 +127,7 @@ struct Cascade {
 template <class Item>
 std::vector<Cascade> CascadesOf(const std::vector<Item*>& iItems) {
   std::vector<Cascade> cascades;
+  cascades.reserve(iItems.size());
   for (Item* itemP : iItems) cascades.push_back({itemP->IsUserDefined(), itemP->GetIOMloxID()});
   return cascades;
 }
@@ -397,7 +398,8 @@ Mlox_Output* Mlox_DirectMusic_Service::FindOutput(bool iExact, const Mlox_Output
   Mlox_Device* deviceP = FindOutputDevice(iExact, iDescriptorP->GetDeviceDescriptor().get());
   if (deviceP == nullptr) return nullptr;
   // Read as a signed byte, so that 0xFF, too, is the common output.
-  const auto channel = static_cast<short>(static_cast<signed char>(iDescriptorP->GetChannel()));
+  const int low = iDescriptorP->GetChannel() & 0xFF;
+  const auto channel = static_cast<short>(low < 0x80 ? low : low - 0x100);
   if (!deviceP->IsMidiChannelAvailable(channel)) return nullptr;
   const bool isCommon = static_cast<std::uint16_t>(channel) == kCommonOutputChannel;
   return isCommon ? deviceP->GetCommonOutput() : deviceP->GetOutputForChannel(channel);
@@ -407,11 +409,12 @@ Mlox_Output* Mlox_DirectMusic_Service::FindOutput(bool iExact, const Mlox_Output
 // found again by its name alone.
 Mlox_InputRef Mlox_DirectMusic_Service::FindInput(bool iExact,
                                                   std::shared_ptr<const Mlox_DeviceDescriptor> iDescriptorP) {
+  const std::shared_ptr<const Mlox_DeviceDescriptor> wanted = std::move(iDescriptorP);
   const DirectMusicSubsystemLock lock;
-  if (mNeedsRebuild || !IsOwnKind(iDescriptorP.get())) return nullptr;
-  const std::string name = iDescriptorP->GetName();
+  if (mNeedsRebuild || !IsOwnKind(wanted.get())) return nullptr;
+  const std::string name = wanted->GetName();
   for (const auto& input : mInputs) {
-    if (IsMatch(input->GetDeviceDescriptor().get(), *iDescriptorP, iExact, name)) return input;
+    if (IsMatch(input->GetDeviceDescriptor().get(), *wanted, iExact, name)) return input;
   }
   return nullptr;
 }
