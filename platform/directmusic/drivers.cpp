@@ -8,6 +8,9 @@
 
 #include "cmn/sys_utils.h"
 #include "platform/directmusic/loopback/loopback_driver.h"
+#if defined(MLOX_HAVE_ALSA)
+#include "platform/directmusic/alsa/alsa_driver.h"
+#endif
 #if defined(MLOX_HAVE_JACK)
 #include "platform/directmusic/jack/jack_driver.h"
 #endif
@@ -25,6 +28,9 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
+#if defined(MLOX_HAVE_ALSA)
+    {"alsa", Make<Platform_AlsaDriver>},
+#endif
 #if defined(MLOX_HAVE_JACK)
     {"jack", Make<Platform_JackDriver>},
 #endif
