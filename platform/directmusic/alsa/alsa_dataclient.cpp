@@ -39,7 +39,7 @@ constexpr std::int64_t kWireSpeed = 3'125;
 // Software: a client that did not ask for more has an input pool of 200 cells. One that is awake empties it
 // in well below a millisecond.
 constexpr std::int64_t kPoolRoom = 128;
-constexpr std::int64_t kPoolSpeed = 100'000;
+constexpr std::int64_t kPoolSpeed = 50'000;
 constexpr std::size_t kCellBytes = 28;
 
 Platform_AlsaPace PaceOf(Platform_AlsaReceiver iReceiver) {
@@ -460,7 +460,7 @@ Platform_SendResult Platform_AlsaDataClient::Send(Output& ioOutput, std::int64_t
     const std::int64_t queueTime = ioOutput.mTimes.Convert(time, now, mOffset);
     const snd_seq_real_time_t real = {static_cast<unsigned>(queueTime / 1'000'000'000),
                                       static_cast<unsigned>(queueTime % 1'000'000'000)};
-    snd_seq_ev_schedule_real(&event, mQueue, 0, &real);
+    snd_seq_ev_schedule_real(&event, static_cast<unsigned char>(mQueue), 0, &real);
     // Drop knows this port's events by it.
     event.tag = static_cast<unsigned char>(ioOutput.mConnection.mPort);
   } else {
