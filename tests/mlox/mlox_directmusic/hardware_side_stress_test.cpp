@@ -24,6 +24,7 @@
 #include "mlox/mlox_rawmidireceiver.h"
 #include "platform/directmusic/loopback/loopback_driver.h"
 #include "tests/support/assert_recorder.h"
+#include "tests/support/delayed_deletions.h"
 #include "tests/support/manager_fixture.h"
 #include "tests/support/model_studio.h"
 
@@ -88,6 +89,7 @@ class HardwareSideStressTest : public Test_ManagerFixture {
     Test_ModelStudio::Install(nullptr);
     IDirectMusicStudio::SetFactory(nullptr);
     for (int i = 0; i < kPairs; ++i) Platform_LoopbackPorts::Unplug(PairName(i));
+    Test_RunDelayedDeletions();
   }
 
   static std::string PairName(int iPair) { return "stress pair " + std::to_string(iPair); }

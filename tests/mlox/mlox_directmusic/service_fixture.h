@@ -16,6 +16,7 @@
 #include "mlox/mlox_directmusic/mlox_directmusic_input.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_service.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_servicehandle.h"
+#include "tests/support/delayed_deletions.h"
 #include "tests/support/fake_directmusic.h"
 #include "tests/support/manager_fixture.h"
 #include "tests/support/model_studio.h"
@@ -46,9 +47,10 @@ class Test_DirectMusic_ServiceFixture : public Test_ManagerFixture {
     // One that was made but never installed belongs to nobody.
     delete Mlox_DirectMusic_ServiceHandle::Singleton().GetService();
     SetDirectMusicServiceIndex(-1);
-    IDirectMusicStudio::SetFactory(nullptr);
     Test_ModelStudio::Install(nullptr);
     IDirectMusicStudio::SetFactory(nullptr);
+    // Outputs hold on to ports of the root until they are deleted.
+    Test_RunDelayedDeletions();
   }
 
   bool Activate(int iServices = Mlox_Manager::kDirectMusicService) {
