@@ -159,33 +159,40 @@ Test_FakeDirectMusic& ImmortalRoot() {
   return sRoot;
 }
 
+// Never the same twice, however often the tests are run.
+Mlox_InputID NewID() {
+  static int sNumber = 0;
+  return {77, ++sNumber};
+}
+
 TEST(Mlox_PortActivatorOfTheProcess, OneActivatorServesAllUsersOfAnIdentityWithThePortOfTheFirst) {
   Test_FakeCalls& calls = ImmortalRoot().Calls();
   Test_FakePort& first = ImmortalRoot().AddOutput(1, "First");
   Test_FakePort& second = ImmortalRoot().AddOutput(2, "Second");
   Test_FakePort& other = ImmortalRoot().AddOutput(3, "Other");
   calls.Clear();
-  constexpr Mlox_InputID kShared{77, 1};
-  Mlox_PortActivator::Apply(kShared, &first, true);
+  const Mlox_InputID shared = NewID();
+  Mlox_PortActivator::Apply(shared, &first, true);
   EXPECT_EQ(Test_TakeLines(calls), (Calls{"First: Activate 0", "First: Activate 1"}));
   EXPECT_EQ(first.References(), 1) << "the activator's; the step gave its own back";
-  Mlox_PortActivator::Apply(kShared, &second, true);
+  Mlox_PortActivator::Apply(shared, &second, true);
   EXPECT_EQ(Test_TakeLines(calls), Calls{}) << "counted, on the port of the first";
   EXPECT_EQ(second.References(), 0);
-  Mlox_PortActivator::Apply({77, 2}, &other, true);
+  Mlox_PortActivator::Apply({shared.mServiceIndex + 1, shared.mInputNumber}, &other, true);
   EXPECT_EQ(Test_TakeLines(calls), (Calls{"Other: Activate 0", "Other: Activate 1"}))
       << "both halves make the identity";
-  Mlox_PortActivator::Apply(kShared, &first, false);
-  Mlox_PortActivator::Apply(kShared, &first, false);
+  Mlox_PortActivator::Apply(shared, &first, false);
+  Mlox_PortActivator::Apply(shared, &first, false);
   EXPECT_EQ(Test_TakeLines(calls), (Calls{"First: Activate 0"})) << "the last of two";
   EXPECT_EQ(first.References(), 1) << "elements are never removed";
 }
 
 TEST(Mlox_PortActivatorOfTheProcess, NoPortIsNothingToCount) {
   Test_FakePort& port = ImmortalRoot().AddOutput(4, "Fourth");
-  Mlox_PortActivator::Apply({78, 1}, nullptr, true);
+  const Mlox_InputID id = NewID();
+  Mlox_PortActivator::Apply(id, nullptr, true);
   ImmortalRoot().Calls().Clear();
-  Mlox_PortActivator::Apply({78, 1}, &port, true);
+  Mlox_PortActivator::Apply(id, &port, true);
   EXPECT_EQ(Test_TakeLines(ImmortalRoot().Calls()), (Calls{"Fourth: Activate 0", "Fourth: Activate 1"}))
       << "the first that counted";
 }
