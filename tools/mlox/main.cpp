@@ -11,10 +11,14 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "cmn/cmn_version.h"
+#include "tools/mlox/commandline.h"
 #include "tools/mlox/names/names_command.h"
 #include "tools/mlox/render/render_command.h"
+#include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
 
 namespace {
@@ -28,10 +32,10 @@ void RegisterAll(CLI::App& iApp) {
   tool::RegisterDeviceTypes(iApp);
 }
 
-/// One line on standard error, whatever line breaks the text has.
-int Fail(int iStatus, std::string iText) {
-  std::replace(iText.begin(), iText.end(), '\n', ' ');
-  fmt::print(stderr, "mlox: {}\n", iText);
+/// One line on standard error, whatever line breaks and commands to a terminal the text has: it may name what
+/// a file holds.
+int Fail(int iStatus, const std::string& iText) {
+  fmt::print(stderr, "mlox: {}\n", tool::ForTerminal(iText));
   return iStatus;
 }
 
@@ -51,7 +55,9 @@ int Run(int iCount, char** iArguments) {
   app.footer("\nmlox SUBCOMMAND --help tells about each.");
   RegisterAll(app);
   try {
-    app.parse(iCount, iArguments);
+    std::vector<std::string> words = tool::WordsOf(iCount, iArguments);
+    std::reverse(words.begin(), words.end());
+    app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     return EndParsing(app, error);
   }

@@ -22,7 +22,8 @@ std::string FitColumns(std::string_view iText, size_t iColumns);
 /// Channels in order, with runs drawn together: "1-9, 11".
 std::string ChannelsText(const std::vector<int>& iChannels);
 
-/// The width of the terminal on standard output; COLUMNS from the environment, else 80, where there is none.
+/// COLUMNS from the environment, for those who want another width than the terminal's; without it the width
+/// of the terminal on standard output, and 80 where there is none.
 size_t TerminalColumns();
 
 }  // namespace tool

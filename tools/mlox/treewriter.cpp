@@ -5,6 +5,8 @@
 
 #include <cmath>
 
+#include "tools/mlox/terminaltext.h"
+
 namespace tool {
 
 namespace {
@@ -139,7 +141,7 @@ void OutlineWriter::Line(std::string_view iValue) {
   mText.append(static_cast<size_t>(mDepth) * 2, ' ');
   mText += mKey.empty() ? "-" : mKey + ":";
   if (!iValue.empty()) mText += ' ';
-  for (const char character : iValue) mText += static_cast<unsigned char>(character) < 0x20 ? ' ' : character;
+  mText += ForTerminal(iValue);
   mText += '\n';
   mKey.clear();
 }

@@ -162,12 +162,14 @@ void CountNames(const CountRequest& iRequest) {
   Cmn_PolyVector<Mlox_PatchNameBankInfo*> banks;
   for (Mlox_PatchNameBankInfo& info : overrides) banks.PushBack(&info);
 
+  // Whatever number was given: only those from 1 are of channels.
+  const int channel = iRequest.mChannel < 1 ? -1 : iRequest.mChannel - 1;
   Mlox_NamesReader reader;
   Answers answers;
   const auto ask = [&](auto iOperation) {
     try {
-      return (reader.*iOperation)(FileAt(iRequest.mFile), banks, iRequest.mMode, iRequest.mNameSet,
-                                  iRequest.mChannel - 1, iRequest.mManufacturer, iRequest.mModel);
+      return (reader.*iOperation)(FileAt(iRequest.mFile), banks, iRequest.mMode, iRequest.mNameSet, channel,
+                                  iRequest.mManufacturer, iRequest.mModel);
     } catch (int code) {
       answers.mThrown = code;
       return kDocumentFault;
