@@ -5,10 +5,24 @@
 
 #include <string>
 
-Sys_FileType Sys_FileUtils::GetFileType(const Sys_FileLoc& iLocation) {
+namespace {
+
+bool ReadStatus(const Sys_FileLoc& iLocation, struct stat& oStatus) {
   const std::string path = iLocation.GetFullPath();
-  struct stat status {};
   // A zero byte would cut the name for the system: such a name names nothing.
-  if (path.find('\0') != std::string::npos || stat(path.c_str(), &status) != 0) return Sys_FileType::cUnknown;
+  return path.find('\0') == std::string::npos && stat(path.c_str(), &oStatus) == 0;
+}
+
+}  // namespace
+
+Sys_FileType Sys_FileUtils::GetFileType(const Sys_FileLoc& iLocation) {
+  struct stat status {};
+  if (!ReadStatus(iLocation, status)) return Sys_FileType::cUnknown;
   return S_ISDIR(status.st_mode) ? Sys_FileType::cFolder : Sys_FileType::cUnknown;
+}
+
+std::string Sys_FileUtils::GetIdentity(const Sys_FileLoc& iLocation) {
+  struct stat status {};
+  if (!ReadStatus(iLocation, status)) return {};
+  return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }

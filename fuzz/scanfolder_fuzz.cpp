@@ -60,9 +60,7 @@ class Tree {
     if (kind == 0) {
       if (fs::create_directory(path, error)) mFolders.push_back(path);
     } else if (kind == 1) {
-      // Few, and only into the first folders: a tree of links among many folders is endless work for any
-      // scan.
-      if (++mLinks <= 4) fs::create_symlink(AnyFolder(ioInput), path, error);
+      fs::create_symlink(AnyFolder(ioInput), path, error);
     } else {
       std::ofstream file(path);
     }
@@ -70,7 +68,6 @@ class Tree {
 
   std::string mRoot;
   std::vector<std::string> mFolders;
-  int mLinks = 0;
 };
 
 }  // namespace

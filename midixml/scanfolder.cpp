@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <unordered_map>
 
 #include "cmn/sys_file.h"
 #include "cmn/sys_filelociterator.h"
@@ -12,6 +13,11 @@
 namespace midixml {
 
 namespace {
+
+// How often one folder is entered in one scan. Without links every folder is entered once. Folders that link
+// to each other are met on every path through them, and the number of those paths grows faster than any power
+// of the number of folders.
+constexpr int kMostVisits = 16;
 
 // The name of an item: what stands behind the last "\" or, with none, behind the last ":".
 std::string ItemName(const Sys_FileLoc& iItem) {
@@ -23,35 +29,50 @@ std::string ItemName(const Sys_FileLoc& iItem) {
 
 bool IsFolder(const Sys_FileLoc& iItem) { return Sys_FileUtils::GetFileType(iItem) == Sys_FileType::cFolder; }
 
-int AddFolder(std::vector<std::string>& ioNames, const Sys_FileLoc& iFolder, const std::string& iName,
-              bool iWantPatchFiles) {
-  const int count = ScanFolder(&ioNames, iFolder, iWantPatchFiles);
-  if (count < 1 || static_cast<size_t>(count) > ioNames.size()) return 0;
-  const std::string prefix = iName + "\\";
-  for (auto it = ioNames.end() - count; it != ioNames.end(); ++it) it->insert(0, prefix);
-  return count;
-}
+class Scanner {
+ public:
+  Scanner(std::vector<std::string>& ioNames, std::string_view iExtension)
+      : mNames(ioNames), mExtension(iExtension) {}
 
-int AddFile(std::vector<std::string>& ioNames, const std::string& iName, std::string_view iExtension) {
-  const size_t dot = iName.rfind('.');
-  if (dot == std::string::npos) return 0;
-  if (!EqualsIgnoringCase(std::string_view(iName).substr(dot), iExtension)) return 0;
-  ioNames.push_back(iName.substr(0, dot));
-  return 1;
-}
+  // Appends the names of a folder's documents. Gives how many.
+  int Scan(const Sys_FileLoc& iFolder) {
+    if (!iFolder || !Sys_File(iFolder).IsOnline() || !IsFolder(iFolder)) return 0;
+    if (++mVisits[Sys_FileUtils::GetIdentity(iFolder)] > kMostVisits) return 0;
+    int total = 0;
+    for (Sys_FileLocIterator item(iFolder, {}, cIterFilesAndFolders, 1); item; ++item) {
+      const std::string name = ItemName(*item);
+      total += IsFolder(*item) ? AddFolder(*item, name) : AddFile(name);
+    }
+    return total;
+  }
+
+ private:
+  int AddFolder(const Sys_FileLoc& iFolder, const std::string& iName) {
+    const int count = Scan(iFolder);
+    if (count < 1 || static_cast<size_t>(count) > mNames.size()) return 0;
+    const std::string prefix = iName + "\\";
+    for (auto it = mNames.end() - count; it != mNames.end(); ++it) it->insert(0, prefix);
+    return count;
+  }
+
+  int AddFile(const std::string& iName) {
+    const size_t dot = iName.rfind('.');
+    if (dot == std::string::npos) return 0;
+    if (!EqualsIgnoringCase(std::string_view(iName).substr(dot), mExtension)) return 0;
+    mNames.push_back(iName.substr(0, dot));
+    return 1;
+  }
+
+  std::vector<std::string>& mNames;
+  std::string_view mExtension;
+  std::unordered_map<std::string, int> mVisits;
+};
 
 }  // namespace
 
 int ScanFolder(std::vector<std::string>* oNamesP, const Sys_FileLoc& iFolder, bool iWantPatchFiles) {
-  if (!oNamesP || !iFolder || !Sys_File(iFolder).IsOnline() || !IsFolder(iFolder)) return 0;
-  const std::string_view extension = iWantPatchFiles ? ".midnam" : ".middev";
-  int total = 0;
-  for (Sys_FileLocIterator item(iFolder, {}, cIterFilesAndFolders, 1); item; ++item) {
-    const std::string name = ItemName(*item);
-    total += IsFolder(*item) ? AddFolder(*oNamesP, *item, name, iWantPatchFiles)
-                             : AddFile(*oNamesP, name, extension);
-  }
-  return total;
+  if (!oNamesP) return 0;
+  return Scanner(*oNamesP, iWantPatchFiles ? ".midnam" : ".middev").Scan(iFolder);
 }
 
 }  // namespace midixml

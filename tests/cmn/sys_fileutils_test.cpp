@@ -36,4 +36,22 @@ TEST(Sys_FileUtils, NoLocationAndANameWithAZeroByteAreUnknown) {
   EXPECT_EQ(TypeOf(folder / "inner" + std::string("\0x", 2)), Sys_FileType::cUnknown);
 }
 
+std::string IdentityOf(const std::string& iPath) {
+  return Sys_FileUtils::GetIdentity(
+      Sys_FileLoc(Sys_FileLocPosix::FromSystemPath(iPath, Sys_FileType::cUnknown)));
+}
+
+TEST(Sys_FileUtils, AllWaysToAFileHaveOneIdentity) {
+  const Test_TempFolder folder;
+  folder.MakeFolder("inner");
+  folder.MakeFolder("other");
+  folder.MakeLink("to_folder", "inner");
+  folder.MakeLink("to_nothing", "missing");
+  EXPECT_EQ(IdentityOf(folder / "to_folder"), IdentityOf(folder / "inner"));
+  EXPECT_NE(IdentityOf(folder / "inner"), "");
+  EXPECT_NE(IdentityOf(folder / "other"), IdentityOf(folder / "inner"));
+  EXPECT_EQ(IdentityOf(folder / "to_nothing"), "");
+  EXPECT_EQ(Sys_FileUtils::GetIdentity(Sys_FileLoc()), "");
+}
+
 }  // namespace

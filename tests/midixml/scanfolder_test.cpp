@@ -100,6 +100,28 @@ TEST_F(ScanFolderTest, LinksInACircleEnd) {
   EXPECT_EQ(Scan(mFolder.Path()), (Names{"a\\toB\\y", "a\\x", "b\\toA\\x", "b\\y"}));
 }
 
+TEST_F(ScanFolderTest, FoldersThatAllLinkToEachOtherEndAfterSixteenVisitsOfEach) {
+  // 12 folders: more than a thousand million ways lead through them.
+  constexpr int kFolders = 12;
+  const auto name = [](int iFolder) { return std::string("f") + static_cast<char>('a' + iFolder); };
+  for (int folder = 0; folder < kFolders; ++folder) {
+    MakeFiles({name(folder) + "/x.midnam"});
+    for (int other = 0; other < kFolders; ++other) {
+      if (other != folder) mFolder.MakeLink(name(folder) + "/" + name(other), "../" + name(other));
+    }
+  }
+  EXPECT_EQ(Scan(mFolder.Path()).size(), 12u * 16u);
+}
+
+TEST_F(ScanFolderTest, SixteenWaysToAFolderCount) {
+  MakeFiles({"z/x.midnam"});
+  for (char link = 'a'; link < 'a' + 16; ++link) mFolder.MakeLink(std::string(1, link), "z");
+  const Names names = Scan(mFolder.Path());
+  ASSERT_EQ(names.size(), 16u);
+  EXPECT_EQ(names.front(), "a\\x");
+  EXPECT_EQ(names.back(), "p\\x");
+}
+
 TEST_F(ScanFolderTest, LinksToDocumentsCount) {
   MakeFiles({"a.midnam"});
   mFolder.MakeLink("b.midnam", "a.midnam");
