@@ -31,8 +31,10 @@ Interrupt::~Interrupt() {
   sigaction(SIGXFSZ, &mFormerFileSize, nullptr);
 }
 
+bool Interrupt::HasHappened() { return sIsInterrupted != 0; }
+
 void Interrupt::Check() {
-  if (sIsInterrupted != 0) {
+  if (HasHappened()) {
     throw ToolError("interrupted");
   }
 }

@@ -19,6 +19,9 @@ class Interrupt {
   /// Throws ToolError if there was a signal.
   static void Check();
 
+  /// Whether there was a signal since the object was made.
+  static bool HasHappened();
+
  private:
   struct sigaction mFormerInt {};
   struct sigaction mFormerTerm {};

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/list.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "platform/studio/studiomanagement.h"
+#include "tools/mlox/ports/portdirectory.h"
+#include "tools/mlox/ports/portsession.h"
+#include "tools/mlox/terminaltext.h"
+#include "tools/mlox/treewriter.h"
+
+namespace tool {
+
+namespace {
+
+std::string KindText(const PortRow& iRow) {
+  if (iRow.mIsPlugIn) return "plug-in";
+  if (iRow.mIsExternal) return "external";
+  return iRow.mIsVirtual ? "virtual" : "physical";
+}
+
+/// A line a row, columns as wide as what stands in them; names last to be cut by nobody.
+void PrintTable(const std::vector<PortRow>& iRows) {
+  std::size_t channelsWidth = 8;
+  for (const PortRow& row : iRows) {
+    channelsWidth = std::max(channelsWidth, ColumnsOf(ChannelsText(row.mChannels)));
+  }
+  fmt::print("{:<6}  {:<12}  {}  {:<9}  {:<9}  {:<9}  {:<8}  {}\n", "", "id",
+             FitColumns("channels", channelsWidth), "service", "driver", "kind", "online", "name");
+  for (const PortRow& row : iRows) {
+    fmt::print("{:<6}  {:<12}  {}  {:<9}  {:<9}  {:<9}  {:<8}  {}\n", row.mIsInput ? "input" : "output",
+               row.mId.empty() ? "-" : row.mId, FitColumns(ChannelsText(row.mChannels), channelsWidth),
+               row.mService, row.mDriver.empty() ? "-" : row.mDriver, KindText(row),
+               row.mIsOnline ? "yes" : "no", ForTerminal(row.mName));
+  }
+}
+
+void WriteRow(TreeWriter& ioWriter, const PortRow& iRow) {
+  ioWriter.BeginObject();
+  ioWriter.Key("channels");
+  ioWriter.BeginList();
+  for (const int channel : iRow.mChannels) ioWriter.Number(channel);
+  ioWriter.EndList();
+  ioWriter.Key("driver");
+  iRow.mDriver.empty() ? ioWriter.Null() : ioWriter.Text(iRow.mDriver);
+  ioWriter.Key("external");
+  ioWriter.Bool(iRow.mIsExternal);
+  ioWriter.Key("id");
+  iRow.mId.empty() ? ioWriter.Null() : ioWriter.Text(iRow.mId);
+  ioWriter.Key("name");
+  ioWriter.Text(iRow.mName);
+  ioWriter.Key("online");
+  ioWriter.Bool(iRow.mIsOnline);
+  ioWriter.Key("plug_in");
+  ioWriter.Bool(iRow.mIsPlugIn);
+  ioWriter.Key("service");
+  ioWriter.Text(iRow.mService);
+  ioWriter.Key("virtual");
+  ioWriter.Bool(iRow.mIsVirtual);
+  ioWriter.EndObject();
+}
+
+void PrintJson(const std::vector<PortRow>& iRows) {
+  JsonWriter json;
+  json.BeginObject();
+  for (const bool isInput : {true, false}) {
+    json.Key(isInput ? "inputs" : "outputs");
+    json.BeginList();
+    for (const PortRow& row : iRows) {
+      if (row.mIsInput == isInput) WriteRow(json, row);
+    }
+    json.EndList();
+  }
+  json.EndObject();
+  fmt::print("{}\n", json.GetText());
+}
+
+}  // namespace
+
+void List(const ListRequest& iRequest) {
+  const PortSession session;
+  // The first count gives every endpoint its number, which leads from a port to its row.
+  session.Outputs();
+  session.Inputs();
+  const std::vector<Platform_StudioEntry> entries = session.Management().Entries();
+  std::vector<PortRow> rows = PresentPorts(session, entries);
+  if (iRequest.mAll) {
+    const std::vector<PortRow> absent = AbsentPorts(rows, entries);
+    rows.insert(rows.end(), absent.begin(), absent.end());
+  }
+  if (iRequest.mJson) return PrintJson(rows);
+  if (rows.empty()) {
+    fmt::print("There are no MIDI ports. `mlox list --all` also shows what was here before.\n");
+    return;
+  }
+  PrintTable(rows);
+}
+
+}  // namespace tool

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/play.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+#include "cmn/sys_clock.h"
+#include "mdid/mdie_timestamp.h"
+#include "mlox/mlox_device.h"
+#include "tools/mlox/interrupt.h"
+#include "tools/mlox/ports/cameback.h"
+#include "tools/mlox/ports/outputwriter.h"
+#include "tools/mlox/ports/portnames.h"
+#include "tools/mlox/ports/portsession.h"
+#include "tools/mlox/ports/songplan.h"
+#include "tools/mlox/progressbar.h"
+#include "tools/mlox/song/songreader.h"
+#include "tools/mlox/tool_error.h"
+
+namespace tool {
+
+namespace {
+
+// Between activation and the first timed message the clocks are read a second time, without which no time can
+// be converted.
+constexpr std::int64_t kSettleMicroseconds = 150000;
+// Beyond the lead that an output asks for: this thread wakes every 10 ms.
+constexpr std::int64_t kWakeMicroseconds = 20000;
+// What a port still holds when its last message was due goes out within this time.
+constexpr std::int64_t kDrainMicroseconds = 250000;
+
+class Player {
+ public:
+  Player(const PortSession& iSession, const Song& iSong, const PlayRequest& iRequest)
+      : mSession(iSession),
+        mSong(iSong),
+        mPlan(PlanSong(iSong, iRequest.mSeconds)),
+        mWriter(FindOutput(iSession, iRequest.mOutput)) {
+    if (!iRequest.mBack.empty()) mBack.emplace(iSession, iRequest.mBack);
+  }
+
+  void Run() {
+    mStart = Sys_Clock::Microseconds() + kSettleMicroseconds + mWriter.LeadMicroseconds() + kWakeMicroseconds;
+    {
+      ProgressBar progress(stderr);
+      for (const PlannedMessage& message : mPlan) {
+        if (!WaitUntil(mStart + message.mTime - mWriter.LeadMicroseconds() - kWakeMicroseconds)) break;
+        Write(message);
+        progress.Show(Fraction(message.mTime));
+      }
+      WaitFor(mLastDue + kDrainMicroseconds);
+    }
+    if (Interrupt::HasHappened()) {
+      mWriter.AllNotesOff();
+      WaitFor(Sys_Clock::Microseconds() + kDrainMicroseconds);
+      throw ToolError("interrupted; every note is off");
+    }
+    Report();
+  }
+
+ private:
+  double Fraction(std::int64_t iTime) const {
+    const std::int64_t last = mPlan.back().mTime;
+    return last > 0 ? static_cast<double>(iTime) / static_cast<double>(last) : 1.0;
+  }
+
+  /// False on an interrupt.
+  bool WaitUntil(std::int64_t iTime) {
+    const auto seconds = static_cast<double>(iTime - Sys_Clock::Microseconds()) / 1e6;
+    if (seconds > 0) mSession.IdleUntil([] { return Interrupt::HasHappened(); }, seconds);
+    return !Interrupt::HasHappened();
+  }
+
+  /// Interrupt or not.
+  void WaitFor(std::int64_t iTime) {
+    const auto isOver = [&] { return Sys_Clock::Microseconds() >= iTime; };
+    mSession.IdleUntil(isOver, 3600.0);
+  }
+
+  void Write(const PlannedMessage& iMessage) {
+    const auto bytes = mSong.BytesOf(iMessage.mMessage);
+    if (iMessage.mMessage.mKind == SongMessageKind::kChannel && !mWriter.HasChannel(bytes[0] & 0x0F)) {
+      ++mLeftOut;
+      return;
+    }
+    mLastDue = mStart + iMessage.mTime;
+    if (mBack) mBack->Expect(bytes, mLastDue);
+    mWriter.Write(Mdie_Timestamp(Time_Sample(mLastDue)), iMessage.mMessage.mKind, bytes);
+    ++mWritten;
+  }
+
+  void Report() {
+    if (mLeftOut > 0) {
+      fmt::print("{} messages were left out: the output doesn't listen on their channels\n", mLeftOut);
+    }
+    if (!mBack) {
+      fmt::print("{} messages played\n", mWritten);
+      return;
+    }
+    constexpr double kPatience = 10.0;
+    mSession.IdleUntil([&] { return mBack->Collect() || Interrupt::HasHappened(); }, kPatience);
+    fmt::print("{}\n", mBack->Verdict());
+  }
+
+  const PortSession& mSession;
+  const Song& mSong;
+  std::vector<PlannedMessage> mPlan;
+  OutputWriter mWriter;
+  std::optional<CameBack> mBack;
+  std::int64_t mStart = 0;
+  std::int64_t mLastDue = 0;
+  std::size_t mWritten = 0;
+  std::size_t mLeftOut = 0;
+};
+
+}  // namespace
+
+void Play(const PlayRequest& iRequest) {
+  const Song song = ReadSongFile(iRequest.mSong);
+  const Interrupt interrupt;
+  const PortSession session;
+  Player(session, song, iRequest).Run();
+}
+
+}  // namespace tool

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/portdirectory.h"
+
+#include <algorithm>
+
+#include "mlox/mlox_device.h"
+#include "tools/mlox/ports/portnames.h"
+#include "tools/mlox/ports/portsession.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::int32_t kAllChannels = 0xFFFF;
+
+std::vector<int> ChannelsOf(std::int32_t iMask) {
+  std::vector<int> channels;
+  for (int channel = 0; channel < 16; ++channel) {
+    if ((iMask >> channel & 1) != 0) channels.push_back(channel + 1);
+  }
+  return channels;
+}
+
+template <class Port>
+std::vector<int> AvailableChannels(const Port& iPort) {
+  std::vector<int> channels;
+  for (short channel = 0; channel < 16; ++channel) {
+    if (iPort.IsMidiChannelAvailable(channel)) channels.push_back(channel + 1);
+  }
+  return channels;
+}
+
+/// The number of an entry's endpoint of one direction, if it has been given one.
+std::optional<std::int32_t> NumberOf(const Platform_StudioEntry& iEntry, bool iIsInput) {
+  return iIsInput ? iEntry.mInputNumber : iEntry.mOutputNumber;
+}
+
+const Platform_StudioEntry* FindEntry(const std::vector<Platform_StudioEntry>& iEntries,
+                                      const Mlox_InputID& iID, bool iIsInput) {
+  const auto found = std::find_if(iEntries.begin(), iEntries.end(), [&](const Platform_StudioEntry& iEntry) {
+    return NumberOf(iEntry, iIsInput) == iID.mInputNumber;
+  });
+  return found != iEntries.end() ? &*found : nullptr;
+}
+
+void AddWhatTheStudioKnows(PortRow& ioRow, const Platform_StudioEntry* iEntryP) {
+  ioRow.mService = iEntryP != nullptr ? "hardware" : "other";
+  if (iEntryP == nullptr) return;
+  ioRow.mDriver = iEntryP->mDriver;
+  ioRow.mIsVirtual = iEntryP->mIsVirtual;
+}
+
+PortRow OutputRow(Mlox_Device& ioDevice, const std::vector<Platform_StudioEntry>& iEntries) {
+  PortRow row;
+  const Mlox_InputID id = IdOf(ioDevice);
+  row.mId = IdText(id);
+  row.mName = ioDevice.GetName();
+  row.mChannels = AvailableChannels(ioDevice);
+  AddWhatTheStudioKnows(row, FindEntry(iEntries, id, false));
+  row.mIsExternal = ioDevice.IsUserDefined();
+  return row;
+}
+
+PortRow InputRow(const Mlox_Input& iInput, const std::vector<Platform_StudioEntry>& iEntries) {
+  PortRow row;
+  row.mIsInput = true;
+  row.mId = IdText(iInput.GetInputID());
+  row.mName = iInput.GetName();
+  row.mChannels = AvailableChannels(iInput);
+  AddWhatTheStudioKnows(row, FindEntry(iEntries, iInput.GetInputID(), true));
+  row.mIsVirtual = iInput.IsVirtual();
+  row.mIsExternal = iInput.IsUserDefined();
+  row.mIsPlugIn = iInput.IsPlugIn();
+  return row;
+}
+
+PortRow AbsentRow(const Platform_StudioEntry& iEntry, bool iIsInput) {
+  PortRow row;
+  row.mIsInput = iIsInput;
+  row.mName = iEntry.mName;
+  row.mChannels = ChannelsOf((iIsInput ? iEntry.mTransmitChannels : iEntry.mReceiveChannels)
+                                 .value_or(kAllChannels));
+  AddWhatTheStudioKnows(row, &iEntry);
+  row.mIsExternal = iEntry.mIsUserDefined;
+  row.mIsOnline = false;
+  return row;
+}
+
+bool Holds(const std::vector<PortRow>& iRows, const Platform_StudioEntry& iEntry, bool iIsInput) {
+  const std::optional<std::int32_t> number = NumberOf(iEntry, iIsInput);
+  if (!number) return false;
+  return std::any_of(iRows.begin(), iRows.end(), [&](const PortRow& iRow) {
+    return iRow.mIsInput == iIsInput && iRow.mId.ends_with(IdText({0, *number}).substr(1));
+  });
+}
+
+}  // namespace
+
+std::vector<PortRow> PresentPorts(const PortSession& iSession,
+                                  const std::vector<Platform_StudioEntry>& iEntries) {
+  std::vector<PortRow> rows;
+  for (Mlox_Device* const deviceP : iSession.Outputs()) rows.push_back(OutputRow(*deviceP, iEntries));
+  for (const Mlox_InputRef& input : iSession.Inputs()) rows.push_back(InputRow(*input, iEntries));
+  return rows;
+}
+
+std::vector<PortRow> AbsentPorts(const std::vector<PortRow>& iPresent,
+                                 const std::vector<Platform_StudioEntry>& iEntries) {
+  std::vector<PortRow> rows;
+  for (const bool isInput : {false, true}) {
+    for (const Platform_StudioEntry& entry : iEntries) {
+      const bool hasEndpoint = entry.mIsUserDefined || entry.mIsSource == isInput;
+      if (hasEndpoint && !Holds(iPresent, entry, isInput)) rows.push_back(AbsentRow(entry, isInput));
+    }
+  }
+  return rows;
+}
+
+}  // namespace tool

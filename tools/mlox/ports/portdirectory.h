@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// Everything that can be sent to or listened to, with what is known of it.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/studio/studiomanagement.h"
+
+namespace tool {
+
+class PortSession;
+
+/// One output device or one input.
+struct PortRow {
+  bool mIsInput = false;
+  std::string mId;  ///< as IdText gives it; empty for what has none now
+  std::string mName;
+  std::vector<int> mChannels;  ///< 1 to 16
+  std::string mService;        ///< "hardware", "plug-ins"
+  std::string mDriver;         ///< "alsa", "jack", "loopback"; empty where there is none or nobody knows
+  bool mIsVirtual = false;
+  bool mIsExternal = false;  ///< an instrument that the user has defined
+  bool mIsPlugIn = false;
+  bool mIsOnline = true;
+};
+
+/// What is there now: outputs, then inputs, each in the order of its global index. The entries tell what the
+/// services don't.
+std::vector<PortRow> PresentPorts(const PortSession& iSession,
+                                  const std::vector<Platform_StudioEntry>& iEntries);
+
+/// What only the database knows: the entries that stand for none of the present ports.
+std::vector<PortRow> AbsentPorts(const std::vector<PortRow>& iPresent,
+                                 const std::vector<Platform_StudioEntry>& iEntries);
+
+}  // namespace tool

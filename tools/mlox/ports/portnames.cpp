@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/portnames.h"
+
+#include <fmt/format.h>
+
+#include <functional>
+
+#include "mlox/mlox_device.h"
+#include "mlox/mlox_directmusic/mlox_directmusic_device.h"
+#include "tools/mlox/ports/portsession.h"
+#include "tools/mlox/terminaltext.h"
+#include "tools/mlox/tool_error.h"
+
+namespace tool {
+
+namespace {
+
+using Indices = std::vector<std::size_t>;
+
+Indices Matching(const std::vector<NamedPort>& iPorts,
+                 const std::function<bool(const NamedPort&)>& iIsMatch) {
+  Indices found;
+  for (std::size_t i = 0; i < iPorts.size(); ++i) {
+    if (iIsMatch(iPorts[i])) found.push_back(i);
+  }
+  return found;
+}
+
+std::string Candidates(const std::vector<NamedPort>& iPorts, const Indices& iIndices) {
+  std::string text;
+  for (const std::size_t index : iIndices) {
+    if (!text.empty()) text += ", ";
+    text += fmt::format("\"{}\" ({})", ForTerminal(iPorts[index].mName), iPorts[index].mId);
+  }
+  return text;
+}
+
+Indices All(const std::vector<NamedPort>& iPorts) {
+  return Matching(iPorts, [](const NamedPort&) { return true; });
+}
+
+[[noreturn]] void FailToFind(const std::vector<NamedPort>& iPorts, const std::string& iText,
+                             const char* iKind) {
+  if (iPorts.empty()) throw ToolError(fmt::format("{}: there is no {}", ForTerminal(iText), iKind));
+  throw ToolError(fmt::format("{}: no {} has this name or id; there are {}", ForTerminal(iText), iKind,
+                              Candidates(iPorts, All(iPorts))));
+}
+
+}  // namespace
+
+std::string IdText(const Mlox_InputID& iID) {
+  return fmt::format("{}:{:08x}", iID.mServiceIndex, static_cast<std::uint32_t>(iID.mInputNumber));
+}
+
+Mlox_InputID IdOf(Mlox_Device& ioDevice) {
+  auto* const hardwareP = dynamic_cast<Mlox_DirectMusic_Device*>(&ioDevice);
+  return hardwareP != nullptr ? hardwareP->GetInputID() : Mlox_InputID(-1, -1);
+}
+
+std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iText, const char* iKind) {
+  const std::function<bool(const NamedPort&)> tests[] = {
+      [&](const NamedPort& iPort) { return iPort.mName == iText; },
+      [&](const NamedPort& iPort) { return iPort.mId == iText; },
+      [&](const NamedPort& iPort) { return !iText.empty() && iPort.mName.starts_with(iText); }};
+  for (const auto& test : tests) {
+    const Indices found = Matching(iPorts, test);
+    if (found.size() == 1) return found.front();
+    if (found.size() > 1) {
+      throw ToolError(fmt::format("{}: several {}s fit, name one by its id: {}", ForTerminal(iText), iKind,
+                                  Candidates(iPorts, found)));
+    }
+  }
+  FailToFind(iPorts, iText, iKind);
+}
+
+Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText) {
+  const std::vector<Mlox_Device*> devices = iSession.Outputs();
+  std::vector<NamedPort> ports;
+  for (Mlox_Device* const deviceP : devices) ports.push_back({deviceP->GetName(), IdText(IdOf(*deviceP))});
+  return *devices[FindPort(ports, iText, "output")];
+}
+
+Mlox_InputRef FindInput(const PortSession& iSession, const std::string& iText) {
+  const Mlox_InputList inputs = iSession.Inputs();
+  std::vector<NamedPort> ports;
+  for (const Mlox_InputRef& input : inputs) ports.push_back({input->GetName(), IdText(input->GetInputID())});
+  return inputs[FindPort(ports, iText, "input")];
+}
+
+}  // namespace tool

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// How a user names an output or an input: by its exact name, by the beginning of one, or by its id.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "mlox/mlox_input.h"
+#include "mlox/mlox_inputid.h"
+
+class Mlox_Device;
+
+namespace tool {
+
+class PortSession;
+
+/// An id as people see and give it: the service's index, a colon, the number in eight hexadecimal digits.
+std::string IdText(const Mlox_InputID& iID);
+
+/// The id of an output device; {-1, -1} for one that has none.
+Mlox_InputID IdOf(Mlox_Device& ioDevice);
+
+/// What can be named.
+struct NamedPort {
+  std::string mName;
+  std::string mId;
+};
+
+/// Which of the ports the text names. An exact name wins over an id, an id over the beginning of a name; letter
+/// case counts. Throws ToolError when none fits, telling what there is, and when several fit, listing them with
+/// their ids.
+/// \param iKind  "output" or "input", for the text of errors
+std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iText, const char* iKind);
+
+/// The output of that name. Throws ToolError.
+Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText);
+/// The input of that name. Throws ToolError.
+Mlox_InputRef FindInput(const PortSession& iSession, const std::string& iText);
+
+}  // namespace tool

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/ports_command.h"
+
+#include <memory>
+
+#include "tools/mlox/ports/latency.h"
+#include "tools/mlox/ports/list.h"
+#include "tools/mlox/ports/monitor.h"
+#include "tools/mlox/ports/play.h"
+#include "tools/mlox/ports/send.h"
+#include "tools/mlox/ports/watch.h"
+
+namespace tool {
+
+namespace {
+
+constexpr const char* kNaming = R"(
+An OUTPUT or INPUT is named by its exact name, by the beginning of its name if no other begins so, or by its id
+as `mlox list` shows it. MLOX_MIDI_DRIVERS (alsa, jack, loopback; comma between) chooses where ports come from.)";
+
+void RegisterList(CLI::App& iApp) {
+  auto request = std::make_shared<ListRequest>();
+  CLI::App* listP = iApp.add_subcommand("list", "The outputs and inputs that there are");
+  listP->add_flag("--all", request->mAll, "Also what the studio's database knows and isn't there now");
+  listP->add_flag("--json", request->mJson, "One line of JSON in place of a table");
+  listP->footer("\nExit status: 0 done, 1 no MIDI service, 2 bad usage.");
+  listP->callback([request] { List(*request); });
+}
+
+void RegisterMonitor(CLI::App& iApp) {
+  auto request = std::make_shared<MonitorRequest>();
+  CLI::App* monitorP = iApp.add_subcommand("monitor", "Print what arrives");
+  monitorP->add_option("INPUT", request->mInputs, "Inputs; all, also those that come later, if none is named");
+  monitorP->add_option("--for", request->mSeconds, "End after so many seconds")->check(CLI::PositiveNumber);
+  monitorP->add_flag("--json", request->mJson,
+                     "One line of JSON a message: bytes, input, sysex_state, time_us");
+  monitorP->footer(kNaming);
+  monitorP->callback([request] { Monitor(*request); });
+}
+
+void RegisterSend(CLI::App& iApp) {
+  auto request = std::make_shared<SendRequest>();
+  CLI::App* sendP = iApp.add_subcommand("send", "Send messages, now");
+  sendP->add_option("OUTPUT", request->mOutput, "Where to")->required();
+  sendP->add_option("BYTES", request->mBytes, "Whole messages in hexadecimal: 90 3c 64 80 3c 00");
+  sendP->add_option("--sysex", request->mSysexFile, "A file of system exclusive messages");
+  sendP->footer(kNaming);
+  sendP->callback([request] { Send(*request); });
+}
+
+void RegisterPlay(CLI::App& iApp) {
+  auto request = std::make_shared<PlayRequest>();
+  CLI::App* playP = iApp.add_subcommand("play", "Play a song, in time");
+  playP->add_option("SONG", request->mSong, "A Standard MIDI File")->required();
+  playP->add_option("--to", request->mOutput, "The output")->required();
+  playP->add_option("--seconds", request->mSeconds, "Only the beginning")->check(CLI::PositiveNumber);
+  playP->add_option("--back", request->mBack,
+                    "An input that is wired to the output: check that every byte comes back");
+  playP->footer(std::string("\nCtrl-C stops it: what was written goes out, then every note is turned off.\n") +
+                kNaming);
+  playP->callback([request] { Play(*request); });
+}
+
+void RegisterWatch(CLI::App& iApp) {
+  auto request = std::make_shared<WatchRequest>();
+  CLI::App* watchP = iApp.add_subcommand("watch", "Print every change of the lists as it happens");
+  watchP->add_option("--follow", request->mFollow,
+                     "An output or input: tell when a saved reference to it is lost and found again");
+  watchP->add_option("--for", request->mSeconds, "End after so many seconds")->check(CLI::PositiveNumber);
+  watchP->footer(kNaming);
+  watchP->callback([request] { Watch(*request); });
+}
+
+void RegisterLatency(CLI::App& iApp) {
+  auto request = std::make_shared<LatencyRequest>();
+  CLI::App* latencyP =
+      iApp.add_subcommand("latency", "How long a message takes from an output to an input wired to it");
+  latencyP->add_option("--out", request->mOutput, "The output")->required();
+  latencyP->add_option("--in", request->mInput, "The input")->required();
+  latencyP->add_option("--count", request->mCount, "How many messages (1000)")
+      ->check(CLI::Range(1, 10000000));
+  latencyP->add_option("--svg", request->mSvg, "A file for a picture of the spread");
+  latencyP->footer(kNaming);
+  latencyP->callback([request] { Latency(*request); });
+}
+
+}  // namespace
+
+void RegisterPorts(CLI::App& iApp) {
+  RegisterList(iApp);
+  RegisterMonitor(iApp);
+  RegisterSend(iApp);
+  RegisterPlay(iApp);
+  RegisterWatch(iApp);
+  RegisterLatency(iApp);
+}
+
+}  // namespace tool

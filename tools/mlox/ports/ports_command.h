@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// The subcommands about MIDI ports: `mlox list`, `monitor`, `send`, `play`, `watch`, `latency`.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace tool {
+
+void RegisterPorts(CLI::App& iApp);
+
+}  // namespace tool

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/send.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "mdid/mdie_timestamp.h"
+#include "mlox/mlox_device.h"
+#include "tools/mlox/interrupt.h"
+#include "tools/mlox/ports/hexbytes.h"
+#include "tools/mlox/ports/outputwriter.h"
+#include "tools/mlox/ports/portnames.h"
+#include "tools/mlox/ports/portsession.h"
+#include "tools/mlox/terminaltext.h"
+#include "tools/mlox/tool_error.h"
+
+namespace tool {
+
+namespace {
+
+// No more is read of a file: the wire would take a day and a half for it.
+constexpr std::streamsize kMaxFileBytes = std::streamsize{64} << 20;
+// What a port still holds when the last write has returned goes out within this time.
+constexpr double kDrainSeconds = 0.25;
+
+std::vector<std::uint8_t> ReadFile(const std::string& iPath) {
+  std::ifstream file(iPath, std::ios::binary);
+  if (!file) throw ToolError(fmt::format("{}: cannot read: {}", ForTerminal(iPath), std::strerror(errno)));
+  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  if (file.bad()) throw ToolError(fmt::format("{}: cannot read", ForTerminal(iPath)));
+  if (static_cast<std::streamsize>(bytes.size()) > kMaxFileBytes) {
+    throw ToolError(fmt::format("{}: larger than {} bytes", ForTerminal(iPath), kMaxFileBytes));
+  }
+  return bytes;
+}
+
+std::vector<std::vector<std::uint8_t>> MessagesOf(const SendRequest& iRequest) {
+  if (iRequest.mSysexFile.empty() == iRequest.mBytes.empty()) {
+    throw UsageError("either BYTES or --sysex FILE says what to send");
+  }
+  if (!iRequest.mBytes.empty()) return SplitMessages(ParseHexBytes(iRequest.mBytes));
+  const std::vector<std::uint8_t> bytes = ReadFile(iRequest.mSysexFile);
+  std::vector<std::vector<std::uint8_t>> messages;
+  try {
+    messages = SplitMessages(bytes);
+  } catch (const UsageError& error) {
+    throw ToolError(fmt::format("{}: {}", ForTerminal(iRequest.mSysexFile), error.what()));
+  }
+  for (const auto& message : messages) {
+    if (message[0] != 0xF0) {
+      throw ToolError(fmt::format("{}: holds something else than system exclusive messages: {}",
+                                  ForTerminal(iRequest.mSysexFile), HexText(message)));
+    }
+  }
+  return messages;
+}
+
+void CheckChannels(const OutputWriter& iWriter, const std::vector<std::vector<std::uint8_t>>& iMessages,
+                   const std::string& iName) {
+  for (const auto& message : iMessages) {
+    if (KindOf(message) == SongMessageKind::kChannel && !iWriter.HasChannel(message[0] & 0x0F)) {
+      throw ToolError(
+          fmt::format("{}: does not listen on channel {}", ForTerminal(iName), (message[0] & 0x0F) + 1));
+    }
+  }
+}
+
+}  // namespace
+
+void Send(const SendRequest& iRequest) {
+  const auto messages = MessagesOf(iRequest);
+  if (messages.empty()) throw UsageError("there is nothing to send");
+  const Interrupt interrupt;
+  const PortSession session;
+  OutputWriter writer(FindOutput(session, iRequest.mOutput));
+  CheckChannels(writer, messages, iRequest.mOutput);
+  for (const auto& message : messages) {
+    writer.Write(Mdie_Timestamp(), KindOf(message), message);
+    Interrupt::Check();
+  }
+  session.IdleUntil([] { return Interrupt::HasHappened(); }, kDrainSeconds);
+}
+
+}  // namespace tool

@@ -1,0 +1,314 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/studioedits.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+#include "platform/studio/studiomanagement.h"
+#include "tools/mlox/ports/portnames.h"
+#include "tools/mlox/terminaltext.h"
+#include "tools/mlox/tool_error.h"
+#include "tools/mlox/treewriter.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::chrono::seconds kPatience{10};
+
+/// The database, without anything plugged in: what is there matters to nobody here.
+class Studio {
+ public:
+  Studio() : mFaces(Platform_OpenStudio(nullptr)) {}
+
+  Platform_StudioManagement& Get() const { return *mFaces.mManagement; }
+
+  /// The GUID of the device or port that a text names.
+  /// \param iUserDefined  whether to look among the user's devices or among ports
+  std::string Find(const std::string& iText, bool iUserDefined) const {
+    std::vector<NamedPort> named;
+    for (const Platform_StudioEntry& entry : Get().Entries()) {
+      if (entry.mIsUserDefined == iUserDefined) named.push_back({entry.mName, entry.mGuid});
+    }
+    return named[FindPort(named, iText, iUserDefined ? "external device" : "port")].mId;
+  }
+
+  /// Either, the user's devices first.
+  std::string FindAny(const std::string& iText) const {
+    std::vector<NamedPort> named;
+    for (const Platform_StudioEntry& entry : Get().Entries()) named.push_back({entry.mName, entry.mGuid});
+    return named[FindPort(named, iText, "device")].mId;
+  }
+
+  /// Waits until the file has it. Throws ToolError.
+  void Finish(Platform_StudioResult iResult) const {
+    if (iResult != Platform_StudioResult::kDone) throw ToolError(Reason(iResult));
+    if (Get().Flush(kPatience)) return;
+    const std::string trouble = Get().Trouble();
+    throw ToolError(trouble.empty() ? "the studio's database couldn't be written in time" : trouble);
+  }
+
+ private:
+  static const char* Reason(Platform_StudioResult iResult) {
+    switch (iResult) {
+      case Platform_StudioResult::kUnknown:
+        return "there is no such device or port any more";
+      case Platform_StudioResult::kNotUserDefined:
+        return "this is hardware; only external devices can be renamed, removed and wired";
+      case Platform_StudioResult::kNotAPort:
+        return "devices are wired to ports only";
+      case Platform_StudioResult::kAlready:
+        return "it is so already";
+      case Platform_StudioResult::kBadValue:
+        return "the studio doesn't take this value";
+      case Platform_StudioResult::kDone:
+        break;
+    }
+    return "done";
+  }
+
+  Platform_StudioFaces mFaces;
+};
+
+[[noreturn]] void FailOnChannels(const std::string& iText) {
+  throw UsageError(fmt::format("'{}' names no channels: 1-4,10 or all or none", ForTerminal(iText)));
+}
+
+int ParseChannel(std::string_view iDigits, const std::string& iText) {
+  int channel = 0;
+  const auto [endP, fault] = std::from_chars(iDigits.data(), iDigits.data() + iDigits.size(), channel);
+  if (fault != std::errc() || endP != iDigits.data() + iDigits.size() || channel < 1 || channel > 16) {
+    FailOnChannels(iText);
+  }
+  return channel;
+}
+
+std::string WithoutBlanks(const std::string& iText) {
+  std::string text;
+  for (const char character : iText) {
+    if (character != ' ') text += character;
+  }
+  return text;
+}
+
+void SetChannels(const Studio& iStudio, const std::string& iGuid, const StudioSetRequest& iRequest) {
+  if (!iRequest.mReceive && !iRequest.mTransmit) return;
+  constexpr std::int32_t kAll = 0xFFFF;
+  std::int32_t receive = kAll;
+  std::int32_t transmit = kAll;
+  for (const Platform_StudioEntry& entry : iStudio.Get().Entries()) {
+    if (entry.mGuid != iGuid) continue;
+    receive = entry.mReceiveChannels.value_or(kAll);
+    transmit = entry.mTransmitChannels.value_or(kAll);
+  }
+  if (iRequest.mReceive) receive = ParseChannelMask(*iRequest.mReceive);
+  if (iRequest.mTransmit) transmit = ParseChannelMask(*iRequest.mTransmit);
+  iStudio.Finish(iStudio.Get().SetChannels(iGuid, receive, transmit));
+}
+
+void SetMode(const Studio& iStudio, const std::string& iGuid, const std::string& iAssignment) {
+  const std::size_t equals = iAssignment.find('=');
+  if (equals == std::string::npos) {
+    throw UsageError(fmt::format("'{}' is no CHANNEL=MODE", ForTerminal(iAssignment)));
+  }
+  const int channel = ParseChannel(std::string_view(iAssignment).substr(0, equals), iAssignment);
+  iStudio.Finish(iStudio.Get().SetMode(iGuid, channel - 1, iAssignment.substr(equals + 1)));
+}
+
+std::string FullPath(const std::string& iPath) {
+  std::error_code fault;
+  const std::filesystem::path path = std::filesystem::absolute(iPath, fault);
+  if (fault || !std::filesystem::exists(path, fault)) {
+    throw ToolError(fmt::format("{}: there is no such document", ForTerminal(iPath)));
+  }
+  return path.string();
+}
+
+void SetBanks(const Studio& iStudio, const std::string& iGuid, const std::vector<std::string>& iBanks) {
+  if (iBanks.empty()) return;
+  std::vector<Platform_StudioBank> banks;
+  for (std::size_t i = 0; i + 2 < iBanks.size(); i += 3) {
+    banks.push_back({iBanks[i], FullPath(iBanks[i + 1]), iBanks[i + 2]});
+  }
+  iStudio.Finish(iStudio.Get().SetBanks(iGuid, banks));
+}
+
+std::string NameOf(const std::vector<Platform_StudioEntry>& iEntries, const std::string& iGuid) {
+  for (const Platform_StudioEntry& entry : iEntries) {
+    if (entry.mGuid == iGuid) return entry.mName;
+  }
+  return iGuid;
+}
+
+std::vector<int> ChannelsOf(std::int32_t iMask) {
+  std::vector<int> channels;
+  for (int channel = 0; channel < 16; ++channel) {
+    if ((iMask >> channel & 1) != 0) channels.push_back(channel + 1);
+  }
+  return channels;
+}
+
+void PrintField(const char* iName, const std::string& iText) {
+  if (!iText.empty()) fmt::print("  {:<14} {}\n", iName, ForTerminal(iText));
+}
+
+void PrintEntry(const Platform_StudioEntry& iEntry, const std::vector<Platform_StudioEntry>& iEntries) {
+  fmt::print("{}\n", ForTerminal(iEntry.mName));
+  PrintField("guid", iEntry.mGuid);
+  PrintField("kind", iEntry.mIsUserDefined ? "external" : iEntry.mIsSource ? "input port" : "output port");
+  PrintField("manufacturer", iEntry.mManufacturer);
+  PrintField("model", iEntry.mModel);
+  PrintField("driver", iEntry.mDriver);
+  if (iEntry.mReceiveChannels) PrintField("receives", ChannelsText(ChannelsOf(*iEntry.mReceiveChannels)));
+  if (iEntry.mTransmitChannels) PrintField("transmits", ChannelsText(ChannelsOf(*iEntry.mTransmitChannels)));
+  PrintField("document", iEntry.mMaster.value_or(""));
+  for (std::size_t i = 1; i < iEntry.mModes.size(); ++i) {
+    if (!iEntry.mModes[i].empty()) PrintField("mode", fmt::format("{}: {}", i, iEntry.mModes[i]));
+  }
+  for (const Platform_StudioBank& bank : iEntry.mBanks) {
+    PrintField("bank", fmt::format("{}: {} in {}", bank.mName, bank.mPatchNameList, bank.mFile));
+  }
+  for (const std::string& wire : iEntry.mWires) PrintField("wired to", NameOf(iEntries, wire));
+}
+
+void WriteChannels(TreeWriter& ioWriter, const char* iKey, const std::optional<std::int32_t>& iMask) {
+  ioWriter.Key(iKey);
+  if (!iMask) return ioWriter.Null();
+  ioWriter.BeginList();
+  for (const int channel : ChannelsOf(*iMask)) ioWriter.Number(channel);
+  ioWriter.EndList();
+}
+
+void WriteTexts(TreeWriter& ioWriter, const char* iKey, const std::vector<std::string>& iTexts) {
+  ioWriter.Key(iKey);
+  ioWriter.BeginList();
+  for (const std::string& text : iTexts) ioWriter.Text(text);
+  ioWriter.EndList();
+}
+
+void WriteText(TreeWriter& ioWriter, const char* iKey, const std::string& iText) {
+  ioWriter.Key(iKey);
+  ioWriter.Text(iText);
+}
+
+void WriteBanks(TreeWriter& ioWriter, const std::vector<Platform_StudioBank>& iBanks) {
+  ioWriter.Key("banks");
+  ioWriter.BeginList();
+  for (const Platform_StudioBank& bank : iBanks) {
+    ioWriter.BeginObject();
+    WriteText(ioWriter, "file", bank.mFile);
+    WriteText(ioWriter, "list", bank.mPatchNameList);
+    WriteText(ioWriter, "name", bank.mName);
+    ioWriter.EndObject();
+  }
+  ioWriter.EndList();
+}
+
+// Keys in sorted order.
+void WriteEntry(TreeWriter& ioWriter, const Platform_StudioEntry& iEntry) {
+  ioWriter.BeginObject();
+  WriteBanks(ioWriter, iEntry.mBanks);
+  WriteText(ioWriter, "driver", iEntry.mDriver);
+  ioWriter.Key("external");
+  ioWriter.Bool(iEntry.mIsUserDefined);
+  WriteText(ioWriter, "guid", iEntry.mGuid);
+  WriteText(ioWriter, "manufacturer", iEntry.mManufacturer);
+  ioWriter.Key("master");
+  iEntry.mMaster ? ioWriter.Text(*iEntry.mMaster) : ioWriter.Null();
+  WriteText(ioWriter, "model", iEntry.mModel);
+  WriteTexts(ioWriter, "modes", iEntry.mModes);
+  WriteText(ioWriter, "name", iEntry.mName);
+  WriteChannels(ioWriter, "receive_channels", iEntry.mReceiveChannels);
+  ioWriter.Key("source");
+  ioWriter.Bool(iEntry.mIsSource);
+  WriteChannels(ioWriter, "transmit_channels", iEntry.mTransmitChannels);
+  WriteTexts(ioWriter, "wires", iEntry.mWires);
+  ioWriter.EndObject();
+}
+
+}  // namespace
+
+void StudioAdd(const StudioAddRequest& iRequest) {
+  const Studio studio;
+  std::string guid;
+  studio.Finish(studio.Get().Add(iRequest.mName, iRequest.mManufacturer, iRequest.mModel, guid));
+  fmt::print("{}\n", guid);
+}
+
+void StudioRemove(const std::string& iDevice) {
+  const Studio studio;
+  studio.Finish(studio.Get().Remove(studio.Find(iDevice, true)));
+}
+
+void StudioWire(const std::string& iDevice, const std::string& iPort) {
+  const Studio studio;
+  studio.Finish(studio.Get().Wire(studio.Find(iDevice, true), studio.Find(iPort, false)));
+}
+
+void StudioUnwire(const std::string& iDevice, const std::string& iPort) {
+  const Studio studio;
+  studio.Finish(studio.Get().Unwire(studio.Find(iDevice, true), studio.Find(iPort, false)));
+}
+
+void StudioRename(const std::string& iDevice, const std::string& iName) {
+  const Studio studio;
+  studio.Finish(studio.Get().Rename(studio.Find(iDevice, true), iName));
+}
+
+void StudioSet(const StudioSetRequest& iRequest) {
+  const Studio studio;
+  const std::string guid = studio.FindAny(iRequest.mDevice);
+  SetChannels(studio, guid, iRequest);
+  if (iRequest.mMaster) {
+    const bool isNone = iRequest.mMaster->empty();
+    studio.Finish(studio.Get().SetMaster(
+        guid, isNone ? std::nullopt : std::optional(FullPath(*iRequest.mMaster))));
+  }
+  for (const std::string& mode : iRequest.mModes) SetMode(studio, guid, mode);
+  SetBanks(studio, guid, iRequest.mBanks);
+}
+
+void StudioShow(bool iJson) {
+  const Studio studio;
+  const std::vector<Platform_StudioEntry> entries = studio.Get().Entries();
+  const std::string trouble = studio.Get().Trouble();
+  if (!trouble.empty()) fmt::print(stderr, "mlox: {}\n", trouble);
+  if (iJson) {
+    JsonWriter json;
+    json.BeginList();
+    for (const Platform_StudioEntry& entry : entries) WriteEntry(json, entry);
+    json.EndList();
+    fmt::print("{}\n", json.GetText());
+    return;
+  }
+  if (entries.empty()) fmt::print("The studio is empty. `mlox list` fills in what is plugged in.\n");
+  for (const Platform_StudioEntry& entry : entries) PrintEntry(entry, entries);
+}
+
+std::int32_t ParseChannelMask(const std::string& iText) {
+  if (iText == "all") return 0xFFFF;
+  if (iText == "none") return 0;
+  const std::string text = WithoutBlanks(iText);
+  std::int32_t mask = 0;
+  std::string_view rest = text;
+  do {
+    const std::size_t comma = std::min(rest.find(','), rest.size());
+    const std::string_view run = rest.substr(0, comma);
+    const std::size_t dash = std::min(run.find('-'), run.size());
+    const int first = ParseChannel(run.substr(0, dash), iText);
+    const int last = dash < run.size() ? ParseChannel(run.substr(dash + 1), iText) : first;
+    if (last < first) FailOnChannels(iText);
+    for (int channel = first; channel <= last; ++channel) mask |= 1 << (channel - 1);
+    const bool hasMore = comma < rest.size();
+    rest.remove_prefix(hasMore ? comma + 1 : comma);
+    if (hasMore && rest.empty()) FailOnChannels(iText);
+  } while (!rest.empty());
+  return mask;
+}
+
+}  // namespace tool
