@@ -17,6 +17,8 @@
 #include "cmn/cmn_version.h"
 #include "tools/mlox/commandline.h"
 #include "tools/mlox/names/names_command.h"
+#include "tools/mlox/ports/ports_command.h"
+#include "tools/mlox/ports/studio_command.h"
 #include "tools/mlox/render/render_command.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
@@ -28,6 +30,8 @@ constexpr int kBadUsage = 2;
 
 void RegisterAll(CLI::App& iApp) {
   tool::RegisterRender(iApp);
+  tool::RegisterPorts(iApp);
+  tool::RegisterStudio(iApp);
   tool::RegisterNames(iApp);
   tool::RegisterDeviceTypes(iApp);
 }

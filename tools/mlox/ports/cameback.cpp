@@ -42,9 +42,8 @@ void CameBack::NoteArrival(std::size_t iByte, std::int64_t iTime) {
 
 std::string CameBack::Verdict() const {
   const std::size_t common = std::min(mExpected.size(), mReceived.size());
-  const auto different =
-      std::mismatch(mExpected.begin(), mExpected.begin() + static_cast<std::ptrdiff_t>(common),
-                    mReceived.begin());
+  const auto different = std::mismatch(
+      mExpected.begin(), mExpected.begin() + static_cast<std::ptrdiff_t>(common), mReceived.begin());
   const auto same = static_cast<std::size_t>(different.first - mExpected.begin());
   if (same < common) {
     throw ToolError(fmt::format("byte {} of {} came back as {:02x}, not {:02x}", same + 1, mExpected.size(),

@@ -27,8 +27,7 @@ void AddWord(std::string_view iWord, std::vector<std::uint8_t>& ioBytes) {
   if (iWord.starts_with("0x") || iWord.starts_with("0X")) iWord.remove_prefix(2);
   const bool areDigits = std::all_of(iWord.begin(), iWord.end(), [](char c) { return DigitOf(c) >= 0; });
   if (iWord.empty() || !areDigits || (iWord.size() > 1 && iWord.size() % 2 != 0)) {
-    throw UsageError(
-        fmt::format("'{}' is no hexadecimal byte: two digits each, such as 90 3c 64", whole));
+    throw UsageError(fmt::format("'{}' is no hexadecimal byte: two digits each, such as 90 3c 64", whole));
   }
   if (iWord.size() == 1) {
     ioBytes.push_back(static_cast<std::uint8_t>(DigitOf(iWord[0])));

@@ -77,9 +77,9 @@ std::string Histogram::Svg(const std::string& iTitle) const {
   for (std::size_t i = 0; i < mBins.size(); ++i) {
     const double height = kHeight * static_cast<double>(mBins[i].mCount) / static_cast<double>(mFullest);
     const double x = kLeft + static_cast<double>(i) * kBarWidth;
-    svg += fmt::format(
-        "<rect x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\" fill=\"#4a7ab5\"/>\n", x,
-        kTop + kHeight - height, kBarWidth - 2, height);
+    svg +=
+        fmt::format("<rect x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\" fill=\"#4a7ab5\"/>\n",
+                    x, kTop + kHeight - height, kBarWidth - 2, height);
     if (i % 2 == 0) {
       svg += fmt::format("<text x=\"{:.1f}\" y=\"318\">{:.0f}</text>\n", x, mBins[i].mFrom);
     }

@@ -33,9 +33,7 @@ constexpr double kSettleSeconds = 0.2;
 constexpr std::chrono::seconds kPatience{2};
 
 /// Controller 3 means nothing to any instrument.
-std::array<std::uint8_t, 3> Probe(int iNumber) {
-  return {0xB0, 3, static_cast<std::uint8_t>(iNumber % 128)};
-}
+std::array<std::uint8_t, 3> Probe(int iNumber) { return {0xB0, 3, static_cast<std::uint8_t>(iNumber % 128)}; }
 
 /// The time until the probe came, in microseconds; none if it didn't.
 std::optional<double> RoundTrip(OutputWriter& ioWriter, ReceivedQueue& ioQueue, int iNumber) {
@@ -84,8 +82,8 @@ void Latency(const LatencyRequest& iRequest) {
              histogram.Text(TerminalColumns()), iRequest.mCount, histogram.Quantile(0.5),
              histogram.Quantile(0.99), histogram.Longest());
   if (!picture) return;
-  picture->WriteAll(histogram.Svg(fmt::format("{} to {}, {} messages", iRequest.mOutput, iRequest.mInput,
-                                              iRequest.mCount)));
+  picture->WriteAll(histogram.Svg(
+      fmt::format("{} to {}, {} messages", iRequest.mOutput, iRequest.mInput, iRequest.mCount)));
   picture->Commit();
 }
 

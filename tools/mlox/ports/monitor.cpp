@@ -12,8 +12,8 @@
 
 #include "mlox/mlox_devicedescriptor.h"
 #include "mlox/mlox_inputport.h"
-#include "mlox/mlox_manager_listener.h"
 #include "mlox/mlox_manager.h"
+#include "mlox/mlox_manager_listener.h"
 #include "mlox/mlox_persistentinput.h"
 #include "tools/mlox/interrupt.h"
 #include "tools/mlox/ports/messagetext.h"

@@ -23,8 +23,8 @@ class OutputWriter {
   /// Takes references to the device's outputs, so that it goes on, in vain, when the device has gone.
   explicit OutputWriter(Mlox_Device& ioDevice);
 
-  /// One whole message at its time. A message longer than 256 bytes is sent at the wire's pace on this thread:
-  /// the call takes its time, 320 microseconds a byte.
+  /// One whole message at its time. A message longer than 256 bytes is sent at the wire's pace on this
+  /// thread: the call takes its time, 320 microseconds a byte.
   void Write(const Mdie_Timestamp& iTimestamp, SongMessageKind iKind, std::span<const std::uint8_t> iBytes);
 
   /// All notes off, on each channel output. Never the common output: it would send resets.

@@ -78,8 +78,8 @@ PortRow AbsentRow(const Platform_StudioEntry& iEntry, bool iIsInput) {
   PortRow row;
   row.mIsInput = iIsInput;
   row.mName = iEntry.mName;
-  row.mChannels = ChannelsOf((iIsInput ? iEntry.mTransmitChannels : iEntry.mReceiveChannels)
-                                 .value_or(kAllChannels));
+  row.mChannels =
+      ChannelsOf((iIsInput ? iEntry.mTransmitChannels : iEntry.mReceiveChannels).value_or(kAllChannels));
   AddWhatTheStudioKnows(row, &iEntry);
   row.mIsExternal = iEntry.mIsUserDefined;
   row.mIsOnline = false;

@@ -27,10 +27,9 @@ struct NamedPort {
   std::string mId;
 };
 
-/// Which of the ports the text names. An exact name wins over an id, an id over the beginning of a name; letter
-/// case counts. Throws ToolError when none fits, telling what there is, and when several fit, listing them with
-/// their ids.
-/// \param iKind  "output" or "input", for the text of errors
+/// Which of the ports the text names. An exact name wins over an id, an id over the beginning of a name;
+/// letter case counts. Throws ToolError when none fits, telling what there is, and when several fit, listing
+/// them with their ids. \param iKind  "output" or "input", for the text of errors
 std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iText, const char* iKind);
 
 /// The output of that name. Throws ToolError.

@@ -30,7 +30,8 @@ void RegisterList(CLI::App& iApp) {
 void RegisterMonitor(CLI::App& iApp) {
   auto request = std::make_shared<MonitorRequest>();
   CLI::App* monitorP = iApp.add_subcommand("monitor", "Print what arrives");
-  monitorP->add_option("INPUT", request->mInputs, "Inputs; all, also those that come later, if none is named");
+  monitorP->add_option("INPUT", request->mInputs,
+                       "Inputs; all, also those that come later, if none is named");
   monitorP->add_option("--for", request->mSeconds, "End after so many seconds")->check(CLI::PositiveNumber);
   monitorP->add_flag("--json", request->mJson,
                      "One line of JSON a message: bytes, input, sysex_state, time_us");
@@ -56,8 +57,9 @@ void RegisterPlay(CLI::App& iApp) {
   playP->add_option("--seconds", request->mSeconds, "Only the beginning")->check(CLI::PositiveNumber);
   playP->add_option("--back", request->mBack,
                     "An input that is wired to the output: check that every byte comes back");
-  playP->footer(std::string("\nCtrl-C stops it: what was written goes out, then every note is turned off.\n") +
-                kNaming);
+  playP->footer(
+      std::string("\nCtrl-C stops it: what was written goes out, then every note is turned off.\n") +
+      kNaming);
   playP->callback([request] { Play(*request); });
 }
 

@@ -20,7 +20,7 @@ namespace {
 
 class Callback final : public Mdi_AppCallback {
  public:
-  std::int64_t SampleToMicroseconds(Time_Sample iSampleTime) override { return iSampleTime; }
+  std::int64_t SampleToMicroseconds(Time_Sample iSampleTime) override { return iSampleTime.AsInt64(); }
   void StopPlayback() override {}
 };
 

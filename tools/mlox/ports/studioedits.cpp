@@ -266,8 +266,8 @@ void StudioSet(const StudioSetRequest& iRequest) {
   SetChannels(studio, guid, iRequest);
   if (iRequest.mMaster) {
     const bool isNone = iRequest.mMaster->empty();
-    studio.Finish(studio.Get().SetMaster(
-        guid, isNone ? std::nullopt : std::optional(FullPath(*iRequest.mMaster))));
+    studio.Finish(
+        studio.Get().SetMaster(guid, isNone ? std::nullopt : std::optional(FullPath(*iRequest.mMaster))));
   }
   for (const std::string& mode : iRequest.mModes) SetMode(studio, guid, mode);
   SetBanks(studio, guid, iRequest.mBanks);

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/portnames.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/mlox/tool_error.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+const std::vector<tool::NamedPort> kPorts{
+    {"Synth", "1:00000001"}, {"Synth Two", "1:00000002"}, {"Drums", "1:00000003"},
+    {"Twin", "1:00000004"},  {"Twin", "1:00000005"},      {"1:00000003", "1:00000006"}};
+
+std::string FaultOf(const std::string& iText) {
+  try {
+    tool::FindPort(kPorts, iText, "output");
+  } catch (const tool::ToolError& error) {
+    return error.what();
+  }
+  return "no fault";
+}
+
+TEST(IdText, ShowsServiceAndNumberAsEightDigits) {
+  EXPECT_EQ(tool::IdText({1, 0x1A2B}), "1:00001a2b");
+  EXPECT_EQ(tool::IdText({2, -1}), "2:ffffffff");
+}
+
+TEST(FindPort, TakesAnExactNameAlsoWhenAnotherBeginsSo) {
+  EXPECT_EQ(tool::FindPort(kPorts, "Synth", "output"), 0u);
+}
+
+TEST(FindPort, TakesTheBeginningOfOneNameOnly) {
+  EXPECT_EQ(tool::FindPort(kPorts, "Synth T", "output"), 1u);
+  EXPECT_EQ(tool::FindPort(kPorts, "D", "output"), 2u);
+}
+
+TEST(FindPort, TakesAnIdAndPrefersAnExactName) {
+  EXPECT_EQ(tool::FindPort(kPorts, "1:00000005", "output"), 4u);
+  EXPECT_EQ(tool::FindPort(kPorts, "1:00000003", "output"), 5u);
+}
+
+TEST(FindPort, ListsTheCandidatesOfAnAmbiguousName) {
+  EXPECT_THAT(FaultOf("Twin"), AllOf(HasSubstr("\"Twin\" (1:00000004)"), HasSubstr("\"Twin\" (1:00000005)"),
+                                     Not(HasSubstr("Drums"))));
+  EXPECT_THAT(FaultOf("Sy"), AllOf(HasSubstr("\"Synth\""), HasSubstr("\"Synth Two\"")));
+}
+
+TEST(FindPort, TellsWhatThereIsWhenNoneFits) {
+  EXPECT_THAT(FaultOf("synth"), AllOf(HasSubstr("no output"), HasSubstr("\"Drums\" (1:00000003)")));
+  EXPECT_THAT(FaultOf(""), HasSubstr("no output"));
+}
+
+TEST(FindPort, SaysSoWhenThereAreNone) {
+  try {
+    tool::FindPort({}, "x", "input");
+    FAIL() << "found something";
+  } catch (const tool::ToolError& error) {
+    EXPECT_STREQ(error.what(), "x: there is no input");
+  }
+}
+
+TEST(FindPort, ShowsNoControlCharactersOfNames) {
+  try {
+    tool::FindPort({{"a\x1b[2Jb", "1:00000001"}}, "x", "input");
+    FAIL() << "found something";
+  } catch (const tool::ToolError& error) {
+    EXPECT_THAT(error.what(), Not(HasSubstr("\x1b")));
+  }
+}
+
+}  // namespace
