@@ -28,6 +28,12 @@ std::string NewGuid() {
          digits.substr(16, 4) + "-" + digits.substr(20, 12) + "}";
 }
 
+std::optional<std::int32_t> EndpointNumber(const Platform_StudioCore& iCore, const std::string& iGuid,
+                                           bool iIsSource) {
+  const auto number = iCore.Number({{iGuid, kStudio_EndpointLevel, iIsSource}, std::string(kStudio_MloxID)});
+  return number ? std::optional(number->mValue) : std::nullopt;
+}
+
 Result CheckUser(const Platform_StudioState& iState, const std::string& iGuid) {
   const Platform_StudioDeviceP row = iState.Find(iGuid);
   return row == nullptr ? Result::kUnknown : row->mIsUserDefined ? Result::kDone : Result::kNotUserDefined;
@@ -218,7 +224,10 @@ std::vector<Platform_StudioEntry> Platform_Studio::Entries() {
   const Platform_StudioCore::StateP state = mCore->State();
   std::vector<Platform_StudioEntry> entries;
   for (const Platform_StudioDeviceP& device : state->Records().mDevices) {
-    entries.push_back(EntryOf(*state, *device));
+    Platform_StudioEntry entry = EntryOf(*state, *device);
+    entry.mInputNumber = EndpointNumber(*mCore, device->mGuid, true);
+    entry.mOutputNumber = EndpointNumber(*mCore, device->mGuid, false);
+    entries.push_back(std::move(entry));
   }
   return entries;
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "cmn/cmn_export.h"
 #include "platform/studio/studiorecords.h"
 
 struct IDirectMusicStudio;
@@ -38,6 +39,10 @@ struct Platform_StudioEntry {
   bool mIsSource = false;  ///< hardware: whether it gives MIDI to us
   bool mIsVirtual = false;
   bool mIsOnline = false;
+  /// The second number of the Mlox_InputID of the endpoint of each direction; absent until it was first asked
+  /// for.
+  std::optional<std::int32_t> mInputNumber;
+  std::optional<std::int32_t> mOutputNumber;
   std::optional<std::int32_t> mReceiveChannels;   ///< bit n is MIDI channel n; absent until set
   std::optional<std::int32_t> mTransmitChannels;  ///< likewise
   std::optional<std::string> mMaster;             ///< path of the master name document
@@ -49,7 +54,7 @@ struct Platform_StudioEntry {
 /// [any thread but a subscriber's call] Every change holds in memory when its call returns; the file gets it
 /// as one transaction soon after. No call but Flush and
 /// WaitUntilRead waits for the file.
-class Platform_StudioManagement {
+class MLOX_EXPORT Platform_StudioManagement {
  public:
   virtual ~Platform_StudioManagement() = default;
 
@@ -96,4 +101,4 @@ struct Platform_StudioFaces {
 
 /// Opens the studio over a root, which may be null: then nothing is plugged in.
 /// \param iPath the file; empty means the one that the environment names
-Platform_StudioFaces Platform_OpenStudio(IDirectMusic8* iRootP, const std::string& iPath = {});
+MLOX_EXPORT Platform_StudioFaces Platform_OpenStudio(IDirectMusic8* iRootP, const std::string& iPath = {});

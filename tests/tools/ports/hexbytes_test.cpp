@@ -43,7 +43,8 @@ TEST(HexText, WritesTwoDigitsABlankBetween) {
 }
 
 TEST(SplitMessages, CutsByTheLengthOfEachStatus) {
-  const Bytes bytes{0x90, 60, 100, 0xC1, 5, 0xE2, 0, 64, 0xF1, 3, 0xF2, 1, 2, 0xF3, 9, 0xF6, 0xF8, 0xF0, 1, 0xF7};
+  const Bytes bytes{0x90, 60, 100, 0xC1, 5, 0xE2, 0,    64,   0xF1, 3,
+                    0xF2, 1,  2,   0xF3, 9, 0xF6, 0xF8, 0xF0, 1,    0xF7};
   EXPECT_THAT(tool::SplitMessages(bytes),
               ElementsAre(Bytes{0x90, 60, 100}, Bytes{0xC1, 5}, Bytes{0xE2, 0, 64}, Bytes{0xF1, 3},
                           Bytes{0xF2, 1, 2}, Bytes{0xF3, 9}, Bytes{0xF6}, Bytes{0xF8}, Bytes{0xF0, 1, 0xF7}));

@@ -12,9 +12,9 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-const std::vector<tool::NamedPort> kPorts{
-    {"Synth", "1:00000001"}, {"Synth Two", "1:00000002"}, {"Drums", "1:00000003"},
-    {"Twin", "1:00000004"},  {"Twin", "1:00000005"},      {"1:00000003", "1:00000006"}};
+const std::vector<tool::NamedPort> kPorts{{"Synth", "1:00000001"}, {"Synth Two", "1:00000002"},
+                                          {"Drums", "1:00000003"}, {"Twin", "1:00000004"},
+                                          {"Twin", "1:00000005"},  {"1:00000003", "1:00000006"}};
 
 std::string FaultOf(const std::string& iText) {
   try {

@@ -9,9 +9,11 @@
 #include "cmn/sys_clock.h"
 #include "mlox/mdi_appcallback.h"
 #include "mlox/mlox_device.h"
+#include "mlox/mlox_directmusic/mlox_directmusic_service.h"
 #include "mlox/mlox_init.h"
 #include "mlox/mlox_inputport.h"
 #include "mlox/mlox_manager.h"
+#include "platform/studio/studiomanagement.h"
 #include "tools/mlox/tool_error.h"
 
 namespace tool {
@@ -87,6 +89,15 @@ bool PortSession::IdleUntil(const std::function<bool()>& iIsDone, double iSecond
     if (left <= Seconds::zero()) return false;
     std::this_thread::sleep_for(std::min(left, kStep));
   }
+}
+
+Platform_StudioManagement& PortSession::Management() const {
+  const auto* const serviceP =
+      dynamic_cast<Mlox_DirectMusic_Service*>(Mlox_Manager::Singleton()->GetOSService());
+  const auto studio = serviceP != nullptr ? serviceP->GetStudio() : nullptr;
+  auto* const managementP = dynamic_cast<Platform_StudioManagement*>(studio.get());
+  if (managementP == nullptr) throw ToolError("the studio of this machine can't be looked into");
+  return *managementP;
 }
 
 void PortSession::PortDeleter::operator()(Mlox_InputPort* iPortP) const {

@@ -13,6 +13,7 @@
 class Mlox_Device;
 class Mlox_InputPort;
 class Mlox_RawMidiReceiver;
+class Platform_StudioManagement;
 
 namespace tool {
 
@@ -38,6 +39,9 @@ class PortSession {
   /// Idles until iIsDone says so or the time is over, in steps of at most 10 ms. True if iIsDone did.
   /// An interrupt doesn't end it: ask for it in iIsDone.
   bool IdleUntil(const std::function<bool()>& iIsDone, double iSeconds) const;
+
+  /// The database behind the service. Throws ToolError when it is a closed one.
+  Platform_StudioManagement& Management() const;
 
   struct PortDeleter {
     void operator()(Mlox_InputPort* iPortP) const;
