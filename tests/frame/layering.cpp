@@ -78,6 +78,8 @@ const std::vector<Exception>& Exceptions() {
       {"platform/studio/", "mlox/mlox_directmusic/portnamerules.h",
        "the pure rules by which a port's name hides it, the same for the studio as for the service"},
       {"platform/studio/", "mlox/mlox_directmusic/excludedportnames.h", "the user's list for those rules"},
+      {"bench/readerspath_bench.cpp", "tests/support/realtime/realtime_traps.h",
+       "the traps of the reader's path, which the tests arm too"},
   };
   return sExceptions;
 }
