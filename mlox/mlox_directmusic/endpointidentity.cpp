@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <map>
+#include <unordered_map>
 #include <utility>
 
 #include "mlox/mlox_directmusic/ccombstrlite.h"
@@ -21,8 +21,14 @@ constinit std::atomic<std::int32_t> sServiceIndex{-1};
 // The records in the order in which identities were handed out, and the same by identity: a rebuild asks once
 // for each endpoint, so the search must not grow with their number. Under the subsystem's lock.
 struct Registry {
+  // The number is a hash already.
+  struct Hash {
+    std::size_t operator()(const Mlox_InputID& iID) const {
+      return static_cast<std::size_t>(static_cast<std::uint32_t>(iID.mInputNumber));
+    }
+  };
   std::vector<RegisteredIDs> mRecords;
-  std::map<Mlox_InputID, std::shared_ptr<IEndpointIDs>> mObjects;
+  std::unordered_map<Mlox_InputID, std::shared_ptr<IEndpointIDs>, Hash> mObjects;
 };
 
 // Never destroyed.

@@ -112,6 +112,31 @@ const OLECHAR* const gCommonDMSPropertyNamesWide[] = {
     OLESTR("eptCollectionLevel"),
 };
 
+// The texts of all keys, in the order of the rows, then those outside the table.
+class KeyTexts {
+ public:
+  KeyTexts() {
+    for (std::size_t i = 0; i < kCount; ++i) StringFromGUID2(*KeyAt(i), mTexts[i], kTextSize);
+  }
+  const OLECHAR* Find(const _GUID& iKey) const {
+    for (std::size_t i = 0; i < kCount; ++i) {
+      if (KeyAt(i) == &iKey) return mTexts[i];
+    }
+    return nullptr;
+  }
+
+ private:
+  static constexpr std::size_t kCount = std::size(kKeys) + 2;
+  static constexpr int kTextSize = 39;  // with braces and the final zero
+
+  static const _GUID* KeyAt(std::size_t iAt) {
+    if (iAt < std::size(kKeys)) return kKeys[iAt];
+    return iAt == std::size(kKeys) ? &PROPID_MLOXID : &PROPID_OMSUniqueID;
+  }
+
+  OLECHAR mTexts[kCount][kTextSize] = {};
+};
+
 static_assert(std::size(kKeys) == kCommonDMSPropertyCount);
 static_assert(std::size(gCommonDMSPropertyNames) == kCommonDMSPropertyCount);
 static_assert(std::size(gCommonDMSPropertyNamesWide) == kCommonDMSPropertyCount);
@@ -145,6 +170,12 @@ const OLECHAR* const* Get_gCommonDMSPropertyNamesWide() { return gCommonDMSPrope
 
 const _GUID* KeyOfRow(int iRow) {
   return iRow >= 0 && iRow < kCommonDMSPropertyCount ? kKeys[iRow] : nullptr;
+}
+
+// A rebuild reads some thirty properties for each port: making the text anew each time was a third of it.
+const OLECHAR* TextOfKey(const _GUID& iKey) {
+  static const KeyTexts& sTexts = *new KeyTexts;
+  return sTexts.Find(iKey);
 }
 
 const OLECHAR* NameOfKey(const _GUID& iKey) {

@@ -46,6 +46,9 @@ const OLECHAR* const* Get_gCommonDMSPropertyNamesWide();
 
 /// The key of a row; null outside the table.
 const _GUID* KeyOfRow(int iRow);
+/// The text under which the studio knows a key, made once; null for a key that no getter gives. Keys are told
+/// by their addresses, so ask with what a getter gave.
+const OLECHAR* TextOfKey(const _GUID& iKey);
 /// The wide short name of a key: that of its row, "mloxID", or null for a key without a name.
 const OLECHAR* NameOfKey(const _GUID& iKey);
 

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "cmn/cmn_assert.h"
@@ -46,6 +47,15 @@ Mlox_InputID IDOf(const std::shared_ptr<IEndpointIDs>& iIDs) {
   const Mlox_InputID id = GetMloxIDFromIDs(iIDs);
   return id.mServiceIndex != -1 ? id : GetInvalidMloxID(iIDs);
 }
+
+// By identity. The number in it is a hash already.
+struct IDHash {
+  std::size_t operator()(const Mlox_InputID& iID) const {
+    return static_cast<std::size_t>(static_cast<std::uint32_t>(iID.mInputNumber));
+  }
+};
+template <class Item>
+using ItemsByID = std::unordered_map<Mlox_InputID, std::vector<Item*>, IDHash>;
 
 // Devices are listed by pointer and inputs by reference; the steps are the same for both.
 Mlox_DirectMusic_Device* Plain(Mlox_DirectMusic_Device* iDeviceP) { return iDeviceP; }
@@ -99,7 +109,7 @@ class Wires {
         mItemsByFarEnd[IDOf(ids)].push_back(iItemP);
     }
   }
-  std::map<Mlox_InputID, std::vector<Item*>> mItemsByFarEnd;
+  ItemsByID<Item> mItemsByFarEnd;
 };
 
 template <class List>
@@ -223,8 +233,8 @@ struct Mlox_DirectMusic_Service::RebuildIndex {
   RebuildIndex& operator=(const RebuildIndex&) = delete;
 
   Mlox_DirectMusic_Service& mService;
-  std::map<Mlox_InputID, std::vector<Mlox_DirectMusic_Device*>> mDevices;
-  std::map<Mlox_InputID, std::vector<Mlox_DirectMusic_Input*>> mInputs;
+  ItemsByID<Mlox_DirectMusic_Device> mDevices;
+  ItemsByID<Mlox_DirectMusic_Input> mInputs;
 };
 
 // ---- lifetime ----

@@ -11,10 +11,32 @@
 #include "mlox/mlox_directmusic/getter_wrapper.h"
 #include "mlox/mlox_directmusic/idirectmusicstudio.h"
 
+/// The text of a key, for the length of a call.
+class StudioPropertyKey {
+ public:
+  explicit StudioPropertyKey(const _GUID& iKey) : mTextP(getter_wrapper::TextOfKey(iKey)) {
+    if (mTextP == nullptr) {
+      StringFromGUID2(iKey, mOwn, kTextSize);
+      mTextP = mOwn;
+    }
+  }
+  StudioPropertyKey(const StudioPropertyKey&) = delete;
+  StudioPropertyKey& operator=(const StudioPropertyKey&) = delete;
+  ~StudioPropertyKey() = default;
+
+  operator const OLECHAR*() const { return mTextP; }  // NOLINT(google-explicit-constructor): passed on so
+
+ private:
+  static constexpr int kTextSize = 39;  // with braces and the final zero
+
+  const OLECHAR* mTextP;
+  OLECHAR mOwn[kTextSize];
+};
+
 /// Reads a number from identifiers, a device or an entity.
 template <class Object>
 HRESULT StudioProperty_ReadInt(Object& iObject, const _GUID& iKey, LONG* oValue) {
-  const CComBSTRLite key(iKey);
+  const StudioPropertyKey key(iKey);
   CComBSTRLite name;
   DWORD word = 0;
   LONG value = 0;
@@ -27,7 +49,7 @@ HRESULT StudioProperty_ReadInt(Object& iObject, const _GUID& iKey, LONG* oValue)
 /// E_INVALIDARG.
 template <class Object>
 HRESULT StudioProperty_ReadString(Object& iObject, const _GUID& iKey, std::string* oValue) {
-  const CComBSTRLite key(iKey);
+  const StudioPropertyKey key(iKey);
   CComBSTRLite name;
   CComBSTRLite value;
   DWORD word = 0;
@@ -38,7 +60,7 @@ HRESULT StudioProperty_ReadString(Object& iObject, const _GUID& iKey, std::strin
 /// Reads a flag of a device or an entity: true only for 0xFFFF.
 template <class Object>
 HRESULT StudioProperty_ReadFlag(Object& iObject, const _GUID& iKey, bool* oValue) {
-  const CComBSTRLite key(iKey);
+  const StudioPropertyKey key(iKey);
   CComBSTRLite name;
   DWORD word = 0;
   VARIANT_BOOL value = VARIANT_FALSE;
@@ -50,7 +72,7 @@ HRESULT StudioProperty_ReadFlag(Object& iObject, const _GUID& iKey, bool* oValue
 /// Reads a floating-point number of a device or an entity.
 template <class Object>
 HRESULT StudioProperty_ReadDouble(Object& iObject, const _GUID& iKey, double* oValue) {
-  const CComBSTRLite key(iKey);
+  const StudioPropertyKey key(iKey);
   CComBSTRLite name;
   DWORD word = 0;
   double value = 0.0;

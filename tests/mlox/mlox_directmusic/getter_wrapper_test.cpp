@@ -66,4 +66,17 @@ TEST(GetterWrapper, TwoKeysStandOutsideTheTables) {
   EXPECT_EQ(NameOfKey(Get_PROPID_OMSUniqueID()), nullptr);
 }
 
+TEST(GetterWrapper, EveryKeyHasItsGuidsTextMadeOnceAndOtherGuidsHaveNone) {
+  for (int row = 0; row < getter_wrapper::kCommonDMSPropertyCount; ++row) {
+    const _GUID& key = *getter_wrapper::KeyOfRow(row);
+    EXPECT_EQ(CComBSTRLite(getter_wrapper::TextOfKey(key)).AsString(), CComBSTRLite(key).AsString()) << row;
+    EXPECT_EQ(getter_wrapper::TextOfKey(key), getter_wrapper::TextOfKey(key)) << row;
+  }
+  EXPECT_EQ(CComBSTRLite(getter_wrapper::TextOfKey(getter_wrapper::Get_PROPID_MLOXID())).AsString(),
+            "{E3CCE845-7AEA-47E2-A392-5965FC7AF2E3}");
+  EXPECT_EQ(CComBSTRLite(getter_wrapper::TextOfKey(getter_wrapper::Get_PROPID_OMSUniqueID())).AsString(),
+            "{FB05FB4B-7C14-4A67-AD04-9F5657756E1F}");
+  EXPECT_EQ(getter_wrapper::TextOfKey(GUID{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}), nullptr);
+}
+
 }  // namespace
