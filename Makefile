@@ -25,7 +25,7 @@ demo: configure-release
 
 ## make test      build everything and run every test; prints how many each driver had
 test: build
-	ctest --preset dev -j $(JOBS)
+	@bash packaging/run_tests.sh dev $(JOBS)
 	bash packaging/driver_counts.sh build/dev
 
 ## make bench     measure ours beside its peers, table at the end

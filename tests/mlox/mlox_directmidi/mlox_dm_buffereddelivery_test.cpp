@@ -295,8 +295,9 @@ TEST(Mlox_DM_BufferedDeliveryTest, APullWhileTheMessageIsHeldReportsAndTheHeldMe
 }
 
 // Each of two threads takes what it can get, and the try-lock lets one in at a time. What was pulled may be
-// freed by the other's next pull, so nothing but the count is looked at.
-TEST(Mlox_DM_BufferedDeliveryTest, ASecondConcurrentPullIsNullAndDoesNotDisturbTheFirst) {
+// freed by the other's next pull, so nothing but the count is looked at. A pull reports when the other thread
+// hasn't released its message yet; how often that happens, if at all, is up to the scheduler.
+TEST(Mlox_DM_BufferedDeliveryTest, ASecondConcurrentPullIsNullAndDisturbsTheFirstByNothingButAReport) {
   Test_Delivery delivery;
   constexpr int kEvents = 30000;
   std::atomic<bool> done{false};
@@ -318,13 +319,13 @@ TEST(Mlox_DM_BufferedDeliveryTest, ASecondConcurrentPullIsNullAndDoesNotDisturbT
       if (!any) std::this_thread::yield();
     }
   };
-  Test_AssertRecorder recorder;  // a message handed out to one is often still held when the other pulls
+  Test_AssertRecorder recorder;
   std::thread other([&] { pull(second); });
   pull(first);
   writer.join();
   other.join();
   EXPECT_EQ(first + second, kEvents) << "each event was handed out once";
-  EXPECT_EQ(recorder.Count(kLaterMessage), 0);
+  EXPECT_EQ(recorder.Count(), recorder.Count(kStillHeld));
 }
 
 // ---- writing ----
