@@ -473,6 +473,7 @@ struct YieldSeam {
 
 constexpr int kWriters = 4;
 constexpr int kPerWriter = 20000;
+constexpr int kMostRounds = 50;  // until threads have met
 
 template <class Fifo>
 class Stress {
@@ -524,11 +525,20 @@ TEST(PSAtomicFifoStressTest, EachWritersElementsComeOnceAndInOrder) { ReadAllInO
 
 TEST(PSAtomicFifoStressTest, EachWritersElementsComeOnceAndInOrderWhileWritersAreHeldUp) {
   YieldSeam::sLanePushes = 0;
-  ReadAllInOrder<PSAtomicFifo<YieldSeam>>();
+  // On a loaded machine the writers may run one after the other, and then none meets another.
+  for (int round = 0; round < kMostRounds && YieldSeam::sLanePushes == 0; ++round) {
+    ASSERT_NO_FATAL_FAILURE(ReadAllInOrder<PSAtomicFifo<YieldSeam>>());
+  }
   EXPECT_GT(YieldSeam::sLanePushes.load(), 0u) << "no push met enough others";
 }
 
-TEST(PSAtomicFifoStressTest, TakeAllMayMeetPopAndNothingIsLost) {
+// What one round gave to each of the two readers.
+struct Shares {
+  int mPopped = 0;
+  int mTaken = 0;
+};
+
+Shares PopAndTakeAll() {
   Stress<PSAtomicFifo<YieldSeam>> stress;
   std::vector<std::atomic<int>> seen(stress.mElements.size());
   auto note = [&](SPSAtomicElementBase* iElementP) {
@@ -561,9 +571,18 @@ TEST(PSAtomicFifoStressTest, TakeAllMayMeetPopAndNothingIsLost) {
     ++popped;
   }
   EXPECT_EQ(popped + taken.load(), kWriters * kPerWriter);
-  EXPECT_GT(popped, 0);
-  EXPECT_GT(taken.load(), 0);
   EXPECT_TRUE(std::all_of(seen.begin(), seen.end(), [](const auto& iCount) { return iCount.load() == 1; }));
+  return {popped, taken.load()};
+}
+
+TEST(PSAtomicFifoStressTest, TakeAllMayMeetPopAndNothingIsLost) {
+  Shares shares;
+  // On a loaded machine all may be over before one of the readers has its turn.
+  for (int round = 0; round < kMostRounds && (shares.mPopped == 0 || shares.mTaken == 0); ++round) {
+    shares = PopAndTakeAll();
+  }
+  EXPECT_GT(shares.mPopped, 0);
+  EXPECT_GT(shares.mTaken, 0);
 }
 
 // Stops one thread at a chosen point of its push until it is let go.

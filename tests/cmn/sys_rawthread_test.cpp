@@ -186,8 +186,10 @@ TEST(Sys_RawThreadTaskTest, ATaskRunsOnce) {
   EXPECT_EQ(recorder.Count("!hasRun"), 1);
 }
 
-// Counts with a plain integer under one mutex object for each thread.
-int CountWithTwoObjects(const char* iFirstNameP, const char* iSecondNameP, bool* oWasLockedOutP) {
+// While one object is locked another thread locks the other one: whether it gets in within the patience, and,
+// once the first is let go, at all.
+int CountWithTwoObjects(const char* iFirstNameP, const char* iSecondNameP,
+                        std::chrono::milliseconds iPatience, bool* oWasLockedOutP) {
   const std::unique_ptr<PSMutex> firstP(gPSThread->NewMutex(iFirstNameP));
   const std::unique_ptr<PSMutex> secondP(gPSThread->NewMutex(iSecondNameP));
   std::atomic<bool> hasLocked{false};
@@ -197,28 +199,34 @@ int CountWithTwoObjects(const char* iFirstNameP, const char* iSecondNameP, bool*
     hasLocked = true;
     secondP->Unlock();
   });
-  for (int i = 0; i < 200 && !hasLocked; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  const auto end = std::chrono::steady_clock::now() + iPatience;
+  while (!hasLocked && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   *oWasLockedOutP = !hasLocked;
   firstP->Unlock();
   other.join();
   return hasLocked ? 1 : 0;
 }
 
+// A thread that isn't locked out may still be slow to start.
+constexpr std::chrono::seconds kPatience{60};
+
 TEST(PSThreadTest, TwoObjectsOfOneNameAreOneMutex) {
   bool wasLockedOut = false;
-  EXPECT_EQ(CountWithTwoObjects("a name", "a name", &wasLockedOut), 1);
+  EXPECT_EQ(CountWithTwoObjects("a name", "a name", std::chrono::milliseconds(200), &wasLockedOut), 1);
   EXPECT_TRUE(wasLockedOut);
 }
 
 TEST(PSThreadTest, TwoNamesAreTwoMutexes) {
   bool wasLockedOut = true;
-  EXPECT_EQ(CountWithTwoObjects("a name", "another", &wasLockedOut), 1);
+  EXPECT_EQ(CountWithTwoObjects("a name", "another", kPatience, &wasLockedOut), 1);
   EXPECT_FALSE(wasLockedOut);
 }
 
 TEST(PSThreadTest, ObjectsWithoutANameAreMutexesOfTheirOwn) {
   bool wasLockedOut = true;
-  EXPECT_EQ(CountWithTwoObjects(nullptr, "", &wasLockedOut), 1);
+  EXPECT_EQ(CountWithTwoObjects(nullptr, "", kPatience, &wasLockedOut), 1);
   EXPECT_FALSE(wasLockedOut);
 }
 

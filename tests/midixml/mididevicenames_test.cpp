@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <string>
 
 #include "midixml/countedptr.h"
@@ -59,6 +59,7 @@ class ResolveReferencesTest : public testing::Test {
     return modeP;
   }
   void Resolve() { mDevice.ResolveReferences(false); }
+  double SecondsOfResolving();
 
   MIDIDeviceNames mDevice;
 };
@@ -462,6 +463,13 @@ TEST_F(ResolveReferencesTest, AgreesWithThePlainRulesOverRandomDevices) {
 
 // ---- cost ----
 
+// Of the processor, so that a loaded machine changes nothing.
+double ResolveReferencesTest::SecondsOfResolving() {
+  const std::clock_t begin = std::clock();
+  Resolve();
+  return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+}
+
 // A walk for every look would take 10,000,000,000 comparisons here, and minutes.
 TEST_F(ResolveReferencesTest, AHundredThousandListsAndReferencesTakeLinearTime) {
   ChannelNameSet* setP = Add(mDevice.mChannelNameSets, "S");
@@ -470,9 +478,7 @@ TEST_F(ResolveReferencesTest, AHundredThousandListsAndReferencesTakeLinearTime) 
     Add(mDevice.mPatchNameLists, "list" + std::to_string(index));
     AddBank(*setP, "list" + std::to_string(99999 - index));
   }
-  const auto begin = std::chrono::steady_clock::now();
-  Resolve();
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_LT(SecondsOfResolving(), 10.0);
   EXPECT_EQ(setP->mPatchBanks[7].mPatchNameList.GetObject(), mDevice.mPatchNameLists[99992].GetObject());
 }
 
@@ -482,9 +488,7 @@ TEST_F(ResolveReferencesTest, ManyModesWithOneSetOfManyOpenBanksTakeLinearTime) 
   for (int index = 0; index < 30000; ++index)
     Add(AddMode("S")->mPatchNameLists, "list" + std::to_string(index));
   mDevice.mModes.back().GetObject()->mPatchNameLists[0].GetObject()->mName = "open29999";
-  const auto begin = std::chrono::steady_clock::now();
-  Resolve();
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_LT(SecondsOfResolving(), 10.0);
   EXPECT_NE(setP->mPatchBanks[29999].mPatchNameList.GetObject(), nullptr);
   EXPECT_EQ(setP->mPatchBanks[0].mPatchNameList.GetObject(), nullptr);
 }
@@ -498,9 +502,7 @@ TEST_F(ResolveReferencesTest, ManyPatchesWithOneLongControlListTakeLinearTime) {
     AddPatch(*listP, "", "C");
     AddControl(*controlsP, "open" + std::to_string(index));
   }
-  const auto begin = std::chrono::steady_clock::now();
-  Resolve();
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_LT(SecondsOfResolving(), 10.0);
   EXPECT_EQ((*listP)[49999].mControlNameList.GetObject(), controlsP);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Writers that never pause and a reader, while the main thread does to the nodes whatever it may, at random
 // moments.
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <iostream>
@@ -242,7 +243,12 @@ TEST_F(Mlox_DM_StressTest,
   std::mt19937 random(seed);
 
   Test_AssertRecorder recorder;
-  for (int i = 0; i < 105; ++i) {
+  const auto haveAllMet = [&actions] {
+    return std::all_of(std::begin(actions), std::end(actions),
+                       [](const Action& iAction) { return iAction.mMet > 0; });
+  };
+  // Longer where that is needed for each to have met a write.
+  for (int i = 0; i < 105 || (i < 2100 && !haveAllMet()); ++i) {
     WaitForWrites(static_cast<int64_t>(random() % 64));
     Action& action = actions[static_cast<size_t>(i) % std::size(actions)];
     if (IsAnyWriterInside()) ++action.mMet;

@@ -253,7 +253,7 @@ TEST_F(ReadersPathTest, PullingWhileWritersWriteAndOthersStopIsClean) {
     }
   });
   threads.emplace_back([&] {
-    for (int tenths = 0; tenths < 30 && !stop; ++tenths)
+    for (int tenths = 0; tenths < 600 && !stop; ++tenths)
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
     timeUp = true;
   });
