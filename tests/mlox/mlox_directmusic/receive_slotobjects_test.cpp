@@ -27,6 +27,7 @@ struct Test_ReceiveSlotObjects::Impl {
       std::make_shared<Mlox_DirectMusic_MIDIReceiveCallback>();
   const IDirectMusicMIDIReceiveCallback* mOtherP = mOther.get();
   std::shared_ptr<IEndpointIDs> mSource;
+  std::weak_ptr<IEndpointIDs> mSourceObserver;
   const IEndpointIDs* mSourceP = nullptr;
   std::shared_ptr<IDirectMusicMIDIReceiveCallback> mResultCallback;
   std::shared_ptr<IEndpointIDs> mResultSource;
@@ -37,6 +38,7 @@ Test_ReceiveSlotObjects::Test_ReceiveSlotObjects() : mImplP(new Impl) {
   Test_StudioNode& node = mImplP->mStudio->AddPort("DEV", "Name", true);
   node.mIDInts[Test_KeyText(getter_wrapper::Get_PROPID_MLOXID())] = 7;
   mImplP->mSource = mImplP->mStudio->IDsOf(node);
+  mImplP->mSourceObserver = mImplP->mSource;
   mImplP->mSourceP = mImplP->mSource.get();
   mImplP->mRecord.mData = &mImplP->mByte;
   mImplP->mRecord.mLength = 1;
@@ -62,7 +64,7 @@ Test_ReceiveSlotObjects::~Test_ReceiveSlotObjects() {
 }
 
 int Test_ReceiveSlotObjects::RawCalls() const { return static_cast<int>(mImplP->mRaw.Count()); }
-long Test_ReceiveSlotObjects::SourceUses() const { return mImplP->mSource.use_count(); }
+long Test_ReceiveSlotObjects::SourceUses() const { return mImplP->mSourceObserver.use_count(); }
 bool Test_ReceiveSlotObjects::ResultCallbackIsTheOther() const {
   return mImplP->mResultCallback != nullptr && mImplP->mResultCallback.get() == mImplP->mOtherP;
 }

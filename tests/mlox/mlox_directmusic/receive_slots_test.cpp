@@ -96,11 +96,10 @@ TEST_F(ReceiveSlots, TaskThatIsPausedRunsToItsEndWhenItIsStopped) {
 
 TEST_F(ReceiveSlots, EachIsDestroyedThroughItsTable) {
   const Test_SlotTable receiver(mObjects.mReceiverP, 1);
-  const long before = mObjects.SourceUses();
   receiver.Call<std::int32_t, void*>(9, mObjects.mSourceSPP);
-  EXPECT_EQ(mObjects.SourceUses(), before + 2) << "the receiver's, and that of the table of identifiers";
+  const long uses = mObjects.SourceUses();
   receiver.Delete();
-  EXPECT_EQ(mObjects.SourceUses(), before + 1);
+  EXPECT_EQ(mObjects.SourceUses(), uses - 1) << "the receiver's own";
   Test_SlotTable(mObjects.mCallbackP, 2).Delete();
   Test_SlotTable(mObjects.mTaskP, 1).Delete();
   mObjects.ForgetDestroyed();  // for these two the checker of leaks tells whether they went
