@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: MIT
+// The hardware service with ports behind the studio's endpoints: names on this machine, connections, the end.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "cmn/sys_utils.h"
+#include "mdid/mdie_sysexevents.h"
+#include "mdid/mdie_timestamp.h"
+#include "mlox/mlox_directmusic/mlox_directmusic_notificationcallback.h"
+#include "mlox/mlox_directmusic_devicedescriptor.h"
+#include "mlox/mlox_inputport.h"
+#include "mlox/mlox_mididata.h"
+#include "mlox/mlox_output.h"
+#include "mlox/mlox_outputdescriptor.h"
+#include "mlox/mlox_rawmidireceiver.h"
+#include "tests/mlox/mlox_directmusic/client_fixture.h"
+#include "tests/mlox/mlox_directmusic/service_fixture.h"
+#include "tests/support/slot_table.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Descriptor = Mlox_DirectMusic_DeviceDescriptor;
+
+// Keeps what arrives, one text a record: "number: bytes".
+class KeepingReceiver : public Mlox_RawMidiReceiver {
+ public:
+  int ReceiveRawMidi(Mlox_MidiData* iDataP) override {
+    std::string text = std::to_string(iDataP->mInputID.mInputNumber) + ":";
+    for (std::uint32_t i = 0; i < iDataP->mLength; ++i) text += " " + std::to_string(iDataP->mData[i]);
+    const std::lock_guard lock(mMutex);
+    mRecords.push_back(text);
+    mArrived.notify_all();
+    return 0;
+  }
+  // Waits until so many records are there, ten seconds at most.
+  std::vector<std::string> Take(std::size_t iCount) {
+    std::unique_lock lock(mMutex);
+    mArrived.wait_for(lock, std::chrono::seconds(10), [&] { return mRecords.size() >= iCount; });
+    return std::move(mRecords);
+  }
+
+ private:
+  std::mutex mMutex;
+  std::condition_variable mArrived;
+  std::vector<std::string> mRecords;
+};
+
+// Ports by number, which the studio knows under their GUIDs.
+class Mlox_DirectMusic_ServicePortsTest : public Test_DirectMusic_ServiceFixture {
+ protected:
+  Mlox_DirectMusic_ServicePortsTest() { Test_DirectMusicClientAccess::Forget(); }
+  ~Mlox_DirectMusic_ServicePortsTest() override {
+    Manager().RemoveAllServices();
+    Test_DirectMusicClientAccess::Forget();
+  }
+
+  Test_FakePort& PlugInput(DWORD iPort, const std::string& iName, int iNumber) {
+    Test_FakePort& port = mRoot.AddInput(iPort, iName);
+    Test_ModelDevice device = Input(Test_FakeDirectMusic::GuidTextOf(iPort), iName);
+    // As the hash of the port's caps gives it: the receive code finds the input by that.
+    device.mMloxIDs[{0, 1}] = iNumber != 0 ? iNumber : GetMloxIDFromPortCaps(port.Caps()).mInputNumber;
+    mStudio->PlugIn(device);
+    return port;
+  }
+  Test_FakePort& PlugOutput(DWORD iPort, const std::string& iName, int iNumber) {
+    Test_FakePort& port = mRoot.AddOutput(iPort, iName);
+    Test_ModelDevice device = Output(Test_FakeDirectMusic::GuidTextOf(iPort), iName);
+    if (iNumber != 0) device.mMloxIDs[{0, 0}] = iNumber;
+    mStudio->PlugIn(device);
+    return port;
+  }
+  // A port of the older driver layer, which gives away how this machine marks such ports.
+  void AddMarkedPort(const std::string& iDescription) {
+    mRoot.AddPort(99, iDescription, DMUS_PC_OUTPUTCLASS,
+                  [](DMUS_PORTCAPS& ioCaps) { ioCaps.dwType = DMUS_PORT_WINMM_DRIVER; });
+  }
+  static std::shared_ptr<const Descriptor> Wanted(const std::string& iName, int iHash) {
+    return std::make_shared<Descriptor>(Mlox_DeviceDescriptor::kOutput, iName, iHash);
+  }
+};
+
+// ---- names on this machine ----
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ANameWithThisMachinesSuffixIsFoundByTheBareName) {
+  AddMarkedPort("Some port [Emulated]");
+  PlugOutput(1, "Synth [Emulated]", 7);
+  Live();
+  EXPECT_EQ(Service().FindOutputDevice(true, Wanted("Synth", 7).get()), Device(0));
+  EXPECT_EQ(Service().FindOutputDevice(true, Wanted("Synth", 8).get()), nullptr) << "the hash counts, too";
+  EXPECT_EQ(Service().FindOutputDeviceMatchingName(Wanted("Synth", 8).get()), Device(0));
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, AndNotOnAMachineWithAnotherSuffix) {
+  AddMarkedPort("Some port (emulated)");
+  PlugOutput(1, "Synth [Emulated]", 7);
+  Live();
+  EXPECT_EQ(Service().FindOutputDevice(true, Wanted("Synth", 7).get()), nullptr);
+  EXPECT_EQ(Service().FindOutputDeviceMatchingName(Wanted("Synth", 7).get()), nullptr);
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ThePlainNameComesBeforeTheOneWithTheSuffix) {
+  AddMarkedPort("Some port [Emulated]");
+  PlugOutput(1, "Synth [Emulated]", 7);
+  PlugOutput(2, "Synth", 8);
+  Live();
+  EXPECT_EQ(Service().FindOutputDeviceMatchingName(Wanted("Synth", 0).get()), Device(1));
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, AnInputWithTheSuffixIsFoundByTheBareNameThroughItsNameAlone) {
+  AddMarkedPort("Some port [Emulated]");
+  PlugInput(1, "Keys [Emulated]", 7);
+  Live();
+  EXPECT_FALSE(Service().FindInput(true, Wanted("Keys", 7))) << "kept: only the plain name counts";
+  EXPECT_EQ(Service().FindInputMatchingName(Wanted("Keys", 7)).get(), InputAt(0));
+  EXPECT_EQ(Service().FindInput(false, Wanted("Keys", 7)).get(), InputAt(0));
+}
+
+// ---- connections ----
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, AConnectedInputsBytesReachTheReceiverUnderItsID) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  KeepingReceiver receiver;
+  Live();
+  const int number = InputAt(0)->GetInputID().mInputNumber;
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  keys.Feed({0x90, 60, 100});
+  EXPECT_THAT(receiver.Take(1), ElementsAre(std::to_string(number) + ": 144 60 100"));
+  portP->CloseCurrentConnections();
+  EXPECT_FALSE(keys.IsArmed()) << "nobody listens any more";
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, AConnectionReplacesTheOneBefore) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  Test_FakePort& pads = PlugInput(2, "Pads", 0);
+  KeepingReceiver receiver;
+  Live();
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  EXPECT_TRUE(keys.IsArmed());
+  portP->ConnectToInputs({Service().GetInput(1)});
+  EXPECT_FALSE(keys.IsArmed());
+  EXPECT_TRUE(pads.IsArmed());
+  portP->CloseCurrentConnections();
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, InputsOfAnotherKindAndNullOnesArePassedOver) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  KeepingReceiver receiver;
+  auto* otherP = new Test_FakeService("other");
+  const Mlox_InputRef foreign = otherP->AddInput("Plug-in");
+  Live();
+  Manager().AddService(otherP, 4);
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  Service().ConnectInputsToInputPort({foreign, nullptr, Service().GetInput(0)}, portP.get());
+  EXPECT_TRUE(keys.IsArmed());
+  Service().ConnectInputsToInputPort({foreign}, portP.get());
+  EXPECT_FALSE(keys.IsArmed()) << "none of its own is left";
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ConnectingAndClosingHoldNoLockOverTheJoinOfTheReceiveThread) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  Live();
+  // Asks the service from the receive thread, which needs the lock.
+  class AskingReceiver : public KeepingReceiver {
+   public:
+    int ReceiveRawMidi(Mlox_MidiData* iDataP) override {
+      for (int i = 0; i < 100; ++i) Service().GetInput(0)->GetName();
+      return KeepingReceiver::ReceiveRawMidi(iDataP);
+    }
+  };
+  AskingReceiver receiver;
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  for (int round = 0; round < 50; ++round) {
+    portP->ConnectToInputs({Service().GetInput(0)});
+    keys.Feed({0xF8});
+    if (round % 2 == 0) receiver.Take(1);
+    portP->CloseCurrentConnections();
+  }
+}
+
+// ---- its end ----
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, TheDestructorReleasesTheRootBeforeItEndsReceptionAndThenTheHandle) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  KeepingReceiver receiver;
+  Live();
+  std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  portP.reset();  // without closing it, so that the connection is there when the service goes
+  ASSERT_TRUE(keys.IsArmed());
+  struct Seen {
+    bool mSubscribed = true;
+    bool mHasRoot = true;
+    bool mHasHandle = false;
+    bool mHasIDs = false;
+    bool mHoldsLock = true;
+    int mTimes = 0;
+  } seen;
+  mRoot.Calls().mOnCall = [&](const std::string& iLine) {
+    if (iLine != "Keys: Activate 0") return;
+    IDirectMusic8* const rootP = DirectMusicClient::GetDirectMusicPtr(false);
+    seen.mHasRoot = rootP != nullptr;
+    if (rootP != nullptr) rootP->Release();
+    seen.mSubscribed = mStudio->HasSubscriber();
+    seen.mHasHandle = sService.load() != nullptr;
+    seen.mHasIDs = !GetRegisteredIDs().empty();
+    seen.mHoldsLock = DirectMusicSubsystemLock::IsHeldByThisThread();
+    ++seen.mTimes;
+  };
+  Manager().RemoveAllServices();
+  mRoot.Calls().mOnCall = nullptr;
+  EXPECT_EQ(seen.mTimes, 1);
+  EXPECT_FALSE(seen.mSubscribed);
+  EXPECT_FALSE(seen.mHasRoot);
+  EXPECT_TRUE(seen.mHasHandle);
+  EXPECT_TRUE(seen.mHasIDs);
+  EXPECT_FALSE(seen.mHoldsLock);
+  EXPECT_EQ(sService.load(), nullptr);
+  EXPECT_THAT(GetRegisteredIDs(), IsEmpty());
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, AHundredRoundsOfActivatingConnectingALongSysexAndRemovingWork) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  Test_FakePort& synth = PlugOutput(2, "Synth", 0);
+  Sys_Utils::SetSleeperForTest([](std::int64_t) {});
+  std::vector<unsigned char> sysex(600, 0x11);
+  sysex.front() = 0xF0;
+  sysex.back() = 0xF7;
+  const Mdie_SysexEvent event(static_cast<int>(sysex.size()), sysex.data());
+  for (int round = 0; round < 100; ++round) {
+    SCOPED_TRACE(round);
+    KeepingReceiver receiver;
+    ASSERT_TRUE(Activate());
+    ASSERT_EQ(Manager().GetNumberOfOutputDevices(), 1);
+    ASSERT_EQ(Manager().GetNumberOfInputs(), 1);
+    const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+    portP->ConnectToInputs({Manager().GetInput(0)});
+    keys.Feed({0x90, 60, 100});
+    ASSERT_EQ(receiver.Take(1).size(), 1u);
+    synth.ClearPlayed();
+    Manager().GetOutputDevice(0)->GetCommonOutput()->WriteEvent(Mdie_Timestamp(), event,
+                                                                Manager().GetDefaultOutputContext());
+    ASSERT_EQ(synth.Played().size(), 3u) << "256, 256 and 88 bytes";
+    Manager().RemoveAllServices();
+    ASSERT_EQ(sService.load(), nullptr);
+  }
+  Sys_Utils::SetSleeperForTest(nullptr);
+}
+
+// ---- the order of its own operations ----
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ItsOwnOperationsStandBehindThoseOfEveryService) {
+  PlugOutput(1, "Synth", 7);
+  PlugInput(2, "Keys", 8);
+  Live();
+  const Test_SlotTable table(static_cast<Mlox_Service*>(&Service()));
+  const auto device = Wanted("Synth", 7);
+  const Cmn_AliasedRefCountPtr<const Mlox_OutputDescriptor> output(new Mlox_OutputDescriptor(device, -1));
+  EXPECT_EQ((table.Call<Mlox_Output*, bool, const Mlox_OutputDescriptor*>(28, true, output.get())),
+            Device(0)->GetCommonOutput());
+  EXPECT_EQ((table.Call<Mlox_Device*, bool, const Mlox_DeviceDescriptor*>(29, true, device.get())),
+            Device(0));
+  EXPECT_EQ((table
+                 .Call<Mlox_InputRef, bool, std::shared_ptr<const Mlox_DeviceDescriptor>>(30, true,
+                                                                                          Wanted("Keys", 8))
+                 .get()),
+            InputAt(0));
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, TheNotificationCallbackHasNotifyBehindItsDestructorAndThenGetID) {
+  auto* callbackP = new Mlox_DirectMusic_NotificationCallback;
+  const Test_SlotTable table(static_cast<IDirectMusicNotificationCallback*>(callbackP));
+  CComBSTRLite id;
+  EXPECT_EQ((table.Call<HRESULT, BSTR*>(3, id.Reset())), S_OK);
+  EXPECT_EQ(id.AsString(), "{7C0B6E52-3F1D-4C8A-9E47-1B5D2A90C6F3}");
+  table.Call<void, std::shared_ptr<IDirectMusicNotificationList>>(2, nullptr);
+  table.Delete();
+}
+
+}  // namespace
