@@ -33,6 +33,7 @@ void RegisterAll(CLI::App& iApp) {
   tool::RegisterPorts(iApp);
   tool::RegisterStudio(iApp);
   tool::RegisterNames(iApp);
+  tool::RegisterOutputPatches(iApp);
   tool::RegisterDeviceTypes(iApp);
 }
 

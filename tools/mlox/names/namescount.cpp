@@ -137,7 +137,9 @@ void WriteAnswers(TreeWriter& ioWriter, const Mlox_NamesReader& iReader, const A
   ioWriter.EndObject();
 }
 
-const char* CodeText(int iCode) {
+}  // namespace
+
+const char* CountCodeText(int iCode) {
   switch (iCode) {
     case -1:
       return "no device in the document fits the manufacturer and model";
@@ -153,8 +155,6 @@ const char* CodeText(int iCode) {
       return "a document has a fault; mlox names check tells where";
   }
 }
-
-}  // namespace
 
 void CountNames(const CountRequest& iRequest) {
   std::vector<Mlox_PatchNameBankInfo> overrides;
@@ -181,7 +181,8 @@ void CountNames(const CountRequest& iRequest) {
   const std::unique_ptr<TreeWriter> writer = MakeTreeWriter(iRequest.mJson);
   WriteAnswers(*writer, reader, answers);
   fmt::print("{}{}", writer->GetText(), iRequest.mJson ? "\n" : "");
-  if (answers.mCount < 0) throw ToolError(fmt::format("{}: {}", iRequest.mFile, CodeText(answers.mCount)));
+  if (answers.mCount < 0)
+    throw ToolError(fmt::format("{}: {}", iRequest.mFile, CountCodeText(answers.mCount)));
 }
 
 }  // namespace tool

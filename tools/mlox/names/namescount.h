@@ -23,6 +23,9 @@ struct CountRequest {
   bool mJson = false;
 };
 
+/// What a count below 0 means.
+const char* CountCodeText(int iCode);
+
 /// Prints the answers to standard output. Throws ToolError afterwards if the count is a code below 0.
 void CountNames(const CountRequest& iRequest);
 

@@ -6,6 +6,7 @@
 #include "tools/mlox/ports/latency.h"
 #include "tools/mlox/ports/list.h"
 #include "tools/mlox/ports/monitor.h"
+#include "tools/mlox/ports/outputpatches.h"
 #include "tools/mlox/ports/play.h"
 #include "tools/mlox/ports/send.h"
 #include "tools/mlox/ports/watch.h"
@@ -95,6 +96,17 @@ void RegisterPorts(CLI::App& iApp) {
   RegisterPlay(iApp);
   RegisterWatch(iApp);
   RegisterLatency(iApp);
+}
+
+void RegisterOutputPatches(CLI::App& iApp) {
+  auto request = std::make_shared<OutputPatchesRequest>();
+  CLI::App* patchesP = iApp.get_subcommand("names")->add_subcommand(
+      "patches", "What an output calls its patches, by its device's own document");
+  patchesP->add_option("OUTPUT", request->mOutput, "The output")->required();
+  patchesP->add_option("--channel", request->mChannel, "Only this channel, 1 to 16")
+      ->check(CLI::Range(1, 16));
+  patchesP->footer(kNaming);
+  patchesP->callback([request] { ShowOutputPatches(*request); });
 }
 
 }  // namespace tool

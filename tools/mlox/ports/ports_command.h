@@ -9,4 +9,7 @@ namespace tool {
 
 void RegisterPorts(CLI::App& iApp);
 
+/// `mlox names patches`, which asks an output; `mlox names` must be registered.
+void RegisterOutputPatches(CLI::App& iApp);
+
 }  // namespace tool

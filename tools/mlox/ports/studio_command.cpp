@@ -81,8 +81,10 @@ void RegisterStudio(CLI::App& iApp) {
   studioP->footer(kStudioFooter);
   RegisterAdd(*studioP);
   RegisterOne(*studioP, "remove", "Take an external device out", &StudioRemove);
-  RegisterTwo(*studioP, "wire", "Put an external device on a port", "PORT", "The port", &StudioWire);
-  RegisterTwo(*studioP, "unwire", "Take an external device off a port", "PORT", "The port", &StudioUnwire);
+  RegisterTwo(*studioP, "wire", "Put an external device on a port", "PORT",
+              "The port: both halves of it where one name has them", &StudioWire);
+  RegisterTwo(*studioP, "unwire", "Take an external device off a port", "PORT",
+              "The port: both halves of it where one name has them", &StudioUnwire);
   RegisterTwo(*studioP, "rename", "Call an external device something else", "NAME", "The new name",
               &StudioRename);
   RegisterSet(*studioP);

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <filesystem>
@@ -28,21 +29,44 @@ class Studio {
 
   Platform_StudioManagement& Get() const { return *mFaces.mManagement; }
 
-  /// The GUID of the device or port that a text names.
-  /// \param iUserDefined  whether to look among the user's devices or among ports
-  std::string Find(const std::string& iText, bool iUserDefined) const {
-    std::vector<NamedPort> named;
-    for (const Platform_StudioEntry& entry : Get().Entries()) {
-      if (entry.mIsUserDefined == iUserDefined) named.push_back({entry.mName, entry.mGuid});
+  /// The GUID of the external device that a text names. Throws ToolError.
+  std::string FindUser(const std::string& iText) const {
+    const auto named = Named([](const Platform_StudioEntry& iEntry) { return iEntry.mIsUserDefined; });
+    return named[FindPort(named, iText, "external device")].mId;
+  }
+
+  /// The GUIDs of the ports that a text names, one a direction: the two halves of a socket have one name.
+  /// Throws ToolError.
+  std::vector<std::string> FindPorts(const std::string& iText) const {
+    std::vector<std::string> guids;
+    for (const bool isSource : {false, true}) {
+      const auto named = Named([isSource](const Platform_StudioEntry& iEntry) {
+        return !iEntry.mIsUserDefined && iEntry.mIsSource == isSource;
+      });
+      if (CanBeNamed(named, iText)) guids.push_back(named[FindPort(named, iText, "port")].mId);
     }
-    return named[FindPort(named, iText, iUserDefined ? "external device" : "port")].mId;
+    if (guids.empty()) {
+      FindPort(Named([](const Platform_StudioEntry& iEntry) { return !iEntry.mIsUserDefined; }), iText,
+               "port");
+    }
+    return guids;
   }
 
   /// Either, the user's devices first.
   std::string FindAny(const std::string& iText) const {
-    std::vector<NamedPort> named;
-    for (const Platform_StudioEntry& entry : Get().Entries()) named.push_back({entry.mName, entry.mGuid});
+    const auto named = Named([](const Platform_StudioEntry&) { return true; });
     return named[FindPort(named, iText, "device")].mId;
+  }
+
+  /// Changes each port; at least one must have been otherwise before. Throws ToolError.
+  template <class Change>
+  void FinishAny(const std::vector<std::string>& iPorts, Change iChange) const {
+    auto result = Platform_StudioResult::kAlready;
+    for (const std::string& port : iPorts) {
+      const Platform_StudioResult one = iChange(port);
+      if (one != Platform_StudioResult::kAlready) result = one;
+    }
+    Finish(result);
   }
 
   /// Waits until the file has it. Throws ToolError.
@@ -54,6 +78,21 @@ class Studio {
   }
 
  private:
+  template <class Test>
+  std::vector<NamedPort> Named(Test iIsWanted) const {
+    std::vector<NamedPort> named;
+    for (const Platform_StudioEntry& entry : Get().Entries()) {
+      if (iIsWanted(entry)) named.push_back({entry.mName, entry.mGuid});
+    }
+    return named;
+  }
+
+  static bool CanBeNamed(const std::vector<NamedPort>& iPorts, const std::string& iText) {
+    return std::any_of(iPorts.begin(), iPorts.end(), [&](const NamedPort& iPort) {
+      return iPort.mId == iText || (!iText.empty() && iPort.mName.starts_with(iText));
+    });
+  }
+
   static const char* Reason(Platform_StudioResult iResult) {
     switch (iResult) {
       case Platform_StudioResult::kUnknown:
@@ -242,22 +281,26 @@ void StudioAdd(const StudioAddRequest& iRequest) {
 
 void StudioRemove(const std::string& iDevice) {
   const Studio studio;
-  studio.Finish(studio.Get().Remove(studio.Find(iDevice, true)));
+  studio.Finish(studio.Get().Remove(studio.FindUser(iDevice)));
 }
 
 void StudioWire(const std::string& iDevice, const std::string& iPort) {
   const Studio studio;
-  studio.Finish(studio.Get().Wire(studio.Find(iDevice, true), studio.Find(iPort, false)));
+  const std::string device = studio.FindUser(iDevice);
+  studio.FinishAny(studio.FindPorts(iPort),
+                   [&](const std::string& iGuid) { return studio.Get().Wire(device, iGuid); });
 }
 
 void StudioUnwire(const std::string& iDevice, const std::string& iPort) {
   const Studio studio;
-  studio.Finish(studio.Get().Unwire(studio.Find(iDevice, true), studio.Find(iPort, false)));
+  const std::string device = studio.FindUser(iDevice);
+  studio.FinishAny(studio.FindPorts(iPort),
+                   [&](const std::string& iGuid) { return studio.Get().Unwire(device, iGuid); });
 }
 
 void StudioRename(const std::string& iDevice, const std::string& iName) {
   const Studio studio;
-  studio.Finish(studio.Get().Rename(studio.Find(iDevice, true), iName));
+  studio.Finish(studio.Get().Rename(studio.FindUser(iDevice), iName));
 }
 
 void StudioSet(const StudioSetRequest& iRequest) {

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+/// \file
+/// `mlox names patches`: what an output calls its patches.
+#pragma once
+
+#include <string>
+
+namespace tool {
+
+struct OutputPatchesRequest {
+  std::string mOutput;
+  int mChannel = 0;  ///< 1 to 16; 0: every channel
+};
+
+/// Prints the banks and patches of each channel, out of the device's own document. Throws ToolError when a
+/// channel has none to show because something is wrong, after the channels that are well.
+void ShowOutputPatches(const OutputPatchesRequest& iRequest);
+
+}  // namespace tool
