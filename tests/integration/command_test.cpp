@@ -3,7 +3,6 @@
 // after.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -11,9 +10,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "tests/integration/command_fixture.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/test_files.h"
-#include "tests/support/test_temp_folder.h"
 
 namespace {
 
@@ -24,48 +23,8 @@ using testing::StartsWith;
 
 constexpr char kSong[] = "/usr/share/games/openttd/baseset/openmsx/train_filled_with_cash.mid";
 
-struct Result {
-  int mStatus = -1;
-  std::string mOutput;
-  std::string mError;
-};
-
-/// Runs commands in a folder of their own. $MLOX is the tool.
-class Command : public testing::Test {
- protected:
-  Result Shell(const std::string& iScript) const {
-    const std::string script =
-        "cd " + mFolder.Path() + " && { " + iScript + "\n} >" + mLogs / "out" + " 2>" + mLogs / "err";
-    const int status = std::system(("MLOX=" MLOX_TEST_TOOL "; " + script).c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Test_ReadFile(mLogs / "out"),
-            Test_ReadFile(mLogs / "err")};
-  }
-
-  Result Mlox(const std::string& iArguments) const { return Shell("$MLOX " + iArguments); }
-
-  std::vector<std::string> Names() const { return Test_NamesIn(mFolder.Path()); }
-
-  /// One line on standard error, nothing on standard output, this status.
-  static void ExpectFault(const Result& iResult, int iStatus, const std::string& iError) {
-    EXPECT_EQ(iResult.mStatus, iStatus);
-    EXPECT_EQ(iResult.mOutput, "");
-    EXPECT_EQ(iResult.mError, iError + "\n");
-  }
-
-  static void ExpectOneLineWith(const Result& iResult, int iStatus, const std::string& iPart) {
-    EXPECT_EQ(iResult.mStatus, iStatus);
-    EXPECT_EQ(iResult.mOutput, "");
-    EXPECT_THAT(iResult.mError, StartsWith("mlox: "));
-    EXPECT_THAT(iResult.mError, HasSubstr(iPart));
-    EXPECT_EQ(std::count(iResult.mError.begin(), iResult.mError.end(), '\n'), 1) << iResult.mError;
-    EXPECT_THAT(iResult.mError, EndsWith("\n"));
-  }
-
-  Test_TempFolder mFolder;
-
- private:
-  Test_TempFolder mLogs;
-};
+using Command = Test_Command;
+using Result = Test_CommandResult;
 
 const std::string kShortRender = std::string("render ") + kSong + " out.wav --seconds 1 ";
 

@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: MIT
+// The subcommands about MIDI ports as their users run them, over loopback ports.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tests/integration/command_fixture.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr char kSong[] = "/usr/share/games/openttd/baseset/openmsx/tttheme2.mid";
+
+/// Two loopback ports, and a studio of the test's own.
+class PortsCommand : public Test_Command {
+ protected:
+  using Result = Test_CommandResult;
+
+  Result Ports(const std::string& iScript) const {
+    return Shell(
+        "export MLOX_MIDI_DRIVERS=loopback MLOX_LOOPBACK_PORTS=Red,Reel,Blue "
+        "MLOX_STUDIO_DB=$PWD/studio.db\n" +
+        iScript);
+  }
+  json ListJson(const std::string& iOptions = {}) const {
+    const Result result = Ports("$MLOX list --json " + iOptions);
+    EXPECT_EQ(result.mStatus, 0) << result.mError;
+    return json::parse(result.mOutput);
+  }
+};
+
+TEST_F(PortsCommand, ListShowsOutputsThenInputsInTheOrderOfTheirIndex) {
+  const json list = ListJson();
+  for (const char* const kind : {"outputs", "inputs"}) {
+    ASSERT_EQ(list[kind].size(), 3u);
+    EXPECT_EQ(list[kind][0]["name"], "Red");
+    EXPECT_EQ(list[kind][1]["name"], "Reel");
+    EXPECT_EQ(list[kind][2]["name"], "Blue");
+    const json& red = list[kind][0];
+    EXPECT_EQ(red["channels"].size(), 16u);
+    EXPECT_EQ(red["driver"], "loopback");
+    EXPECT_EQ(red["service"], "hardware");
+    EXPECT_EQ(red["virtual"], true);
+    EXPECT_EQ(red["external"], false);
+    EXPECT_EQ(red["plug_in"], false);
+    EXPECT_EQ(red["online"], true);
+    EXPECT_THAT(red["id"].get<std::string>(), MatchesRegex("1:[0-9a-f]+"));
+  }
+}
+
+TEST_F(PortsCommand, ListGivesTheSameIdsInEveryRun) { EXPECT_EQ(ListJson(), ListJson()); }
+
+TEST_F(PortsCommand, ListIsATableForPeople) {
+  const Result result = Ports("$MLOX list");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_THAT(result.mOutput, AllOf(HasSubstr("channels"), HasSubstr("1-16"), HasSubstr("loopback"),
+                                    HasSubstr("Red\n"), HasSubstr("output"), HasSubstr("input")));
+  EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(PortsCommand, ListAllAddsWhatOnlyTheDatabaseKnows) {
+  const Result before = Ports("MLOX_LOOPBACK_PORTS=Green $MLOX list && $MLOX studio add Strings");
+  ASSERT_EQ(before.mStatus, 0) << before.mError;
+  EXPECT_EQ(ListJson()["outputs"].size(), 3u);
+  const json outputs = ListJson("--all")["outputs"];
+  ASSERT_EQ(outputs.size(), 5u);
+  EXPECT_EQ(outputs[3]["name"], "Green");
+  EXPECT_EQ(outputs[3]["online"], false);
+  EXPECT_EQ(outputs[4]["name"], "Strings");
+  EXPECT_EQ(outputs[4]["external"], true);
+}
+
+TEST_F(PortsCommand, ListSaysSoWhenThereIsNothing) {
+  const Result result = Ports("MLOX_MIDI_DRIVERS=none $MLOX list");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_THAT(result.mOutput, StartsWith("There are no MIDI ports."));
+}
+
+TEST_F(PortsCommand, SendTakesWholeMessagesOnly) {
+  ExpectOneLineWith(Ports("$MLOX send Red 90 3c"), 2, "byte 1 (90): this message is cut short");
+  ExpectOneLineWith(Ports("$MLOX send Red zz"), 2, "'zz' is no hexadecimal byte");
+  ExpectOneLineWith(Ports("$MLOX send Red"), 2, "either BYTES or --sysex FILE");
+  EXPECT_EQ(Ports("$MLOX send Red 90 3c 64 f8 f0 7e f7").mStatus, 0);
+}
+
+TEST_F(PortsCommand, SendNamesTheCandidatesOfAnAmbiguousOutput) {
+  ExpectOneLineWith(Ports("$MLOX send Re 90 3c 64"), 1, "several outputs fit");
+  ExpectOneLineWith(Ports("$MLOX send Green 90 3c 64"), 1,
+                    "no output has this name or id; there are \"Red\"");
+}
+
+TEST_F(PortsCommand, SendTakesSystemExclusiveMessagesFromAFile) {
+  const Result result = Ports(
+      "printf '\\360\\001\\002\\367' >a.syx; printf '\\220\\074\\144' >b.syx; printf '\\360\\001' >c.syx\n"
+      "$MLOX send Red --sysex a.syx");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  ExpectOneLineWith(Ports("$MLOX send Red --sysex b.syx"), 1, "something else than system exclusive");
+  ExpectOneLineWith(Ports("$MLOX send Red --sysex c.syx"), 1, "c.syx: byte 1 (f0)");
+  ExpectOneLineWith(Ports("$MLOX send Red --sysex none.syx"), 1, "none.syx: cannot read");
+}
+
+TEST_F(PortsCommand, SendRefusesAChannelThatTheOutputDoesNotListenOn) {
+  ExpectOneLineWith(
+      Ports("$MLOX list >list; $MLOX studio set Red --receive 2 >list 2>err || $MLOX studio show >list\n"
+            "$MLOX studio add S >g; $MLOX studio wire S Blue; $MLOX studio set S --receive 2\n"
+            "$MLOX send S 90 3c 64"),
+      1, "S: does not listen on channel 1");
+}
+
+TEST_F(PortsCommand, PlaySendsEveryByteOfASongInTime) {
+  const Result result = Ports(std::string("$MLOX play ") + kSong + " --to Red --back Red --seconds 3");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, HasSubstr("every byte came back"));
+  EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(PortsCommand, PlayTellsWhenNothingComesBack) {
+  ExpectOneLineWith(Ports(std::string("$MLOX play ") + kSong + " --to Red --back Blue --seconds 1"), 1,
+                    "0 came back");
+}
+
+TEST_F(PortsCommand, PlayRefusesWhatIsNoSong) {
+  ExpectOneLineWith(Ports("echo nothing >x.mid; $MLOX play x.mid --to Red"), 1, "x.mid");
+}
+
+TEST_F(PortsCommand, PlayTurnsNotesOffOnCtrlC) {
+  const Result result = Ports(std::string("$MLOX play ") + kSong +
+                              " --to Red & child=$!; sleep 2; kill -INT $child; wait $child");
+  EXPECT_EQ(result.mStatus, 1);
+  EXPECT_EQ(result.mError, "mlox: interrupted; every note is off\n");
+}
+
+TEST_F(PortsCommand, MonitorEndsAfterItsTimeAndRefusesUnknownInputs) {
+  const Result result = Ports("$MLOX monitor Red --for 0.2 --json");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_EQ(result.mOutput, "");
+  ExpectOneLineWith(Ports("$MLOX monitor Green --for 1"), 1, "no input has this name or id");
+}
+
+TEST_F(PortsCommand, LatencyDrawsAHistogramAndAPicture) {
+  const Result result = Ports("$MLOX latency --out Red --in Red --count 50 --svg times.svg && cat times.svg");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, AllOf(HasSubstr("50 messages: p50 "), HasSubstr("<svg "), HasSubstr("</svg>")));
+}
+
+TEST_F(PortsCommand, LatencyTellsWhenNothingComesBackAndLeavesNoPicture) {
+  ExpectOneLineWith(Ports("$MLOX latency --out Red --in Blue --count 5 --svg times.svg"), 1,
+                    "message 1 of 5 didn't come back");
+  EXPECT_THAT(Names(), Not(testing::Contains("times.svg")));
+}
+
+TEST_F(PortsCommand, StudioPutsAnExternalDeviceInThePlaceOfItsPort) {
+  const Result result = Ports(
+      "$MLOX list >list; $MLOX studio add Strings --manufacturer Acme --model S1 >guid\n"
+      "$MLOX studio wire Strings Blue && $MLOX studio rename Strings Cellos && $MLOX list");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, AllOf(HasSubstr("Cellos"), Not(HasSubstr("Blue")), Not(HasSubstr("Strings"))));
+  const Result back = Ports("$MLOX studio unwire Cellos Blue && $MLOX studio remove Cellos && $MLOX list");
+  EXPECT_EQ(back.mStatus, 0) << back.mError;
+  EXPECT_THAT(back.mOutput, AllOf(Not(HasSubstr("Cellos")), HasSubstr("Blue")));
+}
+
+TEST_F(PortsCommand, StudioSaysWhatItCannotDo) {
+  ASSERT_EQ(Ports("$MLOX list >list; $MLOX studio add A >a").mStatus, 0);
+  ExpectOneLineWith(Ports("$MLOX studio add ''"), 1, "doesn't take this value");
+  ExpectOneLineWith(Ports("$MLOX studio remove Red"), 1, "no external device has this name");
+  ExpectOneLineWith(Ports("$MLOX studio wire A Green"), 1, "no port has this name");
+  ExpectOneLineWith(Ports("$MLOX studio unwire A Red"), 1, "it is so already");
+  ExpectOneLineWith(Ports("$MLOX studio set A --receive 0"), 2, "names no channels");
+  ExpectOneLineWith(Ports("$MLOX studio set A --master none.midnam"), 1, "there is no such document");
+}
+
+TEST_F(PortsCommand, StudioShowIsJsonForPrograms) {
+  const Result result = Ports(
+      "$MLOX studio add A --manufacturer M >a; $MLOX studio set A --receive 1-2\n"
+      "$MLOX studio show --json");
+  ASSERT_EQ(result.mStatus, 0) << result.mError;
+  const json entries = json::parse(result.mOutput);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0]["name"], "A");
+  EXPECT_EQ(entries[0]["manufacturer"], "M");
+  EXPECT_EQ(entries[0]["external"], true);
+  EXPECT_EQ(entries[0]["receive_channels"], json({1, 2}));
+}
+
+TEST_F(PortsCommand, WatchSeesAWireOfAnotherProcess) {
+  const Result result = Ports(
+      "$MLOX studio add Strings >guid; $MLOX list >list\n"
+      "$MLOX watch --follow Blue >watched & child=$!\n"
+      "for i in $(seq 100); do grep -q found watched && break; sleep 0.1; done\n"
+      "$MLOX studio wire Strings Blue\n"
+      "for i in $(seq 100); do grep -q 'came .*Strings' watched && break; sleep 0.1; done\n"
+      "kill -INT $child; wait $child; cat watched");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, AllOf(HasSubstr("came     output  Strings"), HasSubstr("gone     output  Blue"),
+                                    HasSubstr("lost     output  Blue")));
+}
+
+TEST_F(PortsCommand, NamesPatchesComeFromTheDevicesOwnDocument) {
+  std::ofstream(mFolder / "acme.midnam") << R"(<MIDINameDocument><MasterDeviceNames>
+<Manufacturer>Acme</Manufacturer><Model>S1</Model>
+<CustomDeviceMode Name="M"><ChannelNameSetAssignments><ChannelNameSetAssign Channel="1" NameSet="Set"/>
+</ChannelNameSetAssignments></CustomDeviceMode>
+<ChannelNameSet Name="Set"><PatchBank Name="Keys"><MIDICommands><ControlChange Control="0" Value="1"/></MIDICommands>
+<PatchNameList Name="L"><Patch Number="1" Name="Grand" ProgramChange="4"/></PatchNameList></PatchBank></ChannelNameSet>
+</MasterDeviceNames></MIDINameDocument>)";
+  const Result result = Ports(
+      "$MLOX list >list; $MLOX studio add S --manufacturer Acme --model S1 >guid; $MLOX studio wire S Blue\n"
+      "$MLOX studio set S --master acme.midnam\n"
+      "$MLOX names patches S --channel 1");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_EQ(result.mOutput, "channel 1: 1 patches\n  Keys  controller 0 = 1\n      4  Grand\n");
+  ExpectOneLineWith(Ports("$MLOX names patches S --channel 2"), 1, "channel 2: ");
+  ExpectOneLineWith(Ports("$MLOX names patches Red"), 1, "Red: no names for its patches");
+}
+
+}  // namespace
