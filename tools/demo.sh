@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Renders a real song through a plug-in's node to demo.wav. Argument: the tool that was built.
+# Renders a real song through a plug-in's node to demo.wav, then plays ten seconds of it through a loopback port.
+# Argument: the tool that was built.
 set -euo pipefail
 mlox=${1:?usage: demo.sh PATH-OF-MLOX}
 songs=/usr/share/games/openttd/baseset/openmsx
@@ -14,6 +15,14 @@ fi
 echo "Rendering $(basename "$song") through a plug-in's node:"
 echo
 "$mlox" render "$song" "$out"
+echo
+echo "Playing ten seconds of it through a loopback port, in real time:"
+echo
+# Ports inside this process, and a studio of the demo's own: nothing of yours is touched.
+studio=$(mktemp -d)
+trap 'rm -rf "$studio"' EXIT
+MLOX_MIDI_DRIVERS=loopback MLOX_STUDIO_DB=$studio/studio.db \
+  "$mlox" play "$song" --to "mlox loopback" --back "mlox loopback" --seconds 10
 cat <<END
 
 $out has the song: 48000 Hz, two channels of 32-bit floats. It went from three writers on
@@ -26,4 +35,6 @@ What to try next:
   $mlox render $song small.wav --block 16 --json --events fed.txt
   ls $songs/*.mid   # thirty more
   $mlox render --help
+  $mlox list      # the MIDI ports of this machine
+  $mlox monitor   # what arrives at them
 END
