@@ -62,7 +62,7 @@ void AddBankInfo(Cmn_PolyVector<Mlox_PatchNameBankInfo*>& ioBanks, IStudioPatchB
   infoP->mFile = LocationOf(ReadBankText(iBank, &IStudioPatchBank::GetFile));
   infoP->mPatchNameListName = ReadBankText(iBank, &IStudioPatchBank::GetPatchNameList);
   ioBanks.PushBack(infoP.get());
-  infoP.release();
+  static_cast<void>(infoP.release());  // the vector's from now on
 }
 
 // Names of the document scan separate folders by "\"; those that have none may separate them by ":".
@@ -94,6 +94,8 @@ Mlox_DirectMusic_Output* AsHardwareOutput(const Cmn_AliasedRefCountPtr<Mlox_Outp
 
 // ---- lifetime ----
 
+// By value, as the binary interface has it.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 Mlox_DirectMusic_Device::Mlox_DirectMusic_Device(Mdi_AppCallback* iAppCallbackP,
                                                  std::shared_ptr<IDeviceProperties> iDeviceP,
                                                  std::shared_ptr<IEntityProperties> iEntityP,
@@ -102,6 +104,7 @@ Mlox_DirectMusic_Device::Mlox_DirectMusic_Device(Mdi_AppCallback* iAppCallbackP,
     : Mlox_Device(iAppCallbackP, 0), mAllocator(iAllocatorP) {
   UpdateWithRawProperties(iDeviceP, iEntityP, iEndpointP);
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 Mlox_DirectMusic_Device::Mlox_DirectMusic_Device(const Mlox_DirectMusic_Device& iOther)
     : Mlox_Device(iOther), mAllocator(nullptr) {
