@@ -123,7 +123,7 @@ class MLOX_EXPORT Mlox_DirectMusic_Output : public Mlox_Output {
   Mem2_MasterAllocator* const mAllocatorP;
   std::atomic<bool> mReleased{false};
   // Guards the descriptor, the buffer, the port and its group: the device changes them while others write.
-  // Held for the calls of one send, never over a sleep; the last lock that is taken.
+  // Held for the calls of one send, never over a sleep; below it lie the locks of DirectMusic.
   mutable std::mutex mMutex;
   Cmn_AliasedRefCountPtr<const Mlox_OutputDescriptor> mDescriptorP;
   std::unique_ptr<Mlox_NamesReader> mPatchNamesP;
