@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/documentgrammars.h"
 #include "fuzz/fuzz_document.h"
 #include "midixml/mlox_devicetypesparser.h"
 
@@ -52,4 +53,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iDataP, std::size_t iS
   const bool isGoodAgain = Reads(parser);
   Fuzz_Require(!isGood || (isGoodAgain && parser.mHanded == 2 * handed), "a good document is good twice");
   return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* ioDataP, std::size_t iSize, std::size_t iMaxSize);
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* ioDataP, std::size_t iSize, std::size_t iMaxSize,
+                                               unsigned int iSeed) {
+  return Fuzz_MutateDocument(Fuzz_DeviceTypesGrammar(), ioDataP, iSize, iMaxSize, iSeed, LLVMFuzzerMutate);
+}
+
+extern "C" std::size_t LLVMFuzzerCustomCrossOver(const std::uint8_t* iFirstP, std::size_t iFirstSize,
+                                                 const std::uint8_t* iSecondP, std::size_t iSecondSize,
+                                                 std::uint8_t* oDataP, std::size_t iMaxSize,
+                                                 unsigned int iSeed) {
+  return Fuzz_CrossDocuments(Fuzz_DeviceTypesGrammar(), {reinterpret_cast<const char*>(iFirstP), iFirstSize},
+                             {reinterpret_cast<const char*>(iSecondP), iSecondSize}, oDataP, iMaxSize, iSeed);
 }

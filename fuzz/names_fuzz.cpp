@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cmn/sys_filelocposix.h"
+#include "fuzz/documentgrammars.h"
 #include "fuzz/fuzz_document.h"
 #include "mdid/mdie_programevent.h"
 #include "midixml/midinamedocumentparser.h"
@@ -81,4 +82,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iDataP, std::size_t iS
   Fuzz_Require(first != 0 || second == 0, "a good document is good twice");
   if ((choice & 2) != 0) AskReader(document.Path(), (choice >> 2) % 16);
   return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* ioDataP, std::size_t iSize, std::size_t iMaxSize);
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* ioDataP, std::size_t iSize, std::size_t iMaxSize,
+                                               unsigned int iSeed) {
+  return Fuzz_MutateDocument(Fuzz_NamesGrammar(), ioDataP, iSize, iMaxSize, iSeed, LLVMFuzzerMutate);
+}
+
+extern "C" std::size_t LLVMFuzzerCustomCrossOver(const std::uint8_t* iFirstP, std::size_t iFirstSize,
+                                                 const std::uint8_t* iSecondP, std::size_t iSecondSize,
+                                                 std::uint8_t* oDataP, std::size_t iMaxSize,
+                                                 unsigned int iSeed) {
+  return Fuzz_CrossDocuments(Fuzz_NamesGrammar(), {reinterpret_cast<const char*>(iFirstP), iFirstSize},
+                             {reinterpret_cast<const char*>(iSecondP), iSecondSize}, oDataP, iMaxSize, iSeed);
 }
