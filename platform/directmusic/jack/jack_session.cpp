@@ -23,6 +23,8 @@ constexpr std::chrono::milliseconds kPatience{2000};
 constexpr std::chrono::milliseconds kEndPatience{10000};
 // A server that is back must play its first note within two seconds.
 constexpr std::chrono::milliseconds kJoinEvery{300};
+// jackd tells of the end of a client's ports before it takes them away.
+constexpr std::chrono::milliseconds kLookAgainAfter{200};
 // jackd reads CLOCK_MONOTONIC_RAW, which went 100 microseconds a second away from ours where it was tried.
 // What is a fifth of that stays below a frame.
 constexpr std::chrono::milliseconds kMeasureEvery{200};
@@ -181,6 +183,10 @@ void Platform_JackSession::OnRegistration(jack_port_id_t /*iPort*/, int /*iIsThe
   session->Wake();
 }
 
+void Platform_JackSession::OnClient(const char* /*iName*/, int iIsThere, void* iSessionP) {
+  OnRegistration(0, iIsThere, iSessionP);
+}
+
 void Platform_JackSession::OnRename(jack_port_id_t iPort, const char* /*iOld*/, const char* /*iNew*/,
                                     void* iSessionP) {
   OnRegistration(iPort, 1, iSessionP);
@@ -220,10 +226,13 @@ void Platform_JackSession::Run() {
 }
 
 int Platform_JackSession::SleepMilliseconds() const {
-  if (mClientP.load() != nullptr && mWays.empty()) {
+  auto next = mNextJoin;
+  if (mClientP.load() != nullptr) {
+    next = mWays.empty() ? mNextLook : std::min(mNextLook, mNextMeasurement);
+  }
+  if (next == Clock::time_point::max()) {
     return -1;
   }
-  const auto next = mClientP.load() != nullptr ? mNextMeasurement : mNextJoin;
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()).count();
   return static_cast<int>(std::clamp<std::int64_t>(left + 1, 0, 1000));
 }
@@ -242,6 +251,10 @@ void Platform_JackSession::Round() {
     return;
   }
   if (mPortsChanged.exchange(false)) {
+    Rescan();
+    mNextLook = Clock::now() + kLookAgainAfter;
+  } else if (Clock::now() >= mNextLook) {
+    mNextLook = Clock::time_point::max();
     Rescan();
   }
   if (!mWays.empty() && Clock::now() >= mNextMeasurement) {
@@ -305,6 +318,7 @@ bool Platform_JackSession::JoinServer() {
 void Platform_JackSession::SetCallbacks(jack_client_t* iClientP) {
   jack_set_process_callback(iClientP, OnProcess, this);
   jack_set_port_registration_callback(iClientP, OnRegistration, this);
+  jack_set_client_registration_callback(iClientP, OnClient, this);
   jack_set_port_rename_callback(iClientP, OnRename, this);
   jack_set_freewheel_callback(iClientP, OnFreewheel, this);
   jack_set_sample_rate_callback(iClientP, OnSampleRate, this);

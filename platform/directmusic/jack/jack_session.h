@@ -62,6 +62,7 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   static void OnShutdown(void* iSessionP);
   static void OnInfoShutdown(jack_status_t iCode, const char* iReason, void* iSessionP);
   static void OnRegistration(jack_port_id_t iPort, int iIsThere, void* iSessionP);
+  static void OnClient(const char* iName, int iIsThere, void* iSessionP);
   static void OnRename(jack_port_id_t iPort, const char* iOld, const char* iNew, void* iSessionP);
   static void OnFreewheel(int iRuns, void* iSessionP);
   static int OnSampleRate(jack_nframes_t iRate, void* iSessionP);
@@ -124,5 +125,6 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   std::map<std::string, unsigned> mAppearances;
   unsigned mNextAppearance = 0;
   std::chrono::steady_clock::time_point mNextJoin;
+  std::chrono::steady_clock::time_point mNextLook = std::chrono::steady_clock::time_point::max();
   std::chrono::steady_clock::time_point mNextMeasurement;
 };

@@ -13,6 +13,8 @@ namespace {
 // Well below what any server delivers in one cycle.
 constexpr std::size_t kMostEvents = 256;
 constexpr std::size_t kMostBytes = 4096;
+// Microseconds that the server's frames may be apart from its clock.
+constexpr std::int64_t kMostAstray = 1'000;
 
 // How far our clock is ahead of the server's, told apart to the time of the quickest of some readings.
 std::int64_t ClockOffset() {
@@ -41,6 +43,7 @@ std::string Test_JackClient::Open(const std::string& iName) {
     return "a bare client finds no server";
   }
   jack_set_process_callback(mClientP, OnProcess, this);
+  jack_set_xrun_callback(mClientP, OnLate, this);
   return jack_activate(mClientP) == 0 ? "" : "a bare client can't be activated";
 }
 
@@ -131,6 +134,7 @@ int Test_JackClient::OnProcess(jack_nframes_t iFrames, void* iClientP) {
 }
 
 void Test_JackClient::Process(jack_nframes_t iFrames) {
+  LookForGap(iFrames);
   const std::lock_guard lock(mMutex);
   for (auto& [name, way] : mWays) {
     void* const buffer = way->mPortP != nullptr ? jack_port_get_buffer(way->mPortP, iFrames) : nullptr;
@@ -140,6 +144,31 @@ void Test_JackClient::Process(jack_nframes_t iFrames) {
       Record(*way, buffer, iFrames);
     }
   }
+}
+
+int Test_JackClient::OnLate(void* iClientP) {
+  static_cast<Test_JackClient*>(iClientP)->mTroubles.fetch_add(1);
+  return 0;
+}
+
+void Test_JackClient::LookForGap(jack_nframes_t iFrames) {
+  jack_nframes_t frames = 0;
+  jack_time_t start = 0;
+  jack_time_t next = 0;
+  float period = 0;
+  jack_get_cycle_times(mClientP, &frames, &start, &next, &period);
+  const auto time = static_cast<std::int64_t>(start);
+  const std::int64_t byFrames =
+      std::int64_t{1'000'000} * (frames - mFirstFrame) / jack_get_sample_rate(mClientP);
+  const std::int64_t astray = time - mFirstStart - byFrames;
+  if (mFirstStart != 0 && frames == mNextFrame && astray > -kMostAstray && astray < kMostAstray) {
+    mNextFrame = frames + iFrames;
+    return;
+  }
+  mTroubles.fetch_add(mFirstStart != 0 ? 1 : 0);
+  mFirstStart = time;
+  mFirstFrame = frames;
+  mNextFrame = frames + iFrames;
 }
 
 void Test_JackClient::Play(Way& ioWay, void* iBufferP) {

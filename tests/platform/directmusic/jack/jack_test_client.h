@@ -41,7 +41,9 @@ class Test_JackClient {
   std::size_t Waiting(const std::string& iSource);
   /// All that a sink has recorded; also after it was removed.
   std::vector<Test_Heard> Heard(const std::string& iSink);
-  /// The next cycles record the most events that one of them held.
+  /// How often the server came too late, left frames out, or its frames went apart from its clock.
+  int Troubles() const { return mTroubles.load(); }
+  /// The most events that a cycle held at a sink.
   std::size_t MostInACycle() const { return mMostInACycle.load(); }
 
  private:
@@ -52,8 +54,10 @@ class Test_JackClient {
     std::vector<Test_Heard> mHeard;
   };
 
+  static int OnLate(void* iClientP);
   static int OnProcess(jack_nframes_t iFrames, void* iClientP);
   void Process(jack_nframes_t iFrames);
+  void LookForGap(jack_nframes_t iFrames);
   void Play(Way& ioWay, void* iBufferP);
   void Record(Way& ioWay, void* iBufferP, jack_nframes_t iFrames);
   bool Add(const std::string& iName, bool iIsSource, unsigned long iFlags);
@@ -62,5 +66,10 @@ class Test_JackClient {
   std::mutex mMutex;
   std::vector<std::pair<std::string, std::unique_ptr<Way>>> mWays;
   std::atomic<std::size_t> mMostInACycle{0};
+  std::atomic<int> mTroubles{0};
+  // The process callback's: where frames and clock were together, and the next cycle's first frame.
+  std::int64_t mFirstStart = 0;
+  jack_nframes_t mFirstFrame = 0;
+  jack_nframes_t mNextFrame = 0;
   Way* Find(const std::string& iName);
 };

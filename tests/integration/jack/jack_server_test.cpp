@@ -1,0 +1,547 @@
+// SPDX-License-Identifier: MIT
+// The JACK driver on a real server: programs that nobody here wrote on the other side, equal applications,
+// servers that die.
+#include <gtest/gtest.h>
+#include <jack/jack.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cmn/sys_clock.h"
+#include "cmn/sys_utils.h"
+#include "platform/directmusic/jack/jack_driver.h"
+#include "tests/platform/directmusic/conformance/driver_test_support.h"
+#include "tests/platform/directmusic/jack/jack_test_client.h"
+#include "tests/platform/directmusic/jack/jack_test_server.h"
+
+namespace {
+
+using Messages = std::vector<Test_MidiBytes>;
+
+std::mutex sLogMutex;
+std::vector<std::string> sLog;
+
+void KeepLine(const std::string& iLine) {
+  const std::lock_guard lock(sLogMutex);
+  sLog.push_back(iLine);
+}
+
+std::size_t LinesWith(const std::string& iText) {
+  const std::lock_guard lock(sLogMutex);
+  return static_cast<std::size_t>(std::count_if(sLog.begin(), sLog.end(), [&](const std::string& iLine) {
+    return iLine.find(iText) != std::string::npos;
+  }));
+}
+
+// The message with this number, so that each is another one.
+Test_MidiBytes Numbered(int iNumber) {
+  return {0xE0, static_cast<std::uint8_t>(iNumber % 128), static_cast<std::uint8_t>(iNumber / 128 % 128)};
+}
+int NumberOf(const Test_MidiBytes& iBytes) { return iBytes[1] + iBytes[2] * 128; }
+
+class JackServer : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const char* const wanted = std::getenv("MLOX_TEST_SERVER");
+    if (wanted != nullptr) {
+      ASSERT_EQ(Test_IsPipeWire(), std::string(wanted) == "pipewire")
+          << "another libjack than this run is for";
+    }
+    Sys_Utils::SetLoggerForTest(KeepLine);
+    sLog.clear();
+    ASSERT_EQ(mServer.Start(), "");
+    ASSERT_EQ(mPeer.Open("peer"), "");
+  }
+  void TearDown() override {
+    mInputP.reset();
+    mOutputP.reset();
+    mDriver.Stop();
+    mPeer.Close();
+    mServer.Stop();
+    mProgramP.reset();
+    Sys_Utils::SetLoggerForTest(nullptr);
+  }
+
+  // A program of the system's. It ends after the server: jackd waits long for a client that is killed.
+  void Run(const std::vector<std::string>& iArguments) {
+    mProgramP = std::make_unique<Test_Program>(iArguments);
+  }
+  void StartDriver() {
+    std::string reason;
+    ASSERT_TRUE(mDriver.Start(&mHost, reason)) << reason;
+  }
+  // Waits for a port of this name.
+  Platform_PortInfo Find(const std::string& iName, bool iIsInput) {
+    Platform_PortInfo found;
+    EXPECT_TRUE(Test_WaitFor([&] {
+      for (const Platform_PortInfo& port : mDriver.Ports()) {
+        if (port.mName == iName && port.mIsInput == iIsInput) {
+          found = port;
+          return true;
+        }
+      }
+      return false;
+    })) << iName;
+    return found;
+  }
+  std::vector<std::string> Names(bool iIsInput) {
+    std::vector<std::string> names;
+    for (const Platform_PortInfo& port : mDriver.Ports()) {
+      if (port.mIsInput == iIsInput) {
+        names.push_back(port.mName);
+      }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  bool IsListed(const std::string& iName) {
+    const std::vector<Platform_PortInfo> ports = mDriver.Ports();
+    return std::any_of(ports.begin(), ports.end(),
+                       [&](const Platform_PortInfo& iPort) { return iPort.mName == iName; });
+  }
+  void OpenOutput(const std::string& iName) {
+    mOutputP = mDriver.OpenOutput(Find(iName, false));
+    ASSERT_NE(mOutputP, nullptr);
+  }
+  void OpenInput(const std::string& iName) {
+    mInputP = mDriver.OpenInput(Find(iName, true));
+    ASSERT_NE(mInputP, nullptr);
+  }
+  void Play(std::int64_t iTime, const Test_MidiBytes& iBytes) {
+    ASSERT_TRUE(Test_WaitFor(
+        [&] { return mOutputP->Send(iTime, iBytes.data(), iBytes.size()) == Platform_SendResult::kTaken; }));
+  }
+  Test_MidiBytes Receive(int iMilliseconds = 60'000) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMilliseconds);
+    do {
+      if (mInputP->Read(mPiece)) {
+        return {mPiece.mBytes, mPiece.mBytes + mPiece.mLength};
+      }
+      pollfd poll{mInputP->Descriptor(), POLLIN, 0};
+      ::poll(&poll, 1, 10);
+    } while (std::chrono::steady_clock::now() < end);
+    return {};
+  }
+  Messages Heard(const std::string& iSink, std::size_t iCount) {
+    Test_WaitFor([&] { return mPeer.Heard(iSink).size() >= iCount; });
+    Messages messages;
+    for (const Test_Heard& heard : mPeer.Heard(iSink)) {
+      messages.push_back(heard.mBytes);
+    }
+    return messages;
+  }
+
+  std::unique_ptr<Test_Program> mProgramP;
+  Test_JackServer mServer;
+  Test_JackClient mPeer;
+  Test_DriverHost mHost;
+  Platform_JackDriver mDriver;
+  std::unique_ptr<Platform_DriverOutput> mOutputP;
+  std::unique_ptr<Platform_DriverInput> mInputP;
+  Platform_Piece mPiece;
+};
+
+// ---- programs that nobody here wrote ----
+
+// A line of jack_midi_dump: frames since its start, a colon, bytes in hexadecimal, then words.
+bool ParseDumpLine(const std::string& iLine, std::int64_t& oFrame, Test_MidiBytes& oBytes) {
+  std::istringstream line(iLine);
+  char colon = 0;
+  if (!(line >> oFrame >> colon) || colon != ':') {
+    return false;
+  }
+  oBytes.clear();
+  for (std::string word; line >> word && word.size() == 2;) {
+    oBytes.push_back(static_cast<std::uint8_t>(std::strtoul(word.c_str(), nullptr, 16)));
+  }
+  return !oBytes.empty();
+}
+
+TEST_F(JackServer, JackMidiDumpHearsWhatWePlayInOrderAndInTime) {
+  Run({"jack_midi_dump", "-a", "dump"});
+  StartDriver();
+  OpenOutput("dump:input");
+  const int troubles = mPeer.Troubles();
+  const std::int64_t start = Sys_Clock::Microseconds() + 50'000;
+  constexpr int kCount = 60;
+  std::vector<std::int64_t> wanted;
+  bool wasLate = false;
+  for (int i = 0; i < kCount; ++i) {
+    wanted.push_back(start + i * 7'321);
+    // As the port above does: at most 100 ms ahead.
+    while (Sys_Clock::Microseconds() < wanted.back() - 80'000) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    Play(wanted.back(), {0x91, static_cast<std::uint8_t>(i + 1), static_cast<std::uint8_t>(100 - i)});
+    wasLate = wasLate || Sys_Clock::Microseconds() > wanted.back();
+  }
+  std::vector<std::int64_t> frames;
+  Messages bytes;
+  Test_WaitFor([&] {
+    frames.clear();
+    bytes.clear();
+    std::istringstream output(mProgramP->Output());
+    for (std::string line; std::getline(output, line);) {
+      std::int64_t frame = 0;
+      Test_MidiBytes message;
+      if (!output.eof() && ParseDumpLine(line, frame, message)) {
+        frames.push_back(frame);
+        bytes.push_back(message);
+      }
+    }
+    return bytes.size() >= kCount;
+  });
+  ASSERT_EQ(bytes.size(), static_cast<std::size_t>(kCount)) << mProgramP->Output();
+  for (int i = 0; i < kCount; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    EXPECT_EQ(bytes[at],
+              (Test_MidiBytes{0x91, static_cast<std::uint8_t>(i + 1), static_cast<std::uint8_t>(100 - i)}));
+    // Its clock began some time: the first note is the measure of the others. It counts the frames of the
+    // cycles that it gets, which is no clock where the server stumbled; nor is late what was written late.
+    const std::int64_t heard = (frames[at] - frames[0]) * 1'000'000 / 48'000;
+    if (!wasLate && mPeer.Troubles() == troubles) {
+      EXPECT_NEAR(static_cast<double>(heard), static_cast<double>(wanted[at] - wanted[0]), 5'000) << i;
+    }
+  }
+}
+
+TEST_F(JackServer, WhatJackMidiseqSendsArrivesCompleteAndInOrder) {
+  // A loop of 2,400 frames with two notes: on and off of both, over and over.
+  Run({"jack_midiseq", "seq", "2400", "0", "60", "600", "1200", "63", "600"});
+  StartDriver();
+  OpenInput("seq:out");
+  std::vector<std::uint8_t> steps;
+  for (int i = 0; i < 200; ++i) {
+    const Test_MidiBytes message = Receive();
+    ASSERT_EQ(message.size(), 3u);
+    ASSERT_TRUE(message[0] == 0x90 || message[0] == 0x80) << int{message[0]};
+    ASSERT_TRUE(message[1] == 60 || message[1] == 63) << int{message[1]};
+    steps.push_back(static_cast<std::uint8_t>((message[1] == 63 ? 2 : 0) + (message[0] == 0x80 ? 1 : 0)));
+  }
+  for (std::size_t i = 1; i < steps.size(); ++i) {
+    ASSERT_EQ(steps[i], (steps[i - 1] + 1) % 4) << "a message is missing or doubled at " << i;
+  }
+  EXPECT_EQ(mInputP->LostPieces(), 0u);
+}
+
+// ---- ports ----
+
+TEST_F(JackServer, PortsOfOursAreRegisteredWhenTheyAreOpenedAndNotBefore) {
+  mPeer.AddSink("sink");
+  StartDriver();
+  Find("peer:sink", false);
+  const auto count = [&] {
+    const char** const names = jack_get_ports(mPeer.Get(), "(in|out) [0-9]+$", nullptr, 0);
+    int ports = 0;
+    for (; names != nullptr && names[ports] != nullptr; ++ports) {
+    }
+    jack_free(names);
+    return ports;
+  };
+  EXPECT_EQ(count(), 0);
+  OpenOutput("peer:sink");
+  EXPECT_EQ(count(), 1);
+  mOutputP.reset();
+  EXPECT_TRUE(Test_WaitFor([&] { return count() == 0; }));
+}
+
+TEST_F(JackServer, ThePhysicalFlagDecidesWhatIsVirtual) {
+  mPeer.AddSink("soft");
+  mPeer.AddSink("hard", JackPortIsPhysical | JackPortIsTerminal);
+  StartDriver();
+  EXPECT_TRUE(Find("peer:soft", false).mIsVirtual);
+  EXPECT_FALSE(Find("peer:hard", false).mIsVirtual);
+}
+
+TEST_F(JackServer, AnotherClientsPortsComeAndGoWhileWeRun) {
+  StartDriver();
+  EXPECT_FALSE(IsListed("peer:late"));
+  int changes = mHost.Changes();
+  mPeer.AddSource("late");
+  EXPECT_TRUE(Test_WaitFor([&] { return mHost.Changes() > changes && IsListed("peer:late"); }));
+  changes = mHost.Changes();
+  mPeer.Remove("late");
+  EXPECT_TRUE(Test_WaitFor([&] { return mHost.Changes() > changes && !IsListed("peer:late"); }));
+}
+
+TEST_F(JackServer, APortThatCameBackIsAnotherOneToWhoHadOpenedIt) {
+  mPeer.AddSink("sink");
+  StartDriver();
+  const Platform_PortInfo before = Find("peer:sink", false);
+  OpenOutput("peer:sink");
+  mPeer.Remove("sink");
+  ASSERT_TRUE(Test_WaitFor([&] { return !IsListed("peer:sink"); }));
+  mPeer.AddSink("sink");
+  const Platform_PortInfo after = Find("peer:sink", false);
+  EXPECT_NE(before.mHandle, after.mHandle);
+  EXPECT_EQ(before.mPath, after.mPath);
+  EXPECT_EQ(mDriver.OpenOutput(before), nullptr);
+}
+
+TEST_F(JackServer, EqualApplicationsRunningAtOnceAreToldApartAndASingleOneHasNoNumber) {
+  StartDriver();
+  Test_JackClient first;
+  Test_JackClient third;
+  ASSERT_EQ(first.Open("synth"), "");
+  first.AddSink("in");
+  const std::string single = Find("synth:in", false).mPath;
+  EXPECT_EQ(single, "synth:in");
+  std::vector<std::string> both;
+  {
+    Test_JackClient second;
+    ASSERT_EQ(second.Open("synth"), "");
+    second.AddSink("in");
+    ASSERT_TRUE(Test_WaitFor([&] { return Names(false).size() == 2; }));
+    both = Names(false);
+    EXPECT_NE(both[0], both[1]);
+    EXPECT_EQ(both[0] == "synth:in" || both[1] == "synth:in", true)
+        << "the one that was there keeps its name";
+  }
+  ASSERT_TRUE(Test_WaitFor([&] { return Names(false).size() == 1; }));
+  EXPECT_EQ(Names(false), std::vector<std::string>{"synth:in"});
+  ASSERT_EQ(third.Open("synth"), "");
+  third.AddSink("in");
+  ASSERT_TRUE(Test_WaitFor([&] { return Names(false).size() == 2; }));
+  EXPECT_EQ(Names(false), both) << "the lowest free number is given again";
+}
+
+TEST_F(JackServer, WhatEachOfTwoEqualApplicationsIsSentReachesThatOne) {
+  StartDriver();
+  Test_JackClient first;
+  Test_JackClient second;
+  ASSERT_EQ(first.Open("synth"), "");
+  first.AddSink("in");
+  Find("synth:in", false);
+  ASSERT_EQ(second.Open("synth"), "");
+  second.AddSink("in");
+  ASSERT_TRUE(Test_WaitFor([&] { return Names(false).size() == 2; }));
+  for (const Platform_PortInfo& port : mDriver.Ports()) {
+    if (!port.mIsInput) {
+      mOutputP = mDriver.OpenOutput(port);
+      ASSERT_NE(mOutputP, nullptr);
+      Play(kPlatform_AtOnce, {0xC0, static_cast<std::uint8_t>(port.mName == "synth:in" ? 1 : 2)});
+      ASSERT_TRUE(
+          Test_WaitFor([&] { return (port.mName == "synth:in" ? first : second).Heard("in").size() == 1; }));
+      mOutputP.reset();
+    }
+  }
+  EXPECT_EQ(first.Heard("in").at(0).mBytes, (Test_MidiBytes{0xC0, 1}));
+  EXPECT_EQ(second.Heard("in").at(0).mBytes, (Test_MidiBytes{0xC0, 2}));
+}
+
+// ---- cycles ----
+
+TEST_F(JackServer, AtMost512EventsGoIntoACycleAndAllArrive) {
+  mPeer.AddSink("sink");
+  StartDriver();
+  OpenOutput("peer:sink");
+  Messages sent;
+  for (int i = 0; i < 4'000; ++i) {
+    sent.push_back(Numbered(i));
+    Play(kPlatform_AtOnce, sent.back());
+  }
+  EXPECT_EQ(Heard("sink", sent.size()), sent);
+  EXPECT_LE(mPeer.MostInACycle(), 512u);
+}
+
+TEST_F(JackServer, APortThatWasClosedNeverSoundsItsLastBufferAgain) {
+  mPeer.AddSink("sink");
+  StartDriver();
+  for (int i = 0; i < 30; ++i) {
+    OpenOutput("peer:sink");
+    Play(kPlatform_AtOnce, Numbered(i));
+    Heard("sink", static_cast<std::size_t>(i) + 1);
+    mOutputP.reset();
+  }
+  OpenOutput("peer:sink");
+  Play(kPlatform_AtOnce, Numbered(30));
+  const Messages heard = Heard("sink", 31);
+  ASSERT_EQ(heard.size(), 31u);
+  for (int i = 0; i <= 30; ++i) {
+    EXPECT_EQ(heard[static_cast<std::size_t>(i)], Numbered(i));
+  }
+}
+
+TEST_F(JackServer, TheLatencyIsOnePeriodAndFollowsItsChanges) {
+  mPeer.AddSink("sink");
+  StartDriver();
+  OpenOutput("peer:sink");
+  const auto periodOf = [&](jack_nframes_t iFrames) {
+    return (iFrames * 1'000'000 + jack_get_sample_rate(mPeer.Get()) - 1) / jack_get_sample_rate(mPeer.Get());
+  };
+  EXPECT_TRUE(Test_WaitFor([&] {
+    return mOutputP->LatencyMicroseconds() == periodOf(jack_get_buffer_size(mPeer.Get()));
+  })) << mOutputP->LatencyMicroseconds();
+  const jack_nframes_t other = jack_get_buffer_size(mPeer.Get()) == 512 ? 1024 : 512;
+  ASSERT_EQ(jack_set_buffer_size(mPeer.Get(), other), 0);
+  EXPECT_TRUE(Test_WaitFor([&] { return mOutputP->LatencyMicroseconds() == periodOf(other); }))
+      << mOutputP->LatencyMicroseconds();
+}
+
+TEST_F(JackServer, InFreewheelTimeGoesByFrames) {
+  mPeer.AddSink("sink");
+  StartDriver();
+  OpenOutput("peer:sink");
+  const std::int64_t start = Sys_Clock::Microseconds();
+  // By the clock on the wall these come at the end of all patience.
+  Play(start + std::int64_t{60} * 1'000'000, {0xC0, 2});
+  Play(start + std::int64_t{30} * 1'000'000, {0xC0, 1});
+  ASSERT_EQ(jack_set_freewheel(mPeer.Get(), 1), 0);
+  const Messages heard = Heard("sink", 2);
+  jack_set_freewheel(mPeer.Get(), 0);
+  EXPECT_EQ(heard, (Messages{{0xC0, 1}, {0xC0, 2}}));
+  Play(kPlatform_AtOnce, {0xC0, 3});
+  EXPECT_EQ(Heard("sink", 3).back(), (Test_MidiBytes{0xC0, 3}));
+}
+
+TEST_F(JackServer, ASlowReaderFindsWhatHadRoomInOrderAndALossIsCounted) {
+  mPeer.AddSource("source");
+  StartDriver();
+  OpenInput("peer:source");
+  constexpr int kCount = 36'000;
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_TRUE(mPeer.Send("source", Numbered(i)));
+  }
+  ASSERT_TRUE(Test_WaitFor([&] { return mPeer.Waiting("source") == 0; }));
+  ASSERT_TRUE(Test_WaitFor([&] { return mInputP->LostPieces() == kCount - 32'768u; }))
+      << mInputP->LostPieces();
+  for (int i = 0; i < 32'768; ++i) {
+    ASSERT_EQ(Receive(), Numbered(i)) << i;
+  }
+  ASSERT_TRUE(mPeer.Send("source", {0xC0, 1}));
+  EXPECT_EQ(Receive(), (Test_MidiBytes{0xC0, 1}));
+}
+
+// ---- servers that go and come ----
+
+TEST_F(JackServer, AServerKilledWhilePlayingLosesWhatIsCountedAndPlaysNothingTwice) {
+  mPeer.AddSink("sink");
+  mPeer.AddSource("source");
+  StartDriver();
+  OpenInput("peer:source");
+  OpenOutput("peer:sink");
+  // Notes spread over the next while, recording at the same time, then the crash in the middle.
+  int accepted = 0;
+  bool isGone = false;
+  const auto send = [&](std::int64_t iTime) {
+    const Test_MidiBytes bytes = Numbered(accepted);
+    const Platform_SendResult result = mOutputP->Send(iTime, bytes.data(), bytes.size());
+    accepted += result == Platform_SendResult::kTaken ? 1 : 0;
+    isGone = result == Platform_SendResult::kGone;
+    EXPECT_NE(result, Platform_SendResult::kFull);
+  };
+  for (int i = 0; i < 300; ++i) {
+    send(Sys_Clock::Microseconds() + i * 1'000);
+    mPeer.Send("source", Numbered(i));
+  }
+  ASSERT_TRUE(Test_WaitFor([&] { return mPeer.Heard("sink").size() >= 20; }));
+  mServer.Kill();
+  while (!isGone && accepted < 4'000) {
+    send(kPlatform_AtOnce);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(isGone);
+  ASSERT_TRUE(Test_WaitFor([&] { return mDriver.Ports().empty(); }));
+  const std::size_t heard = mPeer.Heard("sink").size();
+  // What the last cycles held may have died inside the server: 512 events of a cycle and its neighbour.
+  EXPECT_LE(heard + mOutputP->LostMessages(), static_cast<std::size_t>(accepted));
+  EXPECT_GT(mOutputP->LostMessages(), 0u);
+  EXPECT_GE(heard + mOutputP->LostMessages() + 64, static_cast<std::size_t>(accepted));
+  std::printf("accepted %d, heard %zu, fell into the gap and counted %llu\n", accepted, heard,
+              static_cast<unsigned long long>(mOutputP->LostMessages()));
+  const Messages messages = Heard("sink", 0);
+  for (std::size_t i = 1; i < messages.size(); ++i) {
+    ASSERT_EQ(NumberOf(messages[i]), NumberOf(messages[i - 1]) + 1) << "lost or doubled before the crash";
+  }
+  // What arrived before the crash can still be read, in order.
+  int read = 0;
+  for (Test_MidiBytes bytes = Receive(20); !bytes.empty(); bytes = Receive(20)) {
+    ASSERT_EQ(bytes, Numbered(read++));
+  }
+  EXPECT_GT(read, 0);
+  mInputP.reset();
+  mOutputP.reset();
+  EXPECT_TRUE(Test_WaitFor([&] { return LinesWith("fell into the gap") == 1; }));
+
+  // The server returns, then the other application.
+  mPeer.Close();
+  ASSERT_EQ(mServer.Start(), "");
+  const std::int64_t back = Sys_Clock::Microseconds();
+  Test_JackClient again;
+  ASSERT_EQ(again.Open("peer"), "");
+  again.AddSink("sink");
+  again.AddSource("source");
+  OpenOutput("peer:sink");
+  OpenInput("peer:source");
+  Play(kPlatform_AtOnce, {0xC0, 7});
+  ASSERT_TRUE(Test_WaitFor([&] { return !again.Heard("sink").empty(); }));
+  const std::int64_t first = Sys_Clock::Microseconds();
+  std::printf("first note %.3f s after the server's return\n", static_cast<double>(first - back) / 1e6);
+  EXPECT_EQ(again.Heard("sink").front().mBytes, (Test_MidiBytes{0xC0, 7}))
+      << "what was accepted before the crash must not come out of time";
+  again.Send("source", {0xC0, 8});
+  EXPECT_EQ(Receive(), (Test_MidiBytes{0xC0, 8}));
+  EXPECT_EQ(again.Heard("sink").size(), 1u);
+  mInputP.reset();
+  mOutputP.reset();
+  mDriver.Stop();
+}
+
+TEST_F(JackServer, AServerThatIsStoppedInGoodOrderTakesItsPortsAlong) {
+  mPeer.AddSink("sink");
+  StartDriver();
+  OpenOutput("peer:sink");
+  mPeer.Close();
+  ASSERT_TRUE(Test_WaitFor([&] { return !IsListed("peer:sink"); }));
+  const int changes = mHost.Changes();
+  mServer.Stop();
+  EXPECT_TRUE(Test_WaitFor([&] { return mDriver.Ports().empty(); }));
+  EXPECT_GE(mHost.Changes(), changes);
+  const std::uint8_t note[] = {0x90, 1, 1};
+  EXPECT_EQ(mOutputP->Send(kPlatform_AtOnce, note, 3), Platform_SendResult::kGone);
+}
+
+TEST_F(JackServer, TheDriverOutlivesFiveServers) {
+  StartDriver();
+  mPeer.Close();
+  for (int round = 0; round < 5; ++round) {
+    mServer.Kill();
+    ASSERT_TRUE(Test_WaitFor([&] { return mDriver.Ports().empty(); }));
+    ASSERT_EQ(mServer.Start(), "");
+    Test_JackClient peer;
+    ASSERT_EQ(peer.Open("peer"), "");
+    peer.AddSink("sink");
+    OpenOutput("peer:sink");
+    Play(kPlatform_AtOnce, {0xC0, static_cast<std::uint8_t>(round)});
+    ASSERT_TRUE(Test_WaitFor([&] { return peer.Heard("sink").size() == 1; }));
+    mOutputP.reset();
+  }
+}
+
+TEST_F(JackServer, WithoutAServerTheDriverStartsNoneAndSaysWhy) {
+  mPeer.Close();
+  mServer.Stop();
+  // libjack would start one from this, were it let.
+  ::unsetenv("JACK_NO_START_SERVER");
+  std::string reason;
+  ::testing::internal::CaptureStderr();
+  EXPECT_FALSE(mDriver.Start(&mHost, reason));
+  const std::string errors = ::testing::internal::GetCapturedStderr();
+  ::setenv("JACK_NO_START_SERVER", "1", 1);
+  EXPECT_EQ(reason, "no JACK server runs");
+  jack_status_t status{};
+  EXPECT_EQ(jack_client_open("nobody", JackNoStartServer, &status), nullptr);
+  EXPECT_TRUE(mDriver.Ports().empty());
+  if (!Test_IsPipeWire()) {
+    EXPECT_GE(LinesWith("mlox: JACK: "), 1u) << "libjack's messages go to our report";
+    EXPECT_EQ(errors.find("Cannot connect"), std::string::npos) << errors;
+  }
+}
+
+}  // namespace
