@@ -1,20 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_inputport.h"
 
-#include "cmn/cmn_assert.h"
 #include "mlox/mlox_manager.h"
-
-namespace {
-
-constexpr char kAssertSource[] = "mlox/mlox_inputport";
-
-// The index of a service that wasn't installed yet, and that of a fourth one, have no entry.
-bool HasEntry(int iServiceIndex) {
-  return CMN_ASSERT_FROM(kAssertSource, iServiceIndex >= 1 && iServiceIndex < Mlox_cMaxInstalledServices,
-                         "iServiceIndex >= 1 && iServiceIndex < Mlox_cMaxInstalledServices");
-}
-
-}  // namespace
 
 Mlox_InputPort::Mlox_InputPort(Mlox_RawMidiReceiver* iRawMidiReceiverP)
     : mRawMidiReceiverP(iRawMidiReceiverP) {}
@@ -25,10 +12,8 @@ void Mlox_InputPort::ConnectToInputs(const Mlox_InputList& iInputs) {
 
 void Mlox_InputPort::CloseCurrentConnections() { Mlox_Manager::Singleton()->InputPortCloseConnections(this); }
 
-void* Mlox_InputPort::GetServiceEntry(int iServiceIndex) const {
-  return HasEntry(iServiceIndex) ? mServiceEntries[iServiceIndex] : nullptr;
-}
+void* Mlox_InputPort::GetServiceEntry(int iServiceIndex) const { return mServiceEntries.Get(iServiceIndex); }
 
 void Mlox_InputPort::SetServiceEntry(int iServiceIndex, void* iEntryP) {
-  if (HasEntry(iServiceIndex)) mServiceEntries[iServiceIndex] = iEntryP;
+  mServiceEntries.Set(iServiceIndex, iEntryP);
 }

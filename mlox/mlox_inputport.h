@@ -6,7 +6,7 @@
 #include "cmn/cmn_doublylinkedlist.h"
 #include "cmn/cmn_export.h"
 #include "mlox/mlox_input.h"
-#include "mlox/mlox_maxinstalledservices.h"
+#include "mlox/mlox_serviceentries.h"
 
 class Mlox_RawMidiReceiver;
 
@@ -47,5 +47,5 @@ class MLOX_EXPORT Mlox_InputPort : public Cmn_DoublyLinkedList_Link<Mlox_InputPo
 
  private:
   Mlox_RawMidiReceiver* mRawMidiReceiverP;
-  void* mServiceEntries[Mlox_cMaxInstalledServices] = {};
+  Mlox_ServiceEntries mServiceEntries;
 };

@@ -332,11 +332,13 @@ Mlox_InputPort* Mlox_Manager::CreateInputPort(Mlox_RawMidiReceiver* iReceiverP) 
 }
 
 void Mlox_Manager::ConnectInputsToInputPort(const Mlox_InputList& iInputs, Mlox_InputPort* iInputPortP) {
+  if (!CMN_ASSERT_FROM(kAssertSource, iInputPortP != nullptr, "iInputPortP != nullptr")) return;
   ForEachService(mServicesP.get(),
                  [&](Mlox_Service& ioService) { ioService.ConnectInputsToInputPort(iInputs, iInputPortP); });
 }
 
 void Mlox_Manager::InputPortCloseConnections(Mlox_InputPort* iInputPortP) {
+  if (!CMN_ASSERT_FROM(kAssertSource, iInputPortP != nullptr, "iInputPortP != nullptr")) return;
   ForEachService(mServicesP.get(),
                  [&](Mlox_Service& ioService) { ioService.InputPortCloseConnections(iInputPortP); });
 }
@@ -465,7 +467,10 @@ void Mlox_Manager::UpdateIACSources() {}
 
 // ---- notifications ----
 
-void Mlox_Manager::AddListener(Mlox_Manager_Listener* iListenerP) { mListeners.AddToTail(iListenerP); }
+void Mlox_Manager::AddListener(Mlox_Manager_Listener* iListenerP) {
+  if (!CMN_ASSERT_FROM(kAssertSource, iListenerP != nullptr, "iListenerP != nullptr")) return;
+  mListeners.AddToTail(iListenerP);
+}
 
 // Services raise the flags from any thread and in any number; CheckStudioSetup takes each by one exchange.
 // All accesses are sequentially consistent: changes are rare, and a flag raised by one thread must not be

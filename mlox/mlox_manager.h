@@ -129,9 +129,11 @@ class MLOX_EXPORT Mlox_Manager {
   Mlox_InputPort* CreateInputPort(Mlox_RawMidiReceiver* iReceiverP);
 
   /// [main] Mlox_InputPort::ConnectToInputs is the usual way here.
+  /// \param iInputPortP  null is reported: nobody is asked
   void ConnectInputsToInputPort(const Mlox_InputList& iInputs, Mlox_InputPort* iInputPortP);
 
   /// [main] Mlox_InputPort::CloseCurrentConnections is the usual way here.
+  /// \param iInputPortP  null is reported: nobody is asked
   void InputPortCloseConnections(Mlox_InputPort* iInputPortP);
 
   /// [main] Blocks or unblocks an input in every port. No service of this library reacts at present.
@@ -176,6 +178,7 @@ class MLOX_EXPORT Mlox_Manager {
   // ---- notifications ----
 
   /// [main] Appends a listener; its destructor takes it out again.
+  /// \param iListenerP  not owned; null is reported: no change
   void AddListener(Mlox_Manager_Listener* iListenerP);
 
   /// [any] For services: the output devices have changed.

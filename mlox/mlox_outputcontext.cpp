@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_outputcontext.h"
 
-#include <algorithm>
-#include <iterator>
-
 #include "cmn/cmn_assert.h"
 #include "cmn/spsstartupoption.h"
 
@@ -13,11 +10,6 @@ constexpr char kAssertSource[] = "mlox/mlox_outputcontext";
 
 // One for the whole process, looked up when the library is loaded.
 const SPSStartupOptionBool DisableBatchDelivery("DisableBatchDelivery", false, SPSStartupOption_cVisible);
-
-bool HasEntry(int iServiceIndex) {
-  return CMN_ASSERT_FROM(kAssertSource, iServiceIndex >= 1 && iServiceIndex < Mlox_cMaxInstalledServices,
-                         "iServiceIndex >= 1 && iServiceIndex < Mlox_cMaxInstalledServices");
-}
 
 }  // namespace
 
@@ -40,8 +32,7 @@ Mlox_OutputContext& Mlox_OutputContext::operator=(Mlox_OutputContext&& iOther) n
 
 void Mlox_OutputContext::CopyEntriesAndCount(const Mlox_OutputContext& iOther) {
   if (this == &iOther) return;
-  std::copy(std::begin(iOther.mServiceEntries), std::end(iOther.mServiceEntries),
-            std::begin(mServiceEntries));
+  mServiceEntries = iOther.mServiceEntries;
   mBatchDeliveryCount = iOther.mBatchDeliveryCount;
 }
 
@@ -70,9 +61,9 @@ void Mlox_OutputContext::AddBatchDeliveryEntry(Mlox_OutputContextBatchDeliveryEn
 }
 
 void* Mlox_OutputContext::GetServiceEntry(int iServiceIndex) const {
-  return HasEntry(iServiceIndex) ? mServiceEntries[iServiceIndex] : nullptr;
+  return mServiceEntries.Get(iServiceIndex);
 }
 
 void Mlox_OutputContext::SetServiceEntry(int iServiceIndex, void* iEntryP) {
-  if (HasEntry(iServiceIndex)) mServiceEntries[iServiceIndex] = iEntryP;
+  mServiceEntries.Set(iServiceIndex, iEntryP);
 }

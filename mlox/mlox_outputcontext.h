@@ -7,8 +7,8 @@
 
 #include "cmn/cmn_doublylinkedlist.h"
 #include "cmn/cmn_export.h"
-#include "mlox/mlox_maxinstalledservices.h"
 #include "mlox/mlox_outputcontextbatchdeliveryentry.h"
+#include "mlox/mlox_serviceentries.h"
 
 /// The stream of events that a write belongs to: it keeps writers apart whose time stamps are not to be
 /// mixed. It also collects batches. Mlox_Manager makes contexts and keeps them for the rest of the process.
@@ -54,7 +54,7 @@ class MLOX_EXPORT Mlox_OutputContext {
  private:
   void CopyEntriesAndCount(const Mlox_OutputContext& iOther);
 
-  void* mServiceEntries[Mlox_cMaxInstalledServices] = {};
+  Mlox_ServiceEntries mServiceEntries;
   std::int32_t mBatchDeliveryCount = 0;
   Cmn_DoublyLinkedList<Mlox_OutputContextBatchDeliveryEntry> mBatchDeliveryEntries;
 };

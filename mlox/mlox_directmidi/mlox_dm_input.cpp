@@ -17,6 +17,10 @@ Mlox_DM_Input::Mlox_DM_Input(const char* iNameP, Mlox_DM_Service* iServiceP, uin
 
 Mlox_DM_Input::~Mlox_DM_Input() = default;
 
+Mlox_DM_Input* Mlox_DM_Input::FromInput(const Mlox_InputRef& iInput) {
+  return dynamic_cast<Mlox_DM_Input*>(const_cast<Mlox_Input*>(iInput.get()));
+}
+
 void Mlox_DM_Input::ClearServiceP() { mServiceP = nullptr; }
 
 uint32_t Mlox_DM_Input::InternalAddRef() {

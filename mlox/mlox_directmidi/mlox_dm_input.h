@@ -34,6 +34,10 @@ class MLOX_EXPORT Mlox_DM_Input : public Mlox_Input,
   /// \param iClientID  given back by `GetTrackPtr`.
   Mlox_DM_Input(const char* iNameP, Mlox_DM_Service* iServiceP, uint64_t iClientID);
 
+  /// An input of a list as what it is here; null for a null reference and for one of another service. Lists
+  /// give inputs as constant: what changes is their connection and their service, not what they tell.
+  static Mlox_DM_Input* FromInput(const Mlox_InputRef& iInput);
+
   // ---- Mlox_Input ----
 
   /// The service's index and this node's unique id, both as they were when the input was made. [any]

@@ -3,15 +3,6 @@
 
 #include "mlox/mlox_directmidi/mlox_dm_input.h"
 
-namespace {
-
-// Lists give inputs as constant; connecting changes only their receiving half.
-Mlox_DM_Input* AsPlugInInput(const Mlox_InputRef& iInput) {
-  return dynamic_cast<Mlox_DM_Input*>(const_cast<Mlox_Input*>(iInput.get()));
-}
-
-}  // namespace
-
 Mlox_DM_InputPortState::Mlox_DM_InputPortState(Mlox_RawMidiReceiver* iRawMidiReceiverP)
     : mRawMidiReceiverP(iRawMidiReceiverP) {}
 
@@ -19,7 +10,7 @@ Mlox_DM_InputPortState::~Mlox_DM_InputPortState() = default;
 
 void Mlox_DM_InputPortState::ConnectInputs(const Mlox_InputList& iInputs) {
   for (const Mlox_InputRef& input : iInputs) {
-    Mlox_DM_Input* plugInInputP = AsPlugInInput(input);
+    Mlox_DM_Input* plugInInputP = Mlox_DM_Input::FromInput(input);
     if (plugInInputP == nullptr) continue;
     plugInInputP->Connect(mRawMidiReceiverP);
     mConnectedInputs.push_back(input);
@@ -27,6 +18,6 @@ void Mlox_DM_InputPortState::ConnectInputs(const Mlox_InputList& iInputs) {
 }
 
 void Mlox_DM_InputPortState::CloseConnections() {
-  for (const Mlox_InputRef& input : mConnectedInputs) AsPlugInInput(input)->Disconnect();
+  for (const Mlox_InputRef& input : mConnectedInputs) Mlox_DM_Input::FromInput(input)->Disconnect();
   mConnectedInputs.clear();
 }

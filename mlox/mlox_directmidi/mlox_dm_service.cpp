@@ -68,13 +68,9 @@ void Disconnect(Mlox_DataSource* iSourceP, Mlox_BasicOutput* iOutputP) {
   if (iSourceP != nullptr) iSourceP->Disconnect(Cmn_AliasedRefCountPtr<Mlox_BasicOutput>(iOutputP));
 }
 
-Mlox_DM_Input* AsPlugInInput(const Mlox_InputRef& iInput) {
-  return dynamic_cast<Mlox_DM_Input*>(const_cast<Mlox_Input*>(iInput.get()));
-}
-
 // Every input on the list is one of ours; another kind is a fault, told in the tracing form, and passed over.
 Mlox_DM_Input* CheckedPlugInInput(const Mlox_InputRef& iInput) {
-  Mlox_DM_Input* currentInput = AsPlugInInput(iInput);
+  Mlox_DM_Input* currentInput = Mlox_DM_Input::FromInput(iInput);
   CMN_TRACEASSERT(kAssertSource, currentInput != nullptr, "currentInput");
   return currentInput;
 }
@@ -112,7 +108,7 @@ Mlox_DM_Service::~Mlox_DM_Service() {
   }
   for (Mlox_DM_GlobalOutput* outputP : mGlobalOutputs) outputP->ClearServiceP();
   for (const Mlox_InputRef& input : mInputs) {
-    if (Mlox_DM_Input* inputP = AsPlugInInput(input)) inputP->ClearServiceP();
+    if (Mlox_DM_Input* inputP = Mlox_DM_Input::FromInput(input)) inputP->ClearServiceP();
   }
   mGlobalOutputs.clear();
   mInputs.clear();
@@ -343,21 +339,22 @@ void Mlox_DM_Service::CreateOutputContext(Mlox_OutputContext*) {}
 
 void Mlox_DM_Service::InputPortBlockInput(const Mlox_Input&, bool, Mlox_InputPort*) {}
 
-bool Mlox_DM_Service::HasPortSlot() const {
+bool Mlox_DM_Service::CanServe(const Mlox_InputPort* iInputPortP) const {
+  if (!CMN_ASSERT_FROM(kAssertSource, iInputPortP != nullptr, "iInputPortP != nullptr")) return false;
   // Indices count from 1 and index the array itself, so its first entry is never ours.
   return CMN_ASSERT_FROM(kAssertSource, mPortSlotIndex >= 1 && mPortSlotIndex < Mlox_cMaxInstalledServices,
                          "mPortSlotIndex >= 1 && mPortSlotIndex < Mlox_cMaxInstalledServices");
 }
 
 void Mlox_DM_Service::CreateInputPort(Mlox_InputPort* iInputPortP) {
-  if (!HasPortSlot()) return;
+  if (!CanServe(iInputPortP)) return;
   auto stateP = std::make_unique<Mlox_DM_InputPortState>(iInputPortP->GetRawMidiReceiver());
   iInputPortP->SetServiceEntry(mPortSlotIndex, stateP.get());
   mPortStates[iInputPortP] = std::move(stateP);
 }
 
 Mlox_DM_InputPortState* Mlox_DM_Service::FindLivePortState(Mlox_InputPort* iInputPortP) const {
-  if (!HasPortSlot()) return nullptr;
+  if (!CanServe(iInputPortP)) return nullptr;
   const void* entryP = iInputPortP->GetServiceEntry(mPortSlotIndex);
   if (entryP == nullptr) return nullptr;
   const auto i = mPortStates.find(iInputPortP);

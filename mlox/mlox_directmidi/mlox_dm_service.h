@@ -151,7 +151,7 @@ class MLOX_EXPORT Mlox_DM_Service : public Mlox_Service, public IDirectMIDI3, pu
   Mlox_DM_Input* NewClientInput(const char* iNameP, uint64_t iID);
   Mlox_Device* FindDevice(const Mlox_DeviceDescriptor* iDescriptorP, bool iCompareName) const;
   Mlox_InputRef FindInput(const Mlox_DeviceDescriptor* iDescriptorP, bool iCompareName) const;
-  bool HasPortSlot() const;
+  bool CanServe(const Mlox_InputPort* iPortP) const;
   Mlox_DM_InputPortState* FindLivePortState(Mlox_InputPort* iPortP) const;
 
   std::vector<Mlox_DM_Device*> mOutputs;  // not counted: each device takes itself off

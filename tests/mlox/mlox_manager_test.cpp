@@ -607,7 +607,28 @@ TEST_F(Mlox_ManagerTest, CreateInputPortOffersItToEveryServiceInTableOrder) {
   EXPECT_THAT(secondP->mPorts, ElementsAre(port.get()));
 }
 
+TEST_F(Mlox_ManagerTest, ANullPortIsReportedAndNoServiceIsAsked) {
+  Manager().AddService(new Test_FakeService("first", &mLog), 16);
+  mLog.clear();
+  const Test_AssertRecorder recorder;
+  Manager().ConnectInputsToInputPort({}, nullptr);
+  Manager().InputPortCloseConnections(nullptr);
+  EXPECT_THAT(recorder.Texts(), ElementsAre("iInputPortP != nullptr", "iInputPortP != nullptr"));
+  EXPECT_EQ(recorder.Reports()[0].mSource, "mlox/mlox_manager");
+  EXPECT_FALSE(recorder.Reports()[0].mThrowing);
+  EXPECT_THAT(mLog, IsEmpty());
+}
+
 // ---- notifications ----
+
+TEST_F(Mlox_ManagerTest, ANullListenerIsReportedAndBroadcastsGoOnWithoutIt) {
+  const Test_AssertRecorder recorder;
+  Manager().AddListener(nullptr);
+  EXPECT_THAT(recorder.Texts(), ElementsAre("iListenerP != nullptr"));
+  Manager().ServiceInputListChanged(nullptr);
+  Manager().CheckStudioSetup();
+  EXPECT_EQ(recorder.Count(), 1);
+}
 
 TEST_F(Mlox_ManagerTest, CheckStudioSetupBroadcastsOutputsInputsPreSendInThisOrder) {
   Test_RecordingListener first(&mLog, "first"), second(&mLog, "second");

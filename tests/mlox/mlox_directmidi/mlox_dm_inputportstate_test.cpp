@@ -73,6 +73,15 @@ TEST_F(Mlox_DM_InputPortStateTest, InputsOfOtherServicesAndNullOnesAreSkipped) {
   EXPECT_EQ(recorder.Count(), 0);
 }
 
+TEST_F(Mlox_DM_InputPortStateTest, ANullPortIsReportedAndNothingHappens) {
+  const Test_AssertRecorder recorder;
+  mServiceP->CreateInputPort(nullptr);
+  mServiceP->ConnectInputsToInputPort({mFirstP}, nullptr);
+  mServiceP->InputPortCloseConnections(nullptr);
+  EXPECT_EQ(recorder.Texts(), std::vector<std::string>(3, "iInputPortP != nullptr"));
+  EXPECT_FALSE(mFirstP->ReceiveMIDI(kNote, 3, 10));
+}
+
 TEST_F(Mlox_DM_InputPortStateTest, AfterInputPortCloseConnectionsASendReturnsFalse) {
   const auto portP = NewPort(&mRaw);
   portP->ConnectToInputs({mFirstP, mSecondP});
