@@ -52,8 +52,9 @@ class MLOX_EXPORT Mlox_DM_DeliveryBase : public IDirectMIDIOutputDeliverySetup,
   /// scope.
   Mlox_DM_GeneralDelivery* GetCurrentDelivery() const { return mState->GetCurrentDelivery(); }
 
-  /// [main] The service is going: no buffered delivery can be made from now on. The nodes tell it by this.
-  void ClearDeliveryService() { mServiceP = nullptr; }
+  /// [main] Where buffered deliveries that are made from now on get their allocator; with null none can be
+  /// made. The nodes pass on by this that their service is going, or that they have another one.
+  void SetDeliveryService(Mlox_DM_Service* iServiceP) { mServiceP = iServiceP; }
 
   /// The scope of one use of the current delivery: of a write, or of a stop of playback. It announces the
   /// thread before it reads the pointer, so that a delivery that is let go meanwhile stays until the scope

@@ -118,7 +118,7 @@ Mlox_DM_Service* Mlox_DM_Device::GetServiceP() const { return mServiceP; }
 void Mlox_DM_Device::SetServiceP(Mlox_DM_Service* iServiceP) {
   mServiceP = iServiceP;
   // The delivery base keeps a pointer of its own, which must not outlive the service either.
-  if (iServiceP == nullptr) ClearDeliveryService();
+  SetDeliveryService(iServiceP);
 }
 
 void Mlox_DM_Device::AddLiveSource() { ++mLiveSourcesCount; }

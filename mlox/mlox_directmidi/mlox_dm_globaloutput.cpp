@@ -38,7 +38,7 @@ Mlox_DM_GlobalOutput::~Mlox_DM_GlobalOutput() {
 
 void Mlox_DM_GlobalOutput::ClearServiceP() {
   mServiceP = nullptr;
-  ClearDeliveryService();
+  SetDeliveryService(nullptr);
 }
 
 void Mlox_DM_GlobalOutput::ReclaimMemory() {

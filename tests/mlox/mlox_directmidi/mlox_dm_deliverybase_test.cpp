@@ -14,6 +14,7 @@
 #include "cmn/sys_delayeddeletion.h"
 #include "mlox/mlox_directmidi/mlox_dm_service.h"
 #include "mlox/mlox_manager_listener.h"
+#include "tests/mlox/mlox_directmidi/assert_mode.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
 #include "tests/mlox/mlox_directmidi/direct_client.h"
 #include "tests/support/assert_recorder.h"
@@ -197,7 +198,7 @@ TEST_F(Mlox_DM_DeliveryBaseTest, WithNoServiceSetBufferedDeliveryReportsAndIsNul
 TEST_F(Mlox_DM_DeliveryBaseTest, AfterTheServiceIsGoneSetBufferedDeliveryReportsAndLeavesTheDeliveryAsItIs) {
   Test_AssertRecorder recorder;
   IDirectMIDIBufferedDelivery* const deliveryP = mNodeP->SetBufferedDelivery();
-  mNodeP->ClearDeliveryService();
+  mNodeP->SetDeliveryService(nullptr);
   EXPECT_EQ(mNodeP->SetBufferedDelivery(), nullptr);
   EXPECT_THAT(recorder.Texts(), ElementsAre("mServiceP"));
   mNodeP->WriteNote(1);
@@ -259,6 +260,25 @@ TEST_F(Mlox_DM_DeliveryBaseTest, ADeliveryLetGoWithNobodyInsideIsDestroyedAtOnce
   EXPECT_EQ(CQCFUnknown::LiveCount(), live + 2);
   deliveryP->Release();
   EXPECT_EQ(CQCFUnknown::LiveCount(), live);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+}
+
+TEST_F(Mlox_DM_DeliveryBaseTest, AWriteThatThrowsItsReportLeavesNobodyInside) {
+  const Test_AssertRecorder recorder;
+  const Test_AssertMode mode(Cmn_Assert::kThrow);
+  const int32_t live = CQCFUnknown::LiveCount();
+  IDirectMIDIBufferedDelivery* const deliveryP = mNodeP->SetBufferedDelivery();
+  const auto writeToNoStream = [&] {
+    const Mlox_DM_DeliveryBase::Writing outer(*mNodeP);
+    const Mlox_DM_DeliveryBase::Writing writing(*mNodeP);
+    writing.GetCurrentDelivery()->WriteEvent(Test_At(1), Mdie_NoteOnEvent(60, 100), 0,
+                                             Mlox_OutputContextRef());
+  };
+  EXPECT_THROW(writeToNoStream(), Cmn_AssertException);
+  EXPECT_EQ(recorder.Count("it != mOutputContexts.end()"), 1);
+  // With somebody left inside it would wait for the pass, and for ever.
+  deliveryP->Release();
+  EXPECT_EQ(CQCFUnknown::LiveCount(), live) << "destroyed at once";
   EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
 }
 

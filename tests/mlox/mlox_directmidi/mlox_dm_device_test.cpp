@@ -321,6 +321,9 @@ TEST_F(Mlox_DM_DeviceTest, SetServiceToNoneLeavesBothPartsWithoutAServiceAsARepo
   EXPECT_EQ(deviceP->SetBufferedDelivery(), nullptr);
   EXPECT_EQ(recorder.Count(), 1);
   deviceP->SetServiceP(mServiceP);
+  IDirectMIDIBufferedDelivery* const deliveryP = deviceP->SetBufferedDelivery();
+  ASSERT_NE(deliveryP, nullptr) << "both parts have one again";
+  deliveryP->Release();
 }
 
 #ifndef NDEBUG

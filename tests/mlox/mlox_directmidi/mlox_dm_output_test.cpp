@@ -9,6 +9,7 @@
 #include "cmn/sys_utils.h"
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
 #include "mlox/mlox_outputcontextref.h"
+#include "tests/mlox/mlox_directmidi/assert_mode.h"
 #include "tests/support/dm_fixture.h"
 
 namespace {
@@ -277,6 +278,21 @@ TEST_F(Mlox_DM_OutputTest, WhileKillWaitsTheGateIsShutForOthers) {
   EXPECT_GE(sleeps, 1);
   EXPECT_FALSE(mainGotIn);
   writer.join();
+}
+
+TEST_F(Mlox_DM_OutputTest, AWriteThatThrowsItsReportLeavesTheGateAsItWas) {
+  Sleeper sleeper;
+  const Test_AssertRecorder recorder;
+  const Test_AssertMode mode(Cmn_Assert::kThrow);
+  IDirectMIDIBufferedDelivery* const deliveryP = mDeviceP->SetBufferedDelivery();
+  EXPECT_THROW(
+      mOutput->WriteEvent(Mdie_Timestamp(Time_Sample(1)), Mdie_NoteOnEvent(60, 1), Mlox_OutputContextRef()),
+      Cmn_AssertException);
+  EXPECT_EQ(recorder.Count("it != mOutputContexts.end()"), 1);
+  // A writer left inside would let this wait for ever. Now a thread that isn't the writer's waits for none.
+  std::thread([this] { static_cast<Mlox_DM_Output&>(*mOutput).Kill(); }).join();
+  EXPECT_EQ(Sleeper::sSleeps, 0);
+  EXPECT_EQ(deliveryP->Release(), 0u);
 }
 
 /// Counts the messages that are being received, and lets a Kill check that none is.

@@ -222,10 +222,15 @@ TEST_F(Mlox_DM_ServiceTest,
 
 TEST_F(Mlox_DM_ServiceTest, TheDestructorLeavesDevicesThatBelongToAnotherServiceAlone) {
   Mlox_DM_Device* deviceP = NewDevice("First");
-  Mlox_DM_Service other(nullptr, &Allocator(), nullptr);
+  Mem2_MasterAllocator allocator;
+  Mlox_DM_Service other(nullptr, &allocator, nullptr);
   deviceP->SetServiceP(&other);
   Manager().RemoveAllServices();
   EXPECT_EQ(deviceP->GetServiceP(), &other);
+  IDirectMIDIBufferedDelivery* const deliveryP = deviceP->SetBufferedDelivery();
+  WriteImmediateNote(*deviceP->GetOutputForChannel(0), 60);
+  EXPECT_EQ(allocator.GetCounters().mBlocksInUse, 1u) << "its deliveries stand on the other's allocator";
+  deliveryP->Release();
   deviceP->SetServiceP(nullptr);
 }
 

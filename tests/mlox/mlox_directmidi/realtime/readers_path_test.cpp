@@ -21,7 +21,11 @@
 #include "cmn/cmn_assert.h"
 #include "mlox/mlox_directmidi/mlox_dm_deliverymessage.h"
 #include "mlox/mlox_directmidi/mlox_dm_directdelivery.h"
+#include "mlox/mlox_directmidi/mlox_dm_service.h"
 #include "mlox/mlox_directmidi/mlox_dm_timedevent.h"
+#include "mlox/mlox_inputport.h"
+#include "mlox/mlox_mididata.h"
+#include "mlox/mlox_rawmidireceiver.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
 #include "tests/mlox/mlox_directmidi/direct_client.h"
 #include "tests/support/assert_recorder.h"
@@ -273,6 +277,104 @@ TEST_F(ReadersPathTest, PullingWhileWritersWriteAndOthersStopIsClean) {
   std::printf("%llu messages pulled past %llu stops, %llu events written\n",
               static_cast<unsigned long long>(pulled), static_cast<unsigned long long>(stops),
               static_cast<unsigned long long>(written));
+}
+
+// ---- the way of what a plug-in sends ----
+
+constexpr char kAssertSource[] = "tests/readers_path_test";
+
+/// An application's receiver that is fit for an audio thread, and may report on it.
+class ReceiverOfATest : public Mlox_RawMidiReceiver {
+ public:
+  int ReceiveRawMidi(Mlox_MidiData* iDataP) override {
+    mBytes += iDataP->mLength;
+    mFirstBytes += iDataP->mData[0];
+    if (mReports) CMN_ASSERT_FROM(kAssertSource, false, "a receiver's report");
+    return mResult;
+  }
+  uint64_t mBytes = 0, mFirstBytes = 0;
+  bool mReports = false;
+  int mResult = 0;
+};
+
+class SendersPathTest : public ::testing::Test {
+ protected:
+  SendersPathTest() {
+    Mlox_Manager* const managerP = Mlox_Manager::Singleton();
+    auto* const serviceP = new Mlox_DM_Service(nullptr, &mAllocator, nullptr);
+    managerP->AddService(serviceP, 1);
+    mNodeP = serviceP->CreateClientInput("Keys");
+    void* receiveP = nullptr;
+    mNodeP->QueryInterface(IDirectMIDIInputReceiveMIDI::kUID, &receiveP);
+    mReceiveP = static_cast<IDirectMIDIInputReceiveMIDI*>(receiveP);
+    mPortP.reset(managerP->CreateInputPort(&mReceiver));
+    managerP->GetNumberOfInputs();
+    mInputs = {managerP->GetInput(0)};
+  }
+  ~SendersPathTest() override {
+    mPortP.reset();
+    mReceiveP->Release();
+    mNodeP->Release();
+    mInputs.clear();
+    Mlox_Manager::Singleton()->RemoveAllServices();
+  }
+
+  // One message in each of the ways there are; how many were taken.
+  int SendAll() {
+    static constexpr std::array<unsigned char, 3> kNote = {0x90, 60, 100};
+    static constexpr std::array<unsigned char, 4096> kLong = {0xF0};
+    int taken = 0;
+    for (const int64_t time : {int64_t{-1}, int64_t{0}, int64_t{1000}}) {
+      taken += mReceiveP->ReceiveMIDI(kNote.data(), 3, time) ? 1 : 0;
+      taken += mReceiveP->ReceiveMIDI(kLong.data(), 4096, time) ? 1 : 0;
+      taken += mReceiveP->ReceiveMIDISpecial(kLong.data(), 4096, time) ? 1 : 0;
+    }
+    return taken;
+  }
+
+  Test_AssertRecorder mRecorder;
+  Mem2_MasterAllocator mAllocator;
+  ReceiverOfATest mReceiver;
+  IDirectMIDIClientInput* mNodeP = nullptr;
+  IDirectMIDIInputReceiveMIDI* mReceiveP = nullptr;
+  std::unique_ptr<Mlox_InputPort> mPortP;
+  Mlox_InputList mInputs;
+};
+
+TEST_F(SendersPathTest, ReceivingWithAConnectionIsClean) {
+  mPortP->ConnectToInputs(mInputs);
+  int taken = 0;
+  const auto caught = Test_RunTrapped([&] { taken = SendAll(); });
+  EXPECT_EQ(caught, Test_TrapCounts{}) << "system call " << caught.mLastSystemCall;
+  EXPECT_EQ(taken, 9);
+  EXPECT_EQ(mReceiver.mBytes, 3u * (3 + 4096 + 4096));
+  EXPECT_EQ(mReceiver.mFirstBytes, 3u * (0x90 + 0xF0 + 0xF0));
+}
+
+TEST_F(SendersPathTest, ReceivingWhatTheReceiverRefusesIsClean) {
+  mReceiver.mResult = 1;
+  mPortP->ConnectToInputs(mInputs);
+  int taken = -1;
+  const auto caught = Test_RunTrapped([&] { taken = SendAll(); });
+  EXPECT_EQ(caught, Test_TrapCounts{}) << "system call " << caught.mLastSystemCall;
+  EXPECT_EQ(taken, 0);
+  EXPECT_GT(mReceiver.mBytes, 0u);
+}
+
+TEST_F(SendersPathTest, ReceivingWithoutAConnectionIsClean) {
+  int taken = -1;
+  const auto caught = Test_RunTrapped([&] { taken = SendAll(); });
+  EXPECT_EQ(caught, Test_TrapCounts{}) << "system call " << caught.mLastSystemCall;
+  EXPECT_EQ(taken, 0);
+  EXPECT_EQ(mReceiver.mBytes, 0u);
+}
+
+TEST_F(SendersPathTest, AReportThatTheReceiverMakesIsClean) {
+  mReceiver.mReports = true;
+  mPortP->ConnectToInputs(mInputs);
+  const auto caught = Test_RunTrapped([&] { SendAll(); });
+  EXPECT_EQ(caught, Test_TrapCounts{}) << "system call " << caught.mLastSystemCall;
+  EXPECT_EQ(mRecorder.Count("a receiver's report"), 9);
 }
 
 // ---- the writer's path ----
