@@ -19,6 +19,7 @@
 #include "cmn/sys_clock.h"
 #include "mlox/mlox_inputport.h"
 #include "mlox/mlox_persistentoutputregistry.h"
+#include "tests/support/assert_mode.h"
 #include "tests/support/assert_recorder.h"
 #include "tests/support/fake_service.h"
 #include "tests/support/manager_fixture.h"
@@ -199,6 +200,7 @@ TEST_F(Mlox_ManagerTest, AddServiceMakesTheOutputCountDirty) {
 TEST_F(Mlox_ManagerTest, ANullServiceIsReportedInTheThrowingFormAndChangesNothing) {
   Test_RecordingListener listener(&mLog);
   Manager().AddListener(&listener);
+  const Test_AssertMode mode(Cmn_Assert::kReport);
   const Test_AssertRecorder recorder;
   Manager().AddService(nullptr, 16);
   ASSERT_EQ(recorder.Count(), 1);
@@ -213,6 +215,7 @@ TEST_F(Mlox_ManagerTest, ANullServiceIsReportedInTheThrowingFormAndChangesNothin
 
 TEST_F(Mlox_ManagerTest, AFifthServiceIsReportedAndAddedAllTheSame) {
   for (const char* name : {"a", "b", "c", "d"}) AddServiceWithDevices(name, 1);
+  const Test_AssertMode mode(Cmn_Assert::kReport);
   const Test_AssertRecorder recorder;
   Test_FakeService* fifthP = AddServiceWithDevices("e", 1);
   ASSERT_EQ(recorder.Count(), 1);
@@ -246,6 +249,16 @@ TEST_F(Mlox_ManagerTest, InModeThrowAFifthServiceThrowsAndIsNotAdded) {
   Cmn_Assert::SetMode(before);
   EXPECT_EQ(fifth->mServiceIndex, -1);
   EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 4);
+}
+
+TEST_F(Mlox_ManagerTest, InModeThrowANullServiceThrowsAndChangesNothing) {
+  Test_RecordingListener listener(&mLog);
+  Manager().AddListener(&listener);
+  const Test_AssertRecorder recorder;
+  const Test_AssertMode mode(Cmn_Assert::kThrow);
+  EXPECT_THROW(Manager().AddService(nullptr, 16), Cmn_AssertException);
+  EXPECT_THAT(mLog, IsEmpty());
+  EXPECT_EQ(AddNewService("a")->mServiceIndex, 1);
 }
 
 // ---- RemoveAllServices ----

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "cmn/cmn_assert.h"
-#include "tests/mlox/mlox_directmidi/assert_mode.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
+#include "tests/support/assert_mode.h"
 #include "tests/support/assert_recorder.h"
 
 namespace {

@@ -17,10 +17,10 @@
 #include "cmn/cmn_assert.h"
 #include "mdid/mdie_systemevents.h"
 #include "mlox/mlox_directmidi/mlox_dm_queuedevent.h"
-#include "tests/mlox/mlox_directmidi/assert_mode.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
 #include "tests/mlox/mlox_directmidi/trace_site.h"
 #include "tests/mlox/mlox_directmidi/uncopyable_sysex.h"
+#include "tests/support/assert_mode.h"
 #include "tests/support/assert_recorder.h"
 
 namespace {

@@ -14,9 +14,9 @@
 #include "cmn/sys_delayeddeletion.h"
 #include "mlox/mlox_directmidi/mlox_dm_service.h"
 #include "mlox/mlox_manager_listener.h"
-#include "tests/mlox/mlox_directmidi/assert_mode.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
 #include "tests/mlox/mlox_directmidi/direct_client.h"
+#include "tests/support/assert_mode.h"
 #include "tests/support/assert_recorder.h"
 
 namespace {

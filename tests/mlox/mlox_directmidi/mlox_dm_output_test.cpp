@@ -9,7 +9,7 @@
 #include "cmn/sys_utils.h"
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
 #include "mlox/mlox_outputcontextref.h"
-#include "tests/mlox/mlox_directmidi/assert_mode.h"
+#include "tests/support/assert_mode.h"
 #include "tests/support/dm_fixture.h"
 
 namespace {

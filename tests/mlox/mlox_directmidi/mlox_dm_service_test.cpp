@@ -9,7 +9,7 @@
 #include "mlox/mlox_genericdevdescriptor.h"
 #include "mlox/mlox_outputcontext.h"
 #include "mlox/mlox_outputdescriptor.h"
-#include "tests/mlox/mlox_directmidi/assert_mode.h"
+#include "tests/support/assert_mode.h"
 #include "tests/support/dm_fixture.h"
 
 /// Reaches a list that only the service itself fills.

@@ -16,8 +16,8 @@
 
 #include "cmn/cmn_assert.h"
 #include "mlox/mlox_directmidi/mlox_dm_queuedevent.h"
-#include "tests/mlox/mlox_directmidi/assert_mode.h"
 #include "tests/mlox/mlox_directmidi/trace_site.h"
+#include "tests/support/assert_mode.h"
 #include "tests/support/assert_recorder.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 /// \file
-/// What tests of the plug-in side need to hold under each value of MLOX_ASSERT.
+/// What tests need to hold under each value of MLOX_ASSERT.
 #pragma once
 
 #include <utility>
