@@ -111,6 +111,29 @@ TEST_F(Mlox_DM_GenericDeviceOrInputTest, SetPluginIdentificationStoresTagAndSpec
   EXPECT_EQ(second.mRegistered, std::vector<SFicPlugInSpec*>{&spec});
 }
 
+TEST_F(Mlox_DM_GenericDeviceOrInputTest, AListenerThatIsToldOfANodeFindsItIdentified) {
+  Entry entry(12);
+  Mlox_DM_Device* deviceP = NewDevice("Synth");
+  class Asking : public Mlox_Manager_Listener {
+   public:
+    void Mlox_Manager_PlugInNodeRegistered(SFicPlugInSpec*) override {
+      mHadTag = mDeviceP->HasPluginTag();
+      mDescriptorP = mDeviceP->GetDeviceDescriptor();
+    }
+    Mlox_DM_Device* mDeviceP = nullptr;
+    bool mHadTag = false;
+    DescriptorP mDescriptorP;
+  };
+  Asking asking;
+  asking.mDeviceP = deviceP;
+  Manager().AddListener(&asking);
+  deviceP->SetPluginIdentification(&entry.mSpec, 42);
+  EXPECT_TRUE(asking.mHadTag);
+  ASSERT_NE(asking.mDescriptorP, nullptr);
+  ASSERT_TRUE(AsNode(asking.mDescriptorP)->HasPluginTag());
+  EXPECT_EQ(AsNode(asking.mDescriptorP)->GetPluginID(), 42);
+}
+
 TEST_F(Mlox_DM_GenericDeviceOrInputTest, SetPluginIdentificationWithANullSpecReportsAndChangesNothing) {
   Test_AssertRecorder recorder;
   Mlox_DM_Device* deviceP = NewDevice("Synth");

@@ -20,12 +20,14 @@ class Source : public Mlox_DataSource {
   void Disconnect(const Cmn_AliasedRefCountPtr<Mlox_BasicOutput>& iOutput) override {
     std::erase(mOutputs, iOutput);
     ++mDisconnects;
+    if (mOrderP != nullptr) mOrderP->push_back(this);
   }
   virtual ~Source() = default;
 
   std::vector<Cmn_AliasedRefCountPtr<Mlox_BasicOutput>> mOutputs;
   int mConnects = 0;
   int mDisconnects = 0;
+  std::vector<Source*>* mOrderP = nullptr;  // where disconnections are noted, if anywhere
 };
 
 /// Moves the clock beyond the age at which retired objects may go, and runs the pass.
@@ -213,8 +215,11 @@ TEST_F(Mlox_DM_GlobalOutputTest, TheLastReleaseEndsAllConnectionsAndThenTheOutpu
   mInterfaceP->SetReceivesClick(true);
   mInterfaceP->SetReceivesMidiBeatClock(true);
   mInterfaceP->SetReceivesMTC(true);
+  std::vector<Source*> order;
+  for (Source* sourceP : {&mMTC, &mClick, &mBeatClock}) sourceP->mOrderP = &order;
   const int32_t componentsBefore = CQCFUnknown::LiveCount();
   EXPECT_EQ(mInterfaceP->Release(), 0u);
+  EXPECT_EQ(order, (std::vector<Source*>{&mClick, &mBeatClock, &mMTC}));
   EXPECT_EQ(mClick.mDisconnects, 1);
   EXPECT_EQ(mBeatClock.mDisconnects, 1);
   EXPECT_EQ(mMTC.mDisconnects, 1);

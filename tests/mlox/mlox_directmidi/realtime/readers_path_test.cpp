@@ -19,11 +19,14 @@
 #include <vector>
 
 #include "cmn/cmn_assert.h"
+#include "mlox/mlox_directmidi/idirectmidiclientinput.h"
+#include "mlox/mlox_directmidi/idirectmidiinputreceivemidi.h"
 #include "mlox/mlox_directmidi/mlox_dm_deliverymessage.h"
 #include "mlox/mlox_directmidi/mlox_dm_directdelivery.h"
 #include "mlox/mlox_directmidi/mlox_dm_service.h"
 #include "mlox/mlox_directmidi/mlox_dm_timedevent.h"
 #include "mlox/mlox_inputport.h"
+#include "mlox/mlox_manager.h"
 #include "mlox/mlox_mididata.h"
 #include "mlox/mlox_rawmidireceiver.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
@@ -312,6 +315,7 @@ class SendersPathTest : public ::testing::Test {
     mInputs = {managerP->GetInput(0)};
   }
   ~SendersPathTest() override {
+    mPortP->CloseCurrentConnections();
     mPortP.reset();
     mReceiveP->Release();
     mNodeP->Release();
