@@ -2,6 +2,9 @@
 // The hardware service with ports behind the studio's endpoints: names on this machine, connections, the end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <algorithm>
 #include <chrono>
@@ -255,6 +258,38 @@ TEST_F(Mlox_DirectMusic_ServicePortsTest, AHundredRoundsOfActivatingConnectingAL
   }
   Sys_Utils::SetSleeperForTest(nullptr);
 }
+
+// What a replug leaves behind, since released devices are never deleted. A checker of memory has an allocator
+// of its own, which counts nothing here.
+#if defined(__GLIBC__)
+TEST_F(Mlox_DirectMusic_ServicePortsTest, APlugCycleLeavesLessThanFourKilobytesBehind) {
+  constexpr int kCycles = 500;
+  PlugOutput(1, "Synth", 0);
+  PlugInput(2, "Keys", 0);
+  Live();
+  const auto cycle = [&] {
+    mStudio->Unplug(Test_FakeDirectMusic::GuidTextOf(1));
+    mStudio->Unplug(Test_FakeDirectMusic::GuidTextOf(2));
+    mStudio->Plug(Test_FakeDirectMusic::GuidTextOf(1));
+    mStudio->Plug(Test_FakeDirectMusic::GuidTextOf(2));
+    Count();
+    for (short channel = 0; channel < 16; ++channel)
+      ASSERT_NE(Device(0)->GetOutputForChannel(channel), nullptr);
+    ASSERT_NE(Device(0)->GetCommonOutput(), nullptr);
+    mRoot.Calls().Clear();
+    Test_RunDelayedDeletions();
+  };
+  for (int i = 0; i < 10; ++i) cycle();  // what is made once has been made
+  const std::size_t buffers = static_cast<std::size_t>(mRoot.BufferCount());
+  const std::size_t before = mallinfo2().uordblks;
+  for (int i = 0; i < kCycles; ++i) cycle();
+  const std::size_t after = mallinfo2().uordblks;
+  // The fake root keeps every buffer that it has made, which a real one doesn't.
+  const std::size_t fakes =
+      (static_cast<std::size_t>(mRoot.BufferCount()) - buffers) * (sizeof(Test_FakeBuffer) + 64);
+  EXPECT_LT(after, before + fakes + kCycles * std::size_t{4096});
+}
+#endif
 
 // ---- the order of its own operations ----
 
