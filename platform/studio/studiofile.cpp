@@ -28,9 +28,15 @@ std::string Variable(const char* iName) {
   return value != nullptr ? value : "";
 }
 
+// Also where a link leads to a file that isn't there yet.
 std::string Real(const std::string& iPath) {
+  constexpr int kMostLinks = 40;
   std::error_code error;
-  const fs::path real = fs::weakly_canonical(fs::absolute(iPath, error), error);
+  fs::path path = fs::absolute(iPath, error);
+  for (int link = 0; link < kMostLinks && fs::is_symlink(path, error); ++link) {
+    path = path.parent_path() / fs::read_symlink(path, error);
+  }
+  const fs::path real = fs::weakly_canonical(path, error);
   return error || real.empty() ? iPath : real.string();
 }
 

@@ -56,16 +56,10 @@ Platform_StudioPresence::Platform_StudioPresence(std::shared_ptr<Platform_Studio
   if (mRootP->QueryInterface(IID_IPlatformPresence, &presence) == S_OK) {
     mPresenceP = static_cast<IPlatformPresence*>(presence);
   }
+  mIsPolled = mPresenceP == nullptr;
 }
 
-Platform_StudioPresence::~Platform_StudioPresence() {
-  if (mPresenceP != nullptr) {
-    mPresenceP->Release();
-  }
-  if (mRootP != nullptr) {
-    mRootP->Release();
-  }
-}
+Platform_StudioPresence::~Platform_StudioPresence() { LetGo(); }
 
 void Platform_StudioPresence::Start() {
   if (mPresenceP != nullptr) {
@@ -82,6 +76,20 @@ void Platform_StudioPresence::Stop() {
     mPresenceP->Unwatch(this);
     Platform_StudioIdentities::Singleton().Detach(mCore);
   }
+  LetGo();
+}
+
+// The worker, which polls, may outlive the studio; the root may not.
+void Platform_StudioPresence::LetGo() {
+  const std::lock_guard lock(mPolling);
+  if (mPresenceP != nullptr) {
+    mPresenceP->Release();
+    mPresenceP = nullptr;
+  }
+  if (mRootP != nullptr) {
+    mRootP->Release();
+    mRootP = nullptr;
+  }
 }
 
 void Platform_StudioPresence::PresenceChanged(const std::vector<Platform_PresentPort>& iPorts) {
@@ -96,6 +104,9 @@ void Platform_StudioPresence::PresenceChanged(const std::vector<Platform_Present
 
 void Platform_StudioPresence::Poll() {
   const std::lock_guard lock(mPolling);
+  if (mRootP == nullptr) {
+    return;
+  }
   std::vector<Platform_StudioDeviceP> rows;
   int failures = 0;
   for (DWORD index = 0; failures < kMostFailures; ++index) {

@@ -24,20 +24,22 @@ class Platform_StudioPresence final : private Platform_PresenceWatcher {
 
   /// Takes over what is there now, on this thread, and follows it from then on.
   void Start();
-  /// Returns when nothing more is taken over.
+  /// Returns when nothing more is taken over, and the root is let go. Poll does nothing from then on.
   void Stop();
   /// Whether Poll must be called from time to time.
-  [[nodiscard]] bool NeedsPolling() const { return mRootP != nullptr && mPresenceP == nullptr; }
+  [[nodiscard]] bool NeedsPolling() const { return mIsPolled; }
   /// Asks the root what is there.
   void Poll();
 
  private:
+  void LetGo();
   void PresenceChanged(const std::vector<Platform_PresentPort>& iPorts) override;
 
   const std::shared_ptr<Platform_StudioCore> mCore;
-  IDirectMusic8* const mRootP;
+  IDirectMusic8* mRootP;  ///< under mPolling once started
   const PortNameTable mTable;
   IPlatformPresence* mPresenceP = nullptr;
+  bool mIsPolled = false;
   std::mutex mPolling;
   /// What marks emulated ports here, once a port has shown it. Only system drivers do: none of our own.
   std::string mSuffix;

@@ -18,7 +18,8 @@ constexpr milliseconds kAfterBusy{50};  // until the next try at a file that som
 constexpr milliseconds kAfterTrouble{1000};
 constexpr milliseconds kBusyIsTrouble{1000};  // two processes that write at once are no trouble
 constexpr milliseconds kLastTries{2000};      // how long a thread goes on after its studio
-constexpr std::size_t kMostTogether = 256;    // housekeeping that makes one transaction
+constexpr milliseconds kMostWriting{50};
+constexpr std::size_t kMostTogether = 256;  // housekeeping that makes one transaction
 
 // Those that still run, for the end of the process. Never destroyed.
 struct Running {
@@ -216,7 +217,10 @@ void Platform_StudioWorker::Read() {
 }
 
 void Platform_StudioWorker::WriteChanges() {
-  while (mDatabase.IsWritable() && WriteSome()) {
+  // Subscribers wait for this: what takes longer goes on in the next round. The last round has none behind
+  // it.
+  const Clock::time_point end = Clock::now() + kMostWriting;
+  while (mDatabase.IsWritable() && WriteSome() && (mStop.load() || Clock::now() < end)) {
   }
 }
 
@@ -256,7 +260,7 @@ void Platform_StudioWorker::Settle(Standing iStanding) {
       return;
     case Standing::kBusy:
       mNextTry = now + kAfterBusy;
-      if (now - mBusySince < kBusyIsTrouble && !mStop.load()) {
+      if (now - mBusySince < kBusyIsTrouble) {
         mStanding = iStanding;
         return;
       }
@@ -323,8 +327,12 @@ void Platform_StudioWorker::Finish() {
     mNextTry = {};
     Step();
     if (mStanding != Standing::kBusy || mIsHurried.load() || !mCore->HasChanges()) {
-      return;
+      break;
     }
     std::this_thread::sleep_for(kAfterBusy);
   } while (Clock::now() < end);
+  if (mCore->HasChanges() && Trouble().empty()) {
+    Platform_StudioReport("the last changes are not in the studio database " + mDatabase.Path() + ", which " +
+                          Describe(mStanding) + " (" + mDatabase.Reason() + ")");
+  }
 }

@@ -6,12 +6,13 @@
 namespace {
 
 // One SQL statement with its values.
+// \returns how many rows it changed.
 template <class... Values>
-void Do(SQLite::Database& iDatabase, const char* iSql, const Values&... iValues) {
+int Do(SQLite::Database& iDatabase, const char* iSql, const Values&... iValues) {
   SQLite::Statement statement(iDatabase, iSql);
   int index = 0;
   (statement.bind(++index, iValues), ...);
-  statement.exec();
+  return statement.exec();
 }
 
 // What each change is in SQL. Where its device is gone, each of them does nothing.
@@ -35,9 +36,13 @@ class Writer {
 
   void operator()(const Platform_StudioAddDevice& iChange) {
     const Platform_StudioDevice& device = *iChange.mDevice;
-    PutRow(device,
-           "INSERT INTO device(guid, user_defined, is_source, is_virtual, driver, name, manufacturer, model)"
-           " VALUES(?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT(guid) DO NOTHING");
+    const int added = PutRow(
+        device,
+        "INSERT INTO device(guid, user_defined, is_source, is_virtual, driver, name, manufacturer, model)"
+        " VALUES(?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT(guid) DO NOTHING");
+    if (added == 0) {
+      return;
+    }
     for (const auto& [key, property] : device.mProperties) {
       PutProperty(device.mGuid, key, property);
     }
@@ -132,9 +137,10 @@ class Writer {
         iProperty.mValue);
   }
 
-  void PutRow(const Platform_StudioDevice& iDevice, const char* iSql) {
-    Do(mDatabase, iSql, iDevice.mGuid, iDevice.mIsUserDefined ? 1 : 0, iDevice.mIsSource ? 1 : 0,
-       iDevice.mIsVirtual ? 1 : 0, iDevice.mDriver, iDevice.mName, iDevice.mManufacturer, iDevice.mModel);
+  int PutRow(const Platform_StudioDevice& iDevice, const char* iSql) {
+    return Do(mDatabase, iSql, iDevice.mGuid, iDevice.mIsUserDefined ? 1 : 0, iDevice.mIsSource ? 1 : 0,
+              iDevice.mIsVirtual ? 1 : 0, iDevice.mDriver, iDevice.mName, iDevice.mManufacturer,
+              iDevice.mModel);
   }
 
   SQLite::Database& mDatabase;

@@ -1,0 +1,400 @@
+// SPDX-License-Identifier: MIT
+// The studio and a file that can't be used: it is left in place, or set aside when it is damaged; one line
+// tells, and answers come from memory.
+#include "platform/studio/studiodatabase.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "platform/studio/studioschema.h"
+#include "tests/support/studio_fixture.h"
+#include "tests/support/test_environment.h"
+#include "tests/support/test_files.h"
+
+namespace {
+
+using Result = Platform_StudioResult;
+
+class StudioDatabaseTest : public ::testing::Test {
+ protected:
+  // Makes a studio with one user-defined device in the file, and closes it.
+  std::string MakeFile() {
+    const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+    std::string guid;
+    EXPECT_EQ(faces.mManagement->Add("kept", "", "", guid), Result::kDone);
+    EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+    return guid;
+  }
+
+  void Execute(const std::string& iSql) const {
+    SQLite::Database database(mPath, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    database.exec(iSql);
+  }
+
+  static std::size_t CountOf(Platform_StudioManagement& iManagement) { return iManagement.Entries().size(); }
+
+  // A studio over the file as it is must tell one line, keep the bytes, and still take changes in memory.
+  void ExpectLeftInPlace(const std::string& iWord, std::size_t iReadable) {
+    const std::string before = Test_ReadFile(mPath);
+    {
+      const Test_StudioLines lines;
+      const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+      EXPECT_TRUE(Test_Eventually([&] { return !faces.mManagement->Trouble().empty(); }));
+      EXPECT_TRUE(Test_Eventually([&] { return CountOf(*faces.mManagement) == iReadable; }));
+      std::string guid;
+      EXPECT_EQ(faces.mManagement->Add("in memory", "", "", guid), Result::kDone);
+      EXPECT_EQ(CountOf(*faces.mManagement), iReadable + 1);
+      // Long enough for another try.
+      EXPECT_FALSE(faces.mManagement->Flush(std::chrono::milliseconds(1500)));
+      EXPECT_EQ(CountOf(*faces.mManagement), iReadable + 1);
+      ASSERT_EQ(lines.All().size(), 1u) << ::testing::PrintToString(lines.All());
+      EXPECT_NE(lines.All()[0].find(mPath), std::string::npos) << lines.All()[0];
+      EXPECT_NE(lines.All()[0].find(iWord), std::string::npos) << lines.All()[0];
+      EXPECT_EQ(lines.All()[0].find('\n'), std::string::npos);
+    }
+    EXPECT_EQ(Test_ReadFile(mPath), before);
+    for (const std::string& name : Test_NamesIn(mFolder.Path()))
+      EXPECT_EQ(name.find("damaged"), std::string::npos) << name;
+  }
+
+  const Test_TempFolder mFolder;
+  const std::string mPath = mFolder / "studio.db";
+};
+
+TEST_F(StudioDatabaseTest, TheFileIsTheOneThatMLOX_STUDIO_DBNames) {
+  const Test_Environment named("MLOX_STUDIO_DB", "/named.db");
+  EXPECT_EQ(Platform_StudioDefaultPath(), "/named.db");
+}
+
+TEST_F(StudioDatabaseTest, ElseItLiesInTheStateFolder) {
+  const Test_Environment named("MLOX_STUDIO_DB", std::nullopt);
+  const Test_Environment state("XDG_STATE_HOME", "/state");
+  EXPECT_EQ(Platform_StudioDefaultPath(), "/state/mlox/studio.db");
+}
+
+TEST_F(StudioDatabaseTest, ElseInTheStateFolderOfTheUsersHome) {
+  const Test_Environment named("MLOX_STUDIO_DB", "");
+  const Test_Environment home("HOME", "/home/me");
+  for (const char* const useless : {"", "relative"}) {
+    const Test_Environment state("XDG_STATE_HOME", useless);
+    EXPECT_EQ(Platform_StudioDefaultPath(), "/home/me/.local/state/mlox/studio.db");
+  }
+}
+
+TEST_F(StudioDatabaseTest, WithoutAnyFolderItLivesInMemoryAndSaysSo) {
+  const Test_Environment named("MLOX_STUDIO_DB", std::nullopt);
+  const Test_Environment state("XDG_STATE_HOME", std::nullopt);
+  const Test_Environment home("HOME", std::nullopt);
+  const Test_StudioLines lines;
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr);
+  std::string guid;
+  EXPECT_EQ(faces.mManagement->Add("x", "", "", guid), Result::kDone);
+  EXPECT_TRUE(Test_Eventually([&] { return !faces.mManagement->Trouble().empty(); }));
+  EXPECT_EQ(CountOf(*faces.mManagement), 1u);
+  EXPECT_EQ(lines.All().size(), 1u);
+}
+
+TEST_F(StudioDatabaseTest, FoldersThatLeadToItAreMadeForTheUserAlone) {
+  const std::string path = mFolder / "a/b/studio.db";
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, path);
+  EXPECT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  EXPECT_TRUE(std::filesystem::exists(path));
+  struct stat status {};
+  ASSERT_EQ(::stat((mFolder / "a/b").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777u, 0700u);
+}
+
+TEST_F(StudioDatabaseTest, ItHasAWriteAheadLogAVersionAndAnApplicationId) {
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  SQLite::Database database(mPath);
+  EXPECT_EQ(database.execAndGet("PRAGMA journal_mode").getString(), "wal");
+  EXPECT_EQ(database.execAndGet("PRAGMA user_version").getInt(), 1);
+  EXPECT_EQ(database.execAndGet("PRAGMA application_id").getInt(), 0x6D6C6F78);
+}
+
+TEST_F(StudioDatabaseTest, ALinkLeadsToTheRealFileAndItsCompanionsLieThere) {
+  mFolder.MakeFolder("real");
+  mFolder.MakeLink("link.db", mFolder / "real/studio.db");
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mFolder / "link.db");
+  ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  EXPECT_TRUE(std::filesystem::exists(mFolder / "real/studio.db.lock"));
+  EXPECT_FALSE(std::filesystem::exists(mFolder / "link.db.lock"));
+}
+
+// ---- set aside ----
+
+TEST_F(StudioDatabaseTest, AFileThatIsNoDatabaseIsSetAsideWithItsCompanions) {
+  const std::string garbage(5000, 'x');
+  for (const char* const name : {"studio.db", "studio.db-wal", "studio.db-shm"})
+    mFolder.MakeFile(name, garbage);
+  const Test_StudioLines lines;
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  EXPECT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  for (const char* const suffix : {"", "-wal"})
+    EXPECT_EQ(Test_ReadFile(mPath + ".damaged-1" + suffix), garbage) << suffix;
+  // The third is an index that every opening makes anew.
+  EXPECT_TRUE(std::filesystem::exists(mPath + ".damaged-1-shm"));
+  ASSERT_EQ(lines.All().size(), 1u) << ::testing::PrintToString(lines.All());
+  EXPECT_NE(lines.All()[0].find(mPath + ".damaged-1"), std::string::npos) << lines.All()[0];
+  EXPECT_EQ(faces.mManagement->Trouble(), "");
+  std::string guid;
+  EXPECT_EQ(faces.mManagement->Add("new", "", "", guid), Result::kDone);
+  EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+}
+
+TEST_F(StudioDatabaseTest, ASecondDamagedFileGetsANameOfItsOwn) {
+  mFolder.MakeFile("studio.db", std::string(4096, 'b'));
+  mFolder.MakeFile("studio.db.damaged-1", "first");
+  const Test_StudioLines lines;
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  EXPECT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  EXPECT_EQ(Test_ReadFile(mPath + ".damaged-1"), "first");
+  EXPECT_EQ(Test_ReadFile(mPath + ".damaged-2"), std::string(4096, 'b'));
+}
+
+TEST_F(StudioDatabaseTest, ADamagedFileThatSomebodyElseHasOpenIsLeftUntilItIsFree) {
+  mFolder.MakeFile("studio.db", std::string(4096, 'b'));
+  const int lock = ::open((mPath + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(lock, 0);
+  ASSERT_EQ(::flock(lock, LOCK_SH), 0);
+  const Test_StudioLines lines;
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  EXPECT_TRUE(Test_Eventually([&] { return !faces.mManagement->Trouble().empty(); }));
+  EXPECT_EQ(Test_ReadFile(mPath), std::string(4096, 'b'));
+  EXPECT_NE(faces.mManagement->Trouble().find("somebody else has it open"), std::string::npos)
+      << faces.mManagement->Trouble();
+  ::close(lock);
+  EXPECT_TRUE(Test_Eventually([&] { return faces.mManagement->Trouble().empty(); }));
+  EXPECT_EQ(Test_ReadFile(mPath + ".damaged-1"), std::string(4096, 'b'));
+}
+
+TEST_F(StudioDatabaseTest, ADamagedFileThatAnotherProgramReadsIsLeftToo) {
+  MakeFile();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    // A reader of the bytes that a database locks, with nothing of the lock beside it.
+    const int file = ::open(mPath.c_str(), O_RDWR);
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = 0x40000002;
+    lock.l_len = 1;
+    ::fcntl(file, F_SETLK, &lock);
+    mFolder.MakeFile("ready");
+    ::pause();
+    ::_exit(0);
+  }
+  ASSERT_TRUE(Test_Eventually([&] { return std::filesystem::exists(mFolder / "ready"); }));
+  {
+    std::fstream file(mPath, std::ios::in | std::ios::out | std::ios::binary);
+    file.write("nonsense nonsense", 17);
+  }
+  const Test_StudioLines lines;
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  EXPECT_TRUE(Test_Eventually([&] { return !faces.mManagement->Trouble().empty(); }));
+  EXPECT_EQ(Test_ReadFile(mPath).substr(0, 8), "nonsense");
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+  EXPECT_TRUE(Test_Eventually([&] { return faces.mManagement->Trouble().empty(); }));
+  EXPECT_EQ(Test_ReadFile(mPath + ".damaged-1").substr(0, 8), "nonsense");
+}
+
+TEST_F(StudioDatabaseTest, DamageDuringLifeLosesNothingThatMemoryKnows) {
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  std::string first;
+  ASSERT_EQ(faces.mManagement->Add("first", "", "", first), Result::kDone);
+  ASSERT_TRUE(faces.mManagement->Flush(Test_kPatience));
+  {
+    SQLite::Database database(mPath, SQLite::OPEN_READWRITE);
+    database.exec("PRAGMA wal_checkpoint(TRUNCATE)");
+    // Another page each, so that the file's pages are read anew.
+    std::fstream file(mPath, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(4096);
+    const std::string junk(4096 * 8, '\xA5');
+    file.write(junk.data(), static_cast<std::streamsize>(junk.size()));
+    file.flush();
+    try {
+      database.exec("PRAGMA user_version = 1");
+    } catch (const SQLite::Exception&) {
+      // It may meet the damage itself; what counts is that the file has changed.
+    }
+  }
+  const Test_StudioLines lines;
+  std::string second;
+  ASSERT_EQ(faces.mManagement->Add("second", "", "", second), Result::kDone);
+  EXPECT_TRUE(Test_Eventually([&] { return std::filesystem::exists(mPath + ".damaged-1"); }));
+  EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+  const Platform_StudioFaces fresh = Platform_OpenStudio(nullptr, mPath);
+  EXPECT_TRUE(fresh.mManagement->WaitUntilRead(Test_kPatience));
+  ASSERT_EQ(CountOf(*fresh.mManagement), 2u);
+  EXPECT_EQ(fresh.mManagement->Entries()[0].mGuid, first);
+  EXPECT_EQ(fresh.mManagement->Entries()[1].mGuid, second);
+}
+
+TEST_F(StudioDatabaseTest, AFileThatSomebodyRemovesIsMadeAnewOutOfMemory) {
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  std::string guid;
+  ASSERT_EQ(faces.mManagement->Add("kept", "", "", guid), Result::kDone);
+  ASSERT_TRUE(faces.mManagement->Flush(Test_kPatience));
+  for (const char* const suffix : {"", "-wal", "-shm"}) std::filesystem::remove(mPath + suffix);
+  EXPECT_TRUE(Test_Eventually([&] { return std::filesystem::exists(mPath); }));
+  EXPECT_TRUE(Test_Eventually([&] {
+    const Platform_StudioFaces fresh = Platform_OpenStudio(nullptr, mPath);
+    return fresh.mManagement->WaitUntilRead(Test_kPatience) && CountOf(*fresh.mManagement) == 1;
+  }));
+}
+
+// ---- left in place ----
+
+TEST_F(StudioDatabaseTest, AFutureVersionIsLeftInPlaceAndReadAsFarAsItIsUnderstood) {
+  MakeFile();
+  Execute("PRAGMA user_version = 2; DROP TABLE bank; ALTER TABLE device ADD COLUMN colour TEXT");
+  Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  ExpectLeftInPlace("newer version", 1);
+}
+
+TEST_F(StudioDatabaseTest, AFutureVersionOfOtherTablesIsLeftInPlaceAndAnswersComeFromMemory) {
+  MakeFile();
+  Execute("PRAGMA user_version = 1000000; DROP TABLE device; CREATE TABLE device(id)");
+  Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  ExpectLeftInPlace("newer version", 0);
+}
+
+TEST_F(StudioDatabaseTest, AnotherProgramsDatabaseIsLeftInPlace) {
+  Execute("CREATE TABLE songs(name); INSERT INTO songs VALUES('x')");
+  ExpectLeftInPlace("no studio database", 0);
+}
+
+TEST_F(StudioDatabaseTest, AnotherProgramsApplicationIdIsLeftInPlace) {
+  MakeFile();
+  Execute("PRAGMA application_id = 7");
+  Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  ExpectLeftInPlace("no studio database", 0);
+}
+
+TEST_F(StudioDatabaseTest, AFileWithoutItsTablesIsLeftInPlace) {
+  MakeFile();
+  Execute("DROP TABLE wire");
+  Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  ExpectLeftInPlace("no such table", 0);
+}
+
+TEST_F(StudioDatabaseTest, AFolderInItsPlaceIsLeftInPlace) {
+  mFolder.MakeFolder("studio.db");
+  const Test_StudioLines lines;
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  EXPECT_TRUE(Test_Eventually([&] { return !faces.mManagement->Trouble().empty(); }));
+  EXPECT_EQ(lines.All().size(), 1u);
+  EXPECT_TRUE(std::filesystem::is_directory(mPath));
+}
+
+// ---- held by others ----
+
+TEST_F(StudioDatabaseTest, AFileThatAnotherHoldsAnswersFromMemoryAndIsReadWhenItIsFree) {
+  const std::string guid = MakeFile();
+  auto holder = std::make_unique<SQLite::Database>(mPath, SQLite::OPEN_READWRITE);
+  holder->exec("PRAGMA locking_mode = EXCLUSIVE");
+  holder->exec("BEGIN EXCLUSIVE; UPDATE device SET model = 'held'; COMMIT");
+  const Test_StudioLines lines;
+  Test_StudioRoot root;
+  root.Plug(Test_Port("P", false));
+  const auto before = std::chrono::steady_clock::now();
+  const Platform_StudioFaces faces = Platform_OpenStudio(&root, mPath);
+  int count = 0;
+  EXPECT_EQ(faces.mStudio->GetDeviceCount(VARIANT_TRUE, &count), S_OK);
+  EXPECT_EQ(count, 1);
+  std::string added;
+  EXPECT_EQ(faces.mManagement->Add("added", "", "", added), Result::kDone);
+  EXPECT_EQ(faces.mManagement->Wire(added, Test_PortGuid("P", false)), Result::kDone);
+  // All of that, without having waited for the holder, who lets go below.
+  EXPECT_LT(std::chrono::steady_clock::now() - before, Test_kPatience);
+  EXPECT_TRUE(Test_Eventually([&] { return !faces.mManagement->Trouble().empty(); }));
+  holder.reset();
+  EXPECT_TRUE(Test_Eventually([&] { return CountOf(*faces.mManagement) == 3; }));
+  EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+  EXPECT_EQ(faces.mManagement->Entries()[0].mGuid, guid);
+  EXPECT_EQ(faces.mManagement->Trouble(), "");
+  ASSERT_EQ(lines.All().size(), 1u) << ::testing::PrintToString(lines.All());
+  EXPECT_NE(lines.All()[0].find("held by another process"), std::string::npos);
+}
+
+TEST_F(StudioDatabaseTest, ChangesWaitForAWriterAndNobodyWaitsForThem) {
+  MakeFile();
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  SQLite::Database writer(mPath, SQLite::OPEN_READWRITE);
+  writer.exec("BEGIN IMMEDIATE");
+  std::string guid;
+  EXPECT_EQ(faces.mManagement->Add("added", "", "", guid), Result::kDone);
+  EXPECT_EQ(CountOf(*faces.mManagement), 2u);
+  EXPECT_FALSE(faces.mManagement->Flush(std::chrono::milliseconds(200)));
+  writer.exec("COMMIT");
+  EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+}
+
+TEST_F(StudioDatabaseTest, AStudioThatGoesLeavesItsLastChangesToItsThread) {
+  MakeFile();
+  SQLite::Database writer(mPath, SQLite::OPEN_READWRITE);
+  {
+    const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+    ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+    writer.exec("BEGIN IMMEDIATE");
+    std::string guid;
+    EXPECT_EQ(faces.mManagement->Add("last", "", "", guid), Result::kDone);
+  }
+  writer.exec("COMMIT");
+  EXPECT_TRUE(Test_Eventually(
+      [&] { return writer.execAndGet("SELECT count(*) FROM device WHERE name = 'last'").getInt() == 1; }));
+}
+
+// ---- rows that make no sense ----
+
+TEST_F(StudioDatabaseTest, RowsThatMakeNoSenseAreLeftOut) {
+  const std::string guid = MakeFile();
+  Execute(
+      "INSERT INTO device VALUES(50, '{P}', 0, 1, 0, '', 'port', '', '');"
+      "INSERT INTO device VALUES(51, '', 0, 1, 0, '', 'nameless', '', '');"
+      "INSERT INTO wire(user, port) VALUES('{P}', '{P}'), ('{P}', '" +
+      guid +
+      "');"
+      "INSERT INTO property VALUES('" +
+      guid + "', 9, 'k', 'n', 1), ('" + guid + "', 1, 'big', 'n', 99999999999), ('" + guid +
+      "', 1, 'blob', 'n', x'00FF'), ('" + guid +
+      "', 1, 'good', 'n', 'v');"
+      "INSERT INTO identifier VALUES('" +
+      guid + "', 5, 0, 'k', 'n', 1), ('" + guid + "', 0, 0, 'k', 'n', 'text');");
+  Platform_StudioDatabase database(mPath);
+  Platform_StudioContents contents;
+  ASSERT_EQ(database.Open(contents), Platform_StudioStanding::kGood) << database.Reason();
+  EXPECT_EQ(contents.mRecords.mDevices.size(), 2u);
+  EXPECT_TRUE(contents.mRecords.mWires.empty());
+  EXPECT_TRUE(contents.mNumbers.empty());
+  ASSERT_EQ(contents.mRecords.mDevices[0]->mProperties.size(), 1u);
+  EXPECT_EQ(contents.mRecords.mDevices[0]->mProperties.begin()->first.mKey, "good");
+}
+
+TEST_F(StudioDatabaseTest, IllFormedTextIsMendedAndCutAtAZero) {
+  MakeFile();
+  Execute("UPDATE device SET name = CAST(x'61FF62006364' AS TEXT)");
+  Platform_StudioDatabase database(mPath);
+  Platform_StudioContents contents;
+  ASSERT_EQ(database.Open(contents), Platform_StudioStanding::kGood) << database.Reason();
+  EXPECT_EQ(contents.mRecords.mDevices[0]->mName,
+            "a\xEF\xBF\xBD"
+            "b");
+}
+
+}  // namespace
