@@ -30,6 +30,7 @@ class Test_FakeCount {
 class Test_FakeClock : public IReferenceClock {
  public:
   Test_FakeClock(Test_FakeCalls& ioCalls, std::string iName) : mCalls(ioCalls), mName(std::move(iName)) {}
+  virtual ~Test_FakeClock() = default;
 
   HRESULT QueryInterface(REFIID iID, void** oResult) override;
   ULONG AddRef() override { return mCount.Add(); }
@@ -64,6 +65,7 @@ struct Test_FakeEvent {
 class Test_FakeBuffer : public IDirectMusicBuffer {
  public:
   Test_FakeBuffer(Test_FakeCalls& ioCalls, DWORD iMaxBytes) : mCalls(ioCalls), mMaxBytes(iMaxBytes) {}
+  virtual ~Test_FakeBuffer() = default;
 
   HRESULT QueryInterface(REFIID iID, void** oResult) override;
   ULONG AddRef() override { return mCount.Add(); }
@@ -106,6 +108,7 @@ struct Test_FakePlayed {
 class Test_FakePort : public IDirectMusicPort {
  public:
   Test_FakePort(Test_FakeCalls& ioCalls, const DMUS_PORTCAPS& iCaps, std::string iName);
+  virtual ~Test_FakePort() = default;
 
   HRESULT QueryInterface(REFIID iID, void** oResult) override;
   ULONG AddRef() override { return mCount.Add(); }
