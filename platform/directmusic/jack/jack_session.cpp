@@ -65,6 +65,11 @@ std::vector<std::string> AliasesOf(const jack_port_t* iPortP) {
 
 }  // namespace
 
+std::mutex& Platform_JackOpenMutex() {
+  static std::mutex* const sMutex = new std::mutex;
+  return *sMutex;
+}
+
 Platform_JackSession::Platform_JackSession() : mWake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 Platform_JackSession::~Platform_JackSession() {
@@ -295,7 +300,11 @@ bool Platform_JackSession::JoinServer() {
   }
   mNextJoin = Clock::now() + kJoinEvery;
   jack_status_t status{};
-  jack_client_t* const client = jack_client_open(ApplicationName().c_str(), JackNoStartServer, &status);
+  jack_client_t* client = nullptr;
+  {
+    const std::lock_guard lock(Platform_JackOpenMutex());
+    client = jack_client_open(ApplicationName().c_str(), JackNoStartServer, &status);
+  }
   if (client == nullptr) {
     sIsQuiet.store(true);
     return false;
@@ -334,7 +343,10 @@ void Platform_JackSession::LeaveServer() {
     return;
   }
   EndWays(mWays);
-  jack_client_close(client);
+  {
+    const std::lock_guard lock(Platform_JackOpenMutex());
+    jack_client_close(client);
+  }
   mClientP.store(nullptr);
   mEngine.Clear();
   std::uint64_t lost = 0;

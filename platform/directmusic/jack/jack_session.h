@@ -22,6 +22,11 @@
 #include "platform/directmusic/jack/jack_names.h"
 #include "platform/directmusic/jack/jack_way.h"
 
+/// Held while a client is opened or closed. libjack counts its clients, and with the server gone an opening
+/// and a closing at the same time have been seen to end the process. Tests hold it too; of an application's
+/// own clients we know nothing.
+std::mutex& Platform_JackOpenMutex();
+
 /// The client, and the one thread that calls libjack for it (the callbacks excepted): a call into libjack may
 /// hang with its server, and then nobody else does. Who asks that thread for something waits 2 seconds at
 /// most. Made by Begin, ended by End; shared with the thread.

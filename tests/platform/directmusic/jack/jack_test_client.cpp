@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "cmn/sys_clock.h"
+#include "platform/directmusic/jack/jack_session.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ std::int64_t ClockOffset() {
 Test_JackClient::~Test_JackClient() { Close(); }
 
 std::string Test_JackClient::Open(const std::string& iName) {
+  const std::lock_guard lock(Platform_JackOpenMutex());
   jack_status_t status{};
   mClientP = jack_client_open(iName.c_str(), JackNoStartServer, &status);
   if (mClientP == nullptr) {
@@ -49,6 +51,7 @@ std::string Test_JackClient::Open(const std::string& iName) {
 
 void Test_JackClient::Close() {
   if (mClientP != nullptr) {
+    const std::lock_guard lock(Platform_JackOpenMutex());
     jack_client_close(mClientP);
     mClientP = nullptr;
   }

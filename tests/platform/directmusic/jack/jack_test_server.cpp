@@ -15,6 +15,8 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/directmusic/jack/jack_session.h"
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -59,6 +61,7 @@ std::string ReadFile(const std::string& iPath) {
 
 // Whether a client can join now.
 bool Knock() {
+  const std::lock_guard lock(Platform_JackOpenMutex());
   jack_status_t status{};
   jack_client_t* const client = jack_client_open("knock", JackNoStartServer, &status);
   if (client == nullptr) {
