@@ -5,6 +5,7 @@
 #include <jack/jack.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,13 +98,35 @@ bool Test_IsPipeWire() {
 Test_JackServer::Test_JackServer() {
   char folder[] = "/tmp/mlox-jack-XXXXXX";
   mFolder = ::mkdtemp(folder) != nullptr ? folder : "";
-  mName = "mlox" + std::to_string(::getpid());
+  TakeName();
   jack_set_error_function(Discard);
   jack_set_info_function(Discard);
 }
 
+// jackd keeps a list of 8 servers at most, and one that was killed stays in it until another of its name
+// starts. So tests share a few names, a lock file for each; the lock goes with the process that holds it.
+void Test_JackServer::TakeName() {
+  const auto end = steady_clock::now() + std::chrono::seconds(120);
+  while (mLock < 0 && steady_clock::now() < end) {
+    for (int i = 0; i < 4 && mLock < 0; ++i) {
+      mName = "mlox-test-" + std::to_string(i);
+      mLock = ::open(("/tmp/" + mName + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+      if (mLock >= 0 && ::flock(mLock, LOCK_EX | LOCK_NB) != 0) {
+        ::close(mLock);
+        mLock = -1;
+      }
+    }
+    if (mLock < 0) {
+      std::this_thread::sleep_for(milliseconds(20));
+    }
+  }
+}
+
 Test_JackServer::~Test_JackServer() {
   Stop();
+  if (mLock >= 0) {
+    ::close(mLock);
+  }
   std::error_code ignored;
   std::filesystem::remove_all(mFolder, ignored);
 }
@@ -111,6 +134,9 @@ Test_JackServer::~Test_JackServer() {
 std::string Test_JackServer::Missing() const {
   if (mFolder.empty()) {
     return "no folder can be made under /tmp";
+  }
+  if (mLock < 0) {
+    return "all names of test servers are taken";
   }
   if (!Test_IsPipeWire() && ::access("/dev/shm", W_OK) != 0) {
     return "jackd needs a writable /dev/shm";

@@ -33,10 +33,12 @@ class Test_JackServer {
 
  private:
   std::string Missing() const;
+  void TakeName();
   void Spawn();
 
   std::string mFolder;
   std::string mName;
+  int mLock = -1;
   int mPeriod = 256;
   pid_t mProcess = -1;
 };
