@@ -103,3 +103,8 @@ std::vector<Test_Heard> Test_BareClient::Heard() {
   const std::lock_guard lock(mMutex);
   return mHeard;
 }
+
+std::size_t Test_BareClient::Count() {
+  const std::lock_guard lock(mMutex);
+  return mHeard.size();
+}

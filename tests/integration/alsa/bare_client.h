@@ -39,6 +39,8 @@ class Test_BareClient {
   /// @{
   void Record();
   std::vector<Test_Heard> Heard();
+  /// How many those are; cheap, so that waiting for them does not hold the recording up.
+  std::size_t Count();
   /// How often its own queue ran over.
   int Overruns() const { return mOverruns.load(); }
   /// @}

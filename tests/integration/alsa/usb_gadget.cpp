@@ -21,7 +21,7 @@ bool Write(const std::string& iFile, const std::string& iText) {
 
 template <class Condition>
 bool WaitFor(Condition iCondition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(10);
   while (!iCondition()) {
     if (std::chrono::steady_clock::now() > end) {
       return false;
