@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The ALSA driver beside bare clients of the sequencer and beside RtMidi, in one run on one machine. Meant for the guest
-// with virtual time (bench/alsa_guest.sh), where a nanosecond is half an instruction and figures repeat.
+// The ALSA driver beside bare clients of the sequencer and beside RtMidi, in one run on one machine. Meant
+// for the guest with virtual time (bench/alsa_guest.sh), where a nanosecond is half an instruction and
+// figures repeat.
 //
 //   arrival   from another client's write to the reader's hands, 2,000 messages one at a time
 //   write     the call that plays one short message at once
@@ -49,11 +50,12 @@ void Print(const std::string& iCase, const std::string& iWho, std::vector<std::i
   }
   std::sort(ioTimes.begin(), ioTimes.end());
   const auto at = [&](double iShare) {
-    return static_cast<double>(ioTimes[static_cast<std::size_t>(iShare * static_cast<double>(ioTimes.size() - 1))]) /
+    return static_cast<double>(
+               ioTimes[static_cast<std::size_t>(iShare * static_cast<double>(ioTimes.size() - 1))]) /
            1000.0;
   };
-  fmt::print("{:<10}{:<34}{:>9.2f}{:>9.2f}{:>9.2f}{:>9.2f}{:>8}\n", iCase, iWho, at(0), at(0.5), at(0.99), at(1),
-             ioTimes.size());
+  fmt::print("{:<10}{:<34}{:>9.2f}{:>9.2f}{:>9.2f}{:>9.2f}{:>8}\n", iCase, iWho, at(0), at(0.5), at(0.99),
+             at(1), ioTimes.size());
 }
 
 // A client with one port that others may subscribe to in both directions.
@@ -104,7 +106,8 @@ std::string Text(const WCHAR* iText) {
 IDirectMusic8* Root() {
   static IDirectMusic8* const sRoot = [] {
     void* root = nullptr;
-    if (CoCreateInstance(CLSID_DirectMusic, nullptr, CLSCTX_INPROC_SERVER, IID_IDirectMusic8, &root) != S_OK) {
+    if (CoCreateInstance(CLSID_DirectMusic, nullptr, CLSCTX_INPROC_SERVER, IID_IDirectMusic8, &root) !=
+        S_OK) {
       Fail("no root");
     }
     return static_cast<IDirectMusic8*>(root);
@@ -224,9 +227,9 @@ void ArrivalOfRtMidi() {
   while (port < input.getPortCount() && input.getPortName(port).find("bench source") == std::string::npos) {
     ++port;
   }
-  input.setCallback([](double, std::vector<unsigned char>*, void* iArrivalsP) {
-    static_cast<Arrivals*>(iArrivalsP)->Arrived();
-  }, &arrivals);
+  input.setCallback([](double, std::vector<unsigned char>*,
+                       void* iArrivalsP) { static_cast<Arrivals*>(iArrivalsP)->Arrived(); },
+                    &arrivals);
   input.openPort(port);
   arrivals.Run();
 }
@@ -331,7 +334,8 @@ void Write(const std::string& iWho, const std::function<void(int)>& iCall) {
 
 void Ahead(const std::string& iWho, Sink& ioSink, const std::function<void(std::int64_t, int)>& iCall) {
   const std::size_t before = ioSink.Count();
-  const std::int64_t start = Nanoseconds() + 100'000'000;
+  // Whole microseconds, as both sides count them.
+  const std::int64_t start = Nanoseconds() / 1'000 * 1'000 + 100'000'000;
   constexpr int kAhead = 500;
   for (int i = 0; i < kAhead; ++i) {
     iCall(start + i * std::int64_t{977'000}, i);
@@ -396,7 +400,8 @@ void WriteAndAheadOfOurs() {
 
 int main() {
   setenv("MLOX_MIDI_DRIVERS", "alsa", 1);
-  fmt::print("{:<10}{:<34}{:>9}{:>9}{:>9}{:>9}{:>8}\n", "case", "microseconds", "min", "p50", "p99", "max", "n");
+  fmt::print("{:<10}{:<34}{:>9}{:>9}{:>9}{:>9}{:>8}\n", "case", "microseconds", "min", "p50", "p99", "max",
+             "n");
   ArrivalOfBareClient(false);
   ArrivalOfBareClient(true);
   ArrivalOfRtMidi();

@@ -7,6 +7,7 @@ folder=${1:?usage: run.sh BUILD_FOLDER}/bench
 for program in "$folder"/*_bench; do
   case "$program" in
     */readerspath_bench) "$program" ;;
+    */alsa_guest_bench) bash "$(dirname "$0")/alsa_guest.sh" "$program" ;;
     *) "$program" --out="$folder" ;;
   esac
   echo

@@ -211,14 +211,20 @@ TEST_F(AlsaDriver, AnnouncementsThatRanOverCountALossAndScanAgain) {
   EXPECT_EQ(Named("restless").size(), 1u);
 }
 
-TEST_F(AlsaDriver, AConnectionThatAnotherProgramCutIsGoneAndMadeAnew) {
-  Test_BareClient peer("cut off", Test_BareClient::kRecords);
-  Platform_PortInfo port = Named("cut off").at(0);
+TEST_F(AlsaDriver, AnAddressThatIsUsedAnewHasAnotherHandle) {
+  Test_BareClient peer("in and out", Test_BareClient::kRecords);
+  const Platform_PortInfo port = Named("in and out").at(0);
   std::unique_ptr<Platform_DriverOutput> output = mDriver.OpenOutput(port);
   ASSERT_NE(output, nullptr);
-  ASSERT_EQ(std::system("aconnect -x"), 0);
-  const std::vector<Platform_PortInfo> after = Named("cut off");
+  // The port goes and is back under the same number before anybody looks.
+  ASSERT_EQ(snd_seq_delete_simple_port(peer.Handle(), 0), 0);
+  ASSERT_EQ(snd_seq_create_simple_port(peer.Handle(), "in and out",
+                                       SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE,
+                                       SND_SEQ_PORT_TYPE_APPLICATION),
+            0);
+  const std::vector<Platform_PortInfo> after = Named("in and out");
   ASSERT_EQ(after.size(), 1u);
+  EXPECT_EQ(after[0].mPath, port.mPath);
   EXPECT_NE(after[0].mHandle, port.mHandle) << "the root connects what has another handle anew";
   const std::uint8_t message[] = {0xF8};
   EXPECT_EQ(output->Send(kPlatform_AtOnce, message, 1), Platform_SendResult::kGone);

@@ -131,7 +131,7 @@ TEST_F(AlsaPrograms, AseqdumpShowsWhatAnOutputPlays) {
                                              "Pitch bend              0, value 0",
                                              "Song position pointer      value 257",
                                              "Clock",
-                                             "System exclusive          F0 7E 7F 06 01 F7"};
+                                             "System exclusive           F0 7E 7F 06 01 F7"};
   ASSERT_TRUE(Test_WaitInGuest([&] {
     return FileText("/tmp/dump.txt").find(expected.back() + "\n") != std::string::npos;
   })) << FileText("/tmp/dump.txt");
@@ -182,9 +182,7 @@ TEST_F(AlsaPrograms, ArecordmidiRecordsASongThatAplaymidiGivesBackCompleteAndInO
     IDirectMusicPort* const output = Open(kThrough, false);
     ASSERT_NE(output, nullptr);
     ASSERT_TRUE(Test_WaitInGuest([] {
-      return std::system(
-                 "aconnect -l | grep -q 'Connecting To:.*[0-9]' && "
-                 "aconnect -l | grep -A2 \"'arecordmidi'\" | grep -q 'Connected From: 14:0'") == 0;
+      return std::system("aconnect -l | grep -A2 \"'arecordmidi'\" | grep -q 'Connected From: 14:0'") == 0;
     }));
     const std::int64_t start = Sys_Clock::Microseconds() + 100'000;
     for (std::size_t i = 0; i < song.size(); ++i) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -25,11 +26,14 @@
 /// while the guest waits for a file of a busy host, virtual time flies, so the patience is long.
 inline bool Test_WaitInGuest(const std::function<bool()>& iCondition) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(10);
+  // Ever more seldom: looking is what costs the host's time.
+  std::chrono::microseconds pause(1'000);
   while (!iCondition()) {
     if (std::chrono::steady_clock::now() > end) {
       return false;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    std::this_thread::sleep_for(pause);
+    pause = std::min(pause * 5 / 4, std::chrono::microseconds(500'000));
   }
   return true;
 }
