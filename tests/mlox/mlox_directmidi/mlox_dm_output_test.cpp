@@ -2,6 +2,7 @@
 #include "mlox/mlox_directmidi/mlox_dm_output.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <thread>
@@ -289,7 +290,11 @@ TEST_F(Mlox_DM_OutputTest, AWriteThatThrowsItsReportLeavesTheGateAsItWas) {
       mOutput->WriteEvent(Mdie_Timestamp(Time_Sample(1)), Mdie_NoteOnEvent(60, 1), Mlox_OutputContextRef()),
       Cmn_AssertException);
   EXPECT_EQ(recorder.Count("it != mOutputContexts.end()"), 1);
-  // A writer left inside would let this wait for ever. Now a thread that isn't the writer's waits for none.
+  // A thread that isn't the writer's waits for whoever is inside. With one left inside it would wait for
+  // ever.
+  Sleeper::sCall = [] {
+    if (Sleeper::sSleeps > 100) std::abort();
+  };
   std::thread([this] { static_cast<Mlox_DM_Output&>(*mOutput).Kill(); }).join();
   EXPECT_EQ(Sleeper::sSleeps, 0);
   EXPECT_EQ(deliveryP->Release(), 0u);
