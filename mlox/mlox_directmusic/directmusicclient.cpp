@@ -232,6 +232,8 @@ bool DirectMusicClient::IsPortProhibitedByName(const DMUS_PORTCAPS& caps) {
 bool DirectMusicClient::IsSpecificProhibitedPort(const std::string& portName,
                                                  const std::string& prohibitedName,
                                                  const EProhibitedByNameEmulatedState& state) {
+  if (!portName.starts_with(prohibitedName))
+    return false;  // looking for the suffix may walk through all ports
   return PortName_IsProhibitedBy(portName, prohibitedName, state, GetEmulatedString());
 }
 

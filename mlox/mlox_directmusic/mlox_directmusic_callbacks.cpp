@@ -129,10 +129,13 @@ DirectMusicReceiverList WithdrawnOnes(const DirectMusicReceiverList& iOld,
   return withdrawn;
 }
 
-// The thread can't wait for its own end, nor for its own delivery.
+// The thread can't wait for its own end, nor for its own delivery; and who waits for a delivery must not hold
+// the lock that a receiver may ask for.
 bool IsAllowedHere() {
   const bool isReceiveThread = DirectMusicReceiveTask::IsReceiveThread();
-  return CMN_ASSERT_FROM(kAssertSource, !isReceiveThread, "!isReceiveThread");
+  const bool isLocked = DirectMusicSubsystemLock::IsHeldByThisThread();
+  return CMN_ASSERT_FROM(kAssertSource, !isReceiveThread, "!isReceiveThread") &&
+         CMN_ASSERT_FROM(kAssertSource, !isLocked, "!isLocked");
 }
 
 }  // namespace
@@ -150,8 +153,6 @@ ReceivePortSet::ReceivePortSet() : mUmid(Sys_Umid::Create()) {}
 
 HRESULT ReceivePortSet::Apply(std::shared_ptr<IDirectMusicMIDIReceiver> receiver) {
   if (!IsAllowedHere()) return E_UNEXPECTED;
-  const bool isLocked = DirectMusicSubsystemLock::IsHeldByThisThread();
-  CMN_ASSERT_FROM(kAssertSource, !isLocked, "!isLocked");  // the application may be called meanwhile
   const std::lock_guard lock(mApplyMutex);
   return ApplyLocked(std::move(receiver));
 }

@@ -17,9 +17,9 @@
 
 /// The ports that must be open for the receivers that there are; it starts and stops the receive thread.
 ///
-/// Apply and Shutdown may be called from any application thread, one at a time gets in. The caller must not
-/// hold the subsystem's lock: both may wait for a receiver of the application. On the receive thread itself
-/// they report and do nothing.
+/// Apply and Shutdown may be called from any application thread, one at a time gets in. Both may wait for a
+/// receiver of the application: on the receive thread itself, and by a thread that holds the subsystem's
+/// lock, they report and do nothing.
 class ReceivePortSet {
  public:
   /// The one set of the process; never destroyed. [any but real-time]
@@ -31,7 +31,7 @@ class ReceivePortSet {
 
   /// Installs a receiver, in the place of the one with the same callback, and brings ports, task and thread
   /// into line. A receiver that wants nothing ends the subscription. When it returns, the delivery that was
-  /// in progress has ended. \returns 0; E_UNEXPECTED without a DirectMusic root, and on the receive thread.
+  /// in progress has ended. \returns 0; E_UNEXPECTED without a DirectMusic root, and where it does nothing.
   HRESULT Apply(std::shared_ptr<IDirectMusicMIDIReceiver> receiver);
 
   /// Withdraws every subscription and ends the receive thread. Reception can begin again afterwards.

@@ -227,6 +227,29 @@ TEST_F(DirectMusicClientTest, RootThatAlwaysFailsEndsAfter4096Failures) {
   EXPECT_EQ(Calls().CountBeginning("EnumPort"), 4096);
 }
 
+TEST_F(DirectMusicClientTest, PortThatGoesDuringARebuildTakesNoOtherOutOfTheCache) {
+  Test_FakePort& going = mRoot.AddOutput(1, "Going");
+  Test_FakePort& staying = mRoot.AddOutput(3, "Staying");
+  MakeRoot();
+  DirectMusicClient::UpdatePortList();
+  mRoot.RemovePort(staying);
+  mRoot.AddOutput(2, "New");
+  mRoot.ReturnPort(staying);
+  Calls().mOnCall = [&](const std::string& iLine) {
+    if (iLine == "CreatePort " + Guid(2)) mRoot.RemovePort(going);
+  };
+  DirectMusicClient::UpdatePortList();
+  Calls().mOnCall = nullptr;
+  EXPECT_THAT(CachedGuids(), ElementsAre(Guid(1), Guid(3), Guid(2)));
+}
+
+TEST_F(DirectMusicClientTest, SuffixIsLookedForOnceForAPortThatNoNameFits) {
+  mRoot.AddOutput(1, "Out");
+  MakeRoot();
+  DirectMusicClient::UpdatePortList();
+  EXPECT_EQ(Calls().Count("EnumPort 0"), 2) << "the rebuild's own walk, and one for the suffix";
+}
+
 TEST_F(DirectMusicClientTest, PortThatVanishesIsRemovedAtTheNextRebuildAndNotBefore) {
   Test_FakePort& port = mRoot.AddOutput(1, "A");
   Test_FakePort& other = mRoot.AddOutput(2, "B");

@@ -540,15 +540,18 @@ TEST_F(ReceivePorts, ApplyOnTheReceiveThreadReportsAndRefuses) {
   mSet.Shutdown();
 }
 
-TEST_F(ReceivePorts, ApplyUnderTheSubsystemsLockIsReported) {
+TEST_F(ReceivePorts, ApplyUnderTheSubsystemsLockReportsAndRefuses) {
+  const Line line = AddLine(1, "In");
   const Test_AssertRecorder recorder;
   {
     const DirectMusicSubsystemLock lock;
-    Apply(mRaw, {});
+    EXPECT_EQ(Apply(mRaw, {line}), E_UNEXPECTED);
+    mSet.Shutdown();
   }
-  EXPECT_EQ(recorder.Count("!isLocked"), 1);
-  Apply(mRaw, {});
-  EXPECT_EQ(recorder.Count("!isLocked"), 1);
+  EXPECT_EQ(recorder.Count("!isLocked"), 2);
+  EXPECT_FALSE(IsRunning());
+  EXPECT_EQ(Apply(mRaw, {line}), 0);
+  EXPECT_EQ(recorder.Count(), 2);
 }
 
 TEST_F(ReceivePorts, ReceiverThatNeverTakesTheRecordDoesNotKeepItsOwnWithdrawal) {
