@@ -558,6 +558,7 @@ TEST_F(StudioTest, NotifyRunsWithNoLockHeld) {
   const auto subscriber = Subscribe();
   std::atomic<bool> isDone{false};
   subscriber->mWhileTold = [&] {
+    if (isDone.load()) return;
     // Another thread gets everything while this one is inside.
     std::thread other([&] {
       EXPECT_EQ(Manage().Rename(user, "W"), Result::kDone);
@@ -566,7 +567,6 @@ TEST_F(StudioTest, NotifyRunsWithNoLockHeld) {
       EXPECT_EQ(Studio().UnregisterNotification(u"{other}"), S_OK);
     });
     other.join();
-    subscriber->mWhileTold = nullptr;
     isDone = true;
   };
   Manage().Rename(user, "V");
