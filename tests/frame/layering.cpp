@@ -80,6 +80,8 @@ const std::vector<Exception>& Exceptions() {
       {"platform/studio/", "mlox/mlox_directmusic/excludedportnames.h", "the user's list for those rules"},
       {"bench/readerspath_bench.cpp", "tests/support/realtime/realtime_traps.h",
        "the traps of the reader's path, which the tests arm too"},
+      {"bench/jack_bench.cpp", "tests/platform/directmusic/jack/jack_test_server.h",
+       "a JACK server of its own, as the tests start it"},
   };
   return sExceptions;
 }

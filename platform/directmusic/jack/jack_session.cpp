@@ -432,13 +432,13 @@ void Platform_JackSession::Number(std::vector<Platform_PortInfo>& ioPorts) {
   std::map<std::string, unsigned> appearances;
   for (std::size_t i = 0; i < ioPorts.size(); ++i) {
     if (numbers[i] > 1) {
-      ioPorts[i].mPath += " #" + std::to_string(numbers[i]);
+      ioPorts[i].mPath.append(" #").append(std::to_string(numbers[i]));
       ioPorts[i].mName = ioPorts[i].mPath;
     }
     const auto known = mAppearances.find(keys[i].first);
     const unsigned appearance = known != mAppearances.end() ? known->second : ++mNextAppearance;
     appearances[keys[i].first] = appearance;
-    ioPorts[i].mHandle += "\n" + std::to_string(appearance);
+    ioPorts[i].mHandle.append("\n").append(std::to_string(appearance));
   }
   mAppearances.swap(appearances);
 }

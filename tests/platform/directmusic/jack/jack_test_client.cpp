@@ -17,6 +17,17 @@ constexpr std::size_t kMostBytes = 4096;
 // Microseconds that the server's frames may be apart from its clock.
 constexpr std::int64_t kMostAstray = 1'000;
 
+// This client stands for another process. Between processes the server keeps order, which ThreadSanitizer
+// can't see, so our side of a port's buffer is touched where it does not look; the driver's side stays in its
+// sight.
+__attribute__((no_sanitize("thread"))) void CopyUnseen(volatile std::uint8_t* oTo,
+                                                       const volatile std::uint8_t* iFrom,
+                                                       std::size_t iLength) {
+  for (std::size_t i = 0; i < iLength; ++i) {
+    oTo[i] = iFrom[i];
+  }
+}
+
 // How far our clock is ahead of the server's, told apart to the time of the quickest of some readings.
 std::int64_t ClockOffset() {
   std::int64_t narrowest = INT64_MAX;
@@ -181,9 +192,12 @@ void Test_JackClient::Play(Way& ioWay, void* iBufferP) {
   while (!ioWay.mWaiting.empty() && events < kMostEvents) {
     const Test_MidiBytes& next = ioWay.mWaiting.front();
     bytes += next.size();
-    if (bytes > kMostBytes || jack_midi_event_write(iBufferP, 0, next.data(), next.size()) != 0) {
+    jack_midi_data_t* const room =
+        bytes <= kMostBytes ? jack_midi_event_reserve(iBufferP, 0, next.size()) : nullptr;
+    if (room == nullptr) {
       return;
     }
+    CopyUnseen(room, next.data(), next.size());
     ioWay.mWaiting.pop_front();
     ++events;
   }
@@ -202,8 +216,9 @@ void Test_JackClient::Record(Way& ioWay, void* iBufferP, jack_nframes_t iFrames)
     jack_midi_event_t event{};
     if (jack_midi_event_get(&event, iBufferP, i) == 0) {
       const jack_time_t time = start + (next - start) * event.time / iFrames;
-      ioWay.mHeard.push_back({static_cast<std::int64_t>(time) + offset,
-                              Test_MidiBytes(event.buffer, event.buffer + event.size)});
+      Test_MidiBytes bytes(event.size);
+      CopyUnseen(bytes.data(), event.buffer, event.size);
+      ioWay.mHeard.push_back({static_cast<std::int64_t>(time) + offset, std::move(bytes)});
     }
   }
 }
