@@ -230,6 +230,21 @@ TEST_F(Command, MissingArguments) {
   ExpectOneLineWith(Mlox("sing"), 2, "");
 }
 
+TEST_F(Command, AnEmptyValueBehindASignIsTakenAsItIs) {
+  mFolder.MakeFile(
+      "d.midnam",
+      "<MIDINameDocument><MasterDeviceNames><Model>M</Model></MasterDeviceNames></MIDINameDocument>");
+  const Result result = Mlox("names count d.midnam --manufacturer= --model= --mode= --channel=1 --json");
+  ExpectOneLineWith({result.mStatus, "", result.mError}, 1, "there is no such mode");
+  EXPECT_THAT(result.mOutput, HasSubstr("\"count\": -5"));
+}
+
+TEST_F(Command, WhatAFileHoldsCannotCommandTheTerminal) {
+  const Result result = Mlox("names dump \"$(printf 'no\\033[2Jfile')\"");
+  EXPECT_THAT(result.mError, HasSubstr("no [2Jfile"));
+  EXPECT_EQ(result.mError.find('\x1b'), std::string::npos);
+}
+
 TEST_F(Command, AnOutputThatIsAnInput) {
   mFolder.MakeFile("song.mid", Test_AsString(Test_OneTrackSong({0, 0xC0, 1})));
   ExpectFault(Mlox("render song.mid ./song.mid"), 2, "mlox: ./song.mid: the song is the output too");

@@ -920,6 +920,68 @@ TEST(Reading, UnknownElementsAndAttributesChangeNothing) {
   EXPECT_EQ(parsed.Device().mModels.at(0).View(), "M");
 }
 
+// What a document of one author, one model, one bank with a message and one patch reads as.
+std::string Essence(const std::string& iDocument) {
+  const Test_ParsedNames parsed = Parse(iDocument);
+  if (parsed.mCode != 0) return "code " + std::to_string(parsed.mCode);
+  std::string text = parsed.mAuthor + "|" + std::string(parsed.Device().mModels.at(0).View()) + "|";
+  for (const int byte : Test_Bytes(parsed.Bank().mCommands)) text += std::to_string(byte) + " ";
+  const midixml::Patch& patch = parsed.Patches().at(0);
+  return text + "|" + patch.mName.AsString() + " " + patch.mNumber.AsString();
+}
+
+std::string OddDocument(const std::string& iPrologue, const std::string& iAuthor, const std::string& iModel,
+                        const std::string& iBytes, const std::string& iPatch) {
+  return iPrologue + "<MIDINameDocument><Author>" + iAuthor + "</Author><MasterDeviceNames><Model>" + iModel +
+         "</Model><ChannelNameSet Name='S'><PatchBank Name='B'><MIDICommands><SysEx>" + iBytes +
+         "</SysEx></MIDICommands></PatchBank></ChannelNameSet><PatchNameList Name='L'>" + iPatch +
+         "</PatchNameList></MasterDeviceNames></MIDINameDocument>";
+}
+
+TEST(Reading, ADocumentWrittenInOddWaysReadsAsThePlainOne) {
+  const std::string plain =
+      OddDocument("", "Ann & Bob", "X<1>", "F0 01 F7", "<Patch Number='7' Name='\xC3\xA4'/>");
+  // A bare & and < are no XML: the plain text is what the odd ways below stand for.
+  EXPECT_EQ(Essence(plain), "code 7");
+  const std::string expected = "Ann & Bob|X<1>|240 1 247 |\xC3\xA4 7";
+  const std::string patch = "<Patch Number='7' Name='\xC3\xA4'/>";
+  EXPECT_EQ(Essence(OddDocument("\xEF\xBB\xBF", "Ann &amp; Bob", "X&lt;1>", "F0 01 F7", patch)), expected);
+  EXPECT_EQ(Essence(OddDocument("", "Ann <![CDATA[& B]]>ob", "<![CDATA[X<1>]]>", "<![CDATA[F0 01 ]]>F7",
+                                "<Patch\nName = \"&#xE4;\"\tNumber='&#55;'></Patch >")),
+            expected);
+  EXPECT_EQ(
+      Essence(OddDocument("<?xml version='1.0'?><!-- c -->", "Ann<!-- c --> &#38; Bob", "X&lt;<?pi x?>1>",
+                          "F0<!-- F1 --> 01\r\n\tF7", "text<!-- <Patch/> -->" + patch)),
+      expected);
+  EXPECT_EQ(Essence(OddDocument("<!DOCTYPE MIDINameDocument [<!ENTITY b '&#38;amp; Bob'><!ENTITY f 'F0 01'>"
+                                "<!ATTLIST Patch Number CDATA '7'>]>",
+                                "Ann &b;", "X&lt;1>", "&f; F7", "<Patch Name='&#228;'/>")),
+            expected);
+  EXPECT_EQ(Essence(OddDocument("<?xml version='1.0' encoding='ISO-8859-1'?>", "Ann &amp; Bob", "X&lt;1&gt;",
+                                "F0 01 F7", "<Patch Number='7' Name='\xE4'/>")),
+            expected);
+}
+
+TEST(Reading, ADocumentTypeElsewhereIsNotFetched) {
+  EXPECT_EQ(CodeOf("<!DOCTYPE MIDINameDocument PUBLIC '-//x//y' 'http://nowhere.invalid/z.dtd'>" +
+                   Test_Master("<Model>&unknown;</Model>")),
+            0);
+  EXPECT_EQ(CodeOf(Test_Master("<Model>&unknown;</Model>")), 7);
+}
+
+TEST(Reading, EncodingsThatExpatDoesNotKnowThrow7) {
+  EXPECT_EQ(CodeOf("<?xml version='1.0' encoding='windows-1252'?><MIDINameDocument/>"), 7);
+  EXPECT_EQ(CodeOf("<?xml version='1.0' encoding='Shift_JIS'?><MIDINameDocument/>"), 7);
+  EXPECT_EQ(CodeOf(Test_Document("<Author>\xE4</Author>")), 7);
+}
+
+TEST(Reading, ADocumentCutAnywhereThrows7) {
+  const std::string document = Test_Master("<Model>M</Model>");
+  for (size_t length = 0; length < document.size(); ++length) {
+    EXPECT_EQ(CodeOf(document.substr(0, length)), 7) << length;
+  }
+}
+
 TEST(Reading, TagsAndAttributeNamesAreCaseSensitive) {
   EXPECT_EQ(CodeOf("<midiNameDocument><Patch/></midiNameDocument>"), 0);
   EXPECT_EQ(CodeOf(Test_Master("<PatchNameList name='L'/>")), 8);

@@ -2,6 +2,8 @@
 #include "tools/mlox/names/names_command.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -170,6 +172,7 @@ TEST_F(NamesCommandTest, CountGivesCodesAndSaysWhatTheyMean) {
   EXPECT_EQ(Run(CountArguments(mFolder / "nothing", "one", "1")).mOutput, empty(-2, 0));
   EXPECT_EQ(Run(CountArguments(mFile, "one", "17")).mOutput, empty(-4, 0));
   EXPECT_EQ(Run(CountArguments(mFile, "one", "0")).mOutput, empty(-4, 0));
+  EXPECT_EQ(Run(CountArguments(mFile, "one", "-2147483648")).mOutput, empty(-4, 0));
   EXPECT_EQ(Run(CountArguments(mFile, "one", "2")).mOutput, empty(-5, 0));
   EXPECT_EQ(Run(CountArguments("", "one", "1")).mOutput, empty(-6, 0));
   const Outcome thrown = Run(CountArguments(mFolder.MakeFile("bad.midnam", "<"), "one", "1"));
@@ -321,6 +324,19 @@ TEST_F(NamesCommandTest, CheckWarnsOfBanksThatCanNeverBeChosenOrCounted) {
           "two controllers would do\n" +
           warning +
           "channel name set \"T\": no mode gives it to a channel\n1 good, 0 with a fault, 6 warnings\n");
+}
+
+TEST_F(NamesCommandTest, CheckOfAFolderThatCannotBeReadIsAnError) {
+  mFolder.MakeFolder("closed");
+  ASSERT_EQ(chmod((mFolder / "closed").c_str(), 0), 0);
+  // The superuser may read all: then another user's rights are what counts.
+  const bool isRoot = geteuid() == 0;
+  ASSERT_TRUE(!isRoot || seteuid(65534) == 0);
+  const Outcome outcome = Run({"names", "check", mFolder / "closed"});
+  ASSERT_TRUE(!isRoot || seteuid(0) == 0);
+  ASSERT_EQ(chmod((mFolder / "closed").c_str(), 0700), 0);
+  EXPECT_EQ(outcome.mOutput, "");
+  EXPECT_EQ(outcome.mError, (mFolder / "closed") + ": cannot read the folder: Permission denied");
 }
 
 TEST_F(NamesCommandTest, CheckGivesAdviceForEveryCode) {

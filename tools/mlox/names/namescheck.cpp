@@ -150,11 +150,13 @@ void CheckFile(const std::string& iFile, Totals& ioTotals) {
   Run(parser, iFile, warnings, ioTotals);
 }
 
-// The documents in a folder and its sub-folders, in order of their paths. A folder that can't be read gives
-// none.
+// The documents in a folder and its sub-folders, in order of their paths. A sub-folder that can't be read
+// gives none; the folder that was asked for must be one that can.
 std::vector<std::string> DocumentsIn(const std::string& iFolder) {
   std::vector<std::string> files;
   std::error_code error;
+  const fs::directory_iterator asked(iFolder, error);
+  if (error) throw ToolError(fmt::format("{}: cannot read the folder: {}", iFolder, error.message()));
   fs::recursive_directory_iterator entry(iFolder, fs::directory_options::skip_permission_denied, error);
   for (const fs::recursive_directory_iterator end; !error && entry != end; entry.increment(error)) {
     const std::string path = entry->path().string();
