@@ -24,6 +24,8 @@ void Mlox_Device::SetBeatClockOffsetSamples(int iSamples) {
     return;
   }
   mBeatClockOffsetSamples = iSamples;
-  // A device that receives beat clock has a common output: there is no test for null.
-  GetCommonOutput()->SetUserBeatClockOffset(Time_SampleLength(iSamples));
+  // A device that receives beat clock has a common output, but for hardware that its service has let go.
+  if (Mlox_Output* const commonP = GetCommonOutput()) {
+    commonP->SetUserBeatClockOffset(Time_SampleLength(iSamples));
+  }
 }

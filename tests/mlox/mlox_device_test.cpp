@@ -75,4 +75,11 @@ TEST(Mlox_Device, GetBeatClockOffsetWithoutBeatClockIs0WhateverIsStored) {
   EXPECT_EQ(device.GetBeatClockOffsetSamples(), 25);
 }
 
+TEST(Mlox_Device, SetBeatClockOffsetOfADeviceWithoutACommonOutputOnlyStoresIt) {
+  Test_FakeDevice device("Piano");
+  device.mCommonOutput = nullptr;
+  device.SetBeatClockOffsetSamples(25);
+  EXPECT_EQ(device.GetBeatClockOffsetSamples(), 25);
+}
+
 }  // namespace
