@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/studio/studio.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "cmn/sys_umid.h"
@@ -24,13 +27,19 @@ constexpr int kChannels = 16;
 
 std::string NewGuid() {
   const std::string digits = Sys_Umid::Create().AsString();
-  return "{" + digits.substr(0, 8) + "-" + digits.substr(8, 4) + "-" + digits.substr(12, 4) + "-" +
-         digits.substr(16, 4) + "-" + digits.substr(20, 12) + "}";
+  const std::string_view text = digits;
+  return fmt::format("{{{}-{}-{}-{}-{}}}", text.substr(0, 8), text.substr(8, 4), text.substr(12, 4),
+                     text.substr(16, 4), text.substr(20, 12));
 }
 
 std::optional<std::int32_t> EndpointNumber(const Platform_StudioCore& iCore, const std::string& iGuid,
                                            bool iIsSource) {
-  const auto number = iCore.Number({{iGuid, kStudio_EndpointLevel, iIsSource}, std::string(kStudio_MloxID)});
+  Platform_StudioNumberKey key;
+  key.mPlace.mGuid = iGuid;
+  key.mPlace.mLevel = kStudio_EndpointLevel;
+  key.mPlace.mIsSource = iIsSource;
+  key.mKey = kStudio_MloxID;
+  const auto number = iCore.Number(key);
   return number ? std::optional(number->mValue) : std::nullopt;
 }
 
