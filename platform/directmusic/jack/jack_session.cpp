@@ -550,6 +550,9 @@ void Platform_JackSession::CloseHere(const std::shared_ptr<Platform_JackWay>& iW
   EndWays({iWayP});
   jack_client_t* const client = mClientP.load();
   jack_port_disconnect(client, iWayP->mPortP);
+  // The connection holds for the cycle that runs, and jackd may take one more to switch: served, and so
+  // cleared, until then.
+  mEngine.WaitForCycles(2);
   if (!mEngine.Remove(iWayP.get())) {
     mRetired.push_back(iWayP);
   }
