@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 
 FUZZ_SECONDS ?= 30
 
-.PHONY: help packages build test demo bench lint sanitize asan tsan rtsan fuzz docs clean
+.PHONY: help packages build test servers demo bench lint sanitize asan tsan rtsan fuzz docs clean
 
 help:
 	@sed -n 's/^## //p' Makefile
@@ -25,8 +25,12 @@ demo: configure-release
 
 ## make test      build everything and run every test; prints how many each driver had
 test: build
-	@bash packaging/run_tests.sh dev $(JOBS)
+	@bash packaging/run_tests.sh dev $(JOBS) -LE servers
 	bash packaging/driver_counts.sh build/dev
+
+## make servers   the tests that start, kill and restart JACK servers: one at a time, on a machine that does nothing else
+servers: build
+	@bash packaging/run_tests.sh dev 1 -L servers
 
 ## make bench     measure ours beside its peers, table at the end
 bench: configure-bench

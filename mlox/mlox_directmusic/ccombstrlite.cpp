@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_directmusic/ccombstrlite.h"
 
+#include <utility>
+
 #include "cmn/i18n_stutf16buffer.h"
 #include "cmn/i18n_stutf8buffer.h"
 #include "midixml/asciicase.h"
@@ -42,8 +44,9 @@ HRESULT CComBSTRLite::BSTRToString(const OLECHAR* iTextP, std::string* oTextP) {
 }
 
 HRESULT CComBSTRLite::StringToBSTR(std::string iText, OLECHAR** oTextP) {
-  if (oTextP == nullptr || IsLengthNegative(iText.size())) return E_INVALIDARG;
-  *oTextP = SysAllocString(I18N_StUTF16Buffer(iText.c_str()).get());
+  const std::string text = std::move(iText);
+  if (oTextP == nullptr || IsLengthNegative(text.size())) return E_INVALIDARG;
+  *oTextP = SysAllocString(I18N_StUTF16Buffer(text.c_str()).get());
   return S_OK;
 }
 

@@ -154,7 +154,8 @@ ReceivePortSet::ReceivePortSet() : mUmid(Sys_Umid::Create()) {}
 HRESULT ReceivePortSet::Apply(std::shared_ptr<IDirectMusicMIDIReceiver> receiver) {
   if (!IsAllowedHere()) return E_UNEXPECTED;
   const std::lock_guard lock(mApplyMutex);
-  return ApplyLocked(std::move(receiver));
+  const std::shared_ptr<IDirectMusicMIDIReceiver> taken = std::move(receiver);
+  return ApplyLocked(taken);
 }
 
 HRESULT ReceivePortSet::ApplyLocked(const std::shared_ptr<IDirectMusicMIDIReceiver>& iReceiver) {

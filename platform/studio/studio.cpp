@@ -310,6 +310,7 @@ Result Platform_Studio::SetChannels(const std::string& iGuid, std::int32_t iRece
 
 Result Platform_Studio::SetBanks(const std::string& iGuid, const std::vector<Platform_StudioBank>& iBanks) {
   std::vector<Platform_StudioBank> banks;
+  banks.reserve(iBanks.size());
   for (const Platform_StudioBank& bank : iBanks) {
     banks.push_back({Platform_StudioCleanText(bank.mName), Platform_StudioCleanText(bank.mFile),
                      Platform_StudioCleanText(bank.mPatchNameList)});

@@ -48,7 +48,7 @@ bool Exists(const std::string& iPath) {
 // The first name that nothing has yet.
 std::string FreeName(const std::string& iPath) {
   for (int number = 1;; ++number) {
-    const std::string name = iPath + ".damaged-" + std::to_string(number);
+    std::string name = iPath + ".damaged-" + std::to_string(number);
     if (!Exists(name) && !Exists(name + "-wal") && !Exists(name + "-shm")) {
       return name;
     }
@@ -82,7 +82,7 @@ bool Rename(const std::string& iFrom, const std::string& iTo, std::string& oReas
 }  // namespace
 
 std::string Platform_StudioDefaultPath() {
-  const std::string named = Variable("MLOX_STUDIO_DB");
+  std::string named = Variable("MLOX_STUDIO_DB");
   if (!named.empty()) {
     return named;
   }

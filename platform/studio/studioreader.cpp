@@ -16,7 +16,7 @@ namespace {
 // More rows than any studio has: what a damaged or hostile file claims beyond them is not read.
 constexpr int kMostRows = 200000;
 
-std::string Text(SQLite::Column iColumn) {
+std::string Text(const SQLite::Column& iColumn) {
   std::string text = iColumn.getString();
   // Texts go on as zero-terminated ones.
   text.resize(std::min(text.size(), text.find('\0')));

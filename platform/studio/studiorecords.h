@@ -24,6 +24,7 @@ inline constexpr int kStudio_DeviceLevel = 2;
 struct Platform_StudioPropertyKey {
   int mLevel = kStudio_DeviceLevel;
   std::string mKey;
+  // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler writes here has no pointer
   auto operator<=>(const Platform_StudioPropertyKey&) const = default;
 };
 
@@ -87,6 +88,7 @@ struct Platform_StudioPlace {
   std::string mGuid;
   int mLevel = kStudio_DeviceLevel;
   bool mIsSource = false;
+  // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler writes here has no pointer
   auto operator<=>(const Platform_StudioPlace&) const = default;
 };
 
@@ -94,6 +96,7 @@ struct Platform_StudioPlace {
 struct Platform_StudioNumberKey {
   Platform_StudioPlace mPlace;
   std::string mKey;
+  // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler writes here has no pointer
   auto operator<=>(const Platform_StudioNumberKey&) const = default;
 };
 

@@ -49,7 +49,7 @@ std::string Platform_AlsaApplications::Address(int iClient) const {
 }
 
 std::string Platform_AlsaLastingName(const std::string& iName) {
-  const std::string name = Trimmed(iName);
+  std::string name = Trimmed(iName);
   const std::size_t open = name.rfind('(');
   if (open == std::string::npos || open == 0 || name.back() != ')' || open + 2 == name.size()) {
     return name;
@@ -61,7 +61,7 @@ std::string Platform_AlsaLastingName(const std::string& iName) {
 }
 
 std::string Platform_AlsaPortName(const std::string& iClient, const std::string& iPort) {
-  const std::string client = Trimmed(iClient);
+  std::string client = Trimmed(iClient);
   const std::string port = Trimmed(iPort);
   if (port.empty()) {
     return client;

@@ -12,6 +12,7 @@
 struct Platform_AlsaAddress {
   int mClient = -1;
   int mPort = -1;
+  // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler writes here has no pointer
   auto operator<=>(const Platform_AlsaAddress&) const = default;
 };
 

@@ -54,7 +54,7 @@ bool Platform_IsDurableAlias(const std::string& iAlias) {
 
 std::string Platform_JackAddress(const std::string& iName, const std::vector<std::string>& iAliases) {
   for (const std::string& alias : iAliases) {
-    const std::string address = WithoutNumberInBrackets(alias);
+    std::string address = WithoutNumberInBrackets(alias);
     if (Platform_IsDurableAlias(address)) {
       return address;
     }

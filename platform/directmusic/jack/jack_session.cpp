@@ -486,7 +486,7 @@ void Platform_JackSession::Publish(std::vector<Platform_PortInfo> iPorts) {
 std::string Platform_JackSession::FreeName(bool iIsInput) const {
   const std::string prefix = iIsInput ? "in " : "out ";
   for (int number = 1;; ++number) {
-    const std::string name = prefix + std::to_string(number);
+    std::string name = prefix + std::to_string(number);
     const auto isTaken = [&](const std::shared_ptr<Platform_JackWay>& iWay) {
       return iWay->mOurName == name;
     };

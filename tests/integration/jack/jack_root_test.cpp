@@ -205,9 +205,11 @@ TEST_F(JackRoot, PortsGoOnAfterAServerDiedAndCameBackWithNoCallByTheirHolder) {
       ASSERT_EQ(Play(now + i * 20'000, {0xB0, 7, number}), S_OK);
     }
     ASSERT_TRUE(HeardAtLeast(10));
+    // The other client of this process goes first: libjack 1.9.21 crashes when a client of a dead server is
+    // closed after an attempt of the driver's to open a new one has failed.
+    mPeerP.reset();
     mServer.Kill();
     ASSERT_TRUE(Test_WaitFor([&] { return Play(INT64_MIN, {0x90, 1, 1}) == E_FAIL; }));
-    mPeerP.reset();
     ASSERT_EQ(mServer.Start(), "");
     const std::int64_t back = Sys_Clock::Microseconds();
     OpenPeer();

@@ -121,7 +121,7 @@ class Follower final : public Mlox_Manager_Listener {
   }
 
   Mlox_InputList Wanted() const {
-    const Mlox_InputList all = mSession.Inputs();
+    Mlox_InputList all = mSession.Inputs();
     if (mWanted.empty()) return all;
     Mlox_InputList wanted;
     for (const auto& reference : mWanted) {

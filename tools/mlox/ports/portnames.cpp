@@ -76,6 +76,7 @@ std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iT
 Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText) {
   const std::vector<Mlox_Device*> devices = iSession.Outputs();
   std::vector<NamedPort> ports;
+  ports.reserve(devices.size());
   for (Mlox_Device* const deviceP : devices) ports.push_back({deviceP->GetName(), IdText(IdOf(*deviceP))});
   return *devices[FindPort(ports, iText, "output")];
 }
@@ -83,6 +84,7 @@ Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText) {
 Mlox_InputRef FindInput(const PortSession& iSession, const std::string& iText) {
   const Mlox_InputList inputs = iSession.Inputs();
   std::vector<NamedPort> ports;
+  ports.reserve(inputs.size());
   for (const Mlox_InputRef& input : inputs) ports.push_back({input->GetName(), IdText(input->GetInputID())});
   return inputs[FindPort(ports, iText, "input")];
 }
