@@ -13,14 +13,6 @@ namespace {
 
 constexpr std::int32_t kAllChannels = 0xFFFF;
 
-std::vector<int> ChannelsOf(std::int32_t iMask) {
-  std::vector<int> channels;
-  for (int channel = 0; channel < 16; ++channel) {
-    if ((iMask >> channel & 1) != 0) channels.push_back(channel + 1);
-  }
-  return channels;
-}
-
 template <class Port>
 std::vector<int> AvailableChannels(const Port& iPort) {
   std::vector<int> channels;
@@ -79,7 +71,7 @@ PortRow AbsentRow(const Platform_StudioEntry& iEntry, bool iIsInput) {
   row.mIsInput = iIsInput;
   row.mName = iEntry.mName;
   row.mChannels =
-      ChannelsOf((iIsInput ? iEntry.mTransmitChannels : iEntry.mReceiveChannels).value_or(kAllChannels));
+      ChannelsOfMask((iIsInput ? iEntry.mTransmitChannels : iEntry.mReceiveChannels).value_or(kAllChannels));
   AddWhatTheStudioKnows(row, &iEntry);
   row.mIsExternal = iEntry.mIsUserDefined;
   row.mIsOnline = false;
@@ -95,6 +87,14 @@ bool Holds(const std::vector<PortRow>& iRows, const Platform_StudioEntry& iEntry
 }
 
 }  // namespace
+
+std::vector<int> ChannelsOfMask(std::int32_t iMask) {
+  std::vector<int> channels;
+  for (int channel = 0; channel < 16; ++channel) {
+    if ((iMask >> channel & 1) != 0) channels.push_back(channel + 1);
+  }
+  return channels;
+}
 
 std::vector<PortRow> PresentPorts(const PortSession& iSession,
                                   const std::vector<Platform_StudioEntry>& iEntries) {

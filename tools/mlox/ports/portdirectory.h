@@ -3,6 +3,7 @@
 /// Everything that can be sent to or listened to, with what is known of it.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,9 @@ struct PortRow {
   bool mIsPlugIn = false;
   bool mIsOnline = true;
 };
+
+/// The channels, 1 to 16, of a mask in which bit n is MIDI channel n, from 0.
+std::vector<int> ChannelsOfMask(std::int32_t iMask);
 
 /// What is there now: outputs, then inputs, each in the order of its global index. The entries tell what the
 /// services don't.

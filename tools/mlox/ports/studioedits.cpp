@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/studio/studiomanagement.h"
+#include "tools/mlox/ports/portdirectory.h"
 #include "tools/mlox/ports/portnames.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
@@ -184,14 +185,6 @@ std::string NameOf(const std::vector<Platform_StudioEntry>& iEntries, const std:
   return iGuid;
 }
 
-std::vector<int> ChannelsOf(std::int32_t iMask) {
-  std::vector<int> channels;
-  for (int channel = 0; channel < 16; ++channel) {
-    if ((iMask >> channel & 1) != 0) channels.push_back(channel + 1);
-  }
-  return channels;
-}
-
 void PrintField(const char* iName, const std::string& iText) {
   if (!iText.empty()) fmt::print("  {:<14} {}\n", iName, ForTerminal(iText));
 }
@@ -203,8 +196,9 @@ void PrintEntry(const Platform_StudioEntry& iEntry, const std::vector<Platform_S
   PrintField("manufacturer", iEntry.mManufacturer);
   PrintField("model", iEntry.mModel);
   PrintField("driver", iEntry.mDriver);
-  if (iEntry.mReceiveChannels) PrintField("receives", ChannelsText(ChannelsOf(*iEntry.mReceiveChannels)));
-  if (iEntry.mTransmitChannels) PrintField("transmits", ChannelsText(ChannelsOf(*iEntry.mTransmitChannels)));
+  if (iEntry.mReceiveChannels) PrintField("receives", ChannelsText(ChannelsOfMask(*iEntry.mReceiveChannels)));
+  if (iEntry.mTransmitChannels)
+    PrintField("transmits", ChannelsText(ChannelsOfMask(*iEntry.mTransmitChannels)));
   PrintField("document", iEntry.mMaster.value_or(""));
   for (std::size_t i = 1; i < iEntry.mModes.size(); ++i) {
     if (!iEntry.mModes[i].empty()) PrintField("mode", fmt::format("{}: {}", i, iEntry.mModes[i]));
@@ -219,7 +213,7 @@ void WriteChannels(TreeWriter& ioWriter, const char* iKey, const std::optional<s
   ioWriter.Key(iKey);
   if (!iMask) return ioWriter.Null();
   ioWriter.BeginList();
-  for (const int channel : ChannelsOf(*iMask)) ioWriter.Number(channel);
+  for (const int channel : ChannelsOfMask(*iMask)) ioWriter.Number(channel);
   ioWriter.EndList();
 }
 
