@@ -53,6 +53,11 @@ bool Mlox_DM_GenericDeviceOrInput::HasPluginTag() const { return mHasPluginTag; 
 
 Mlox_DM_PlugInInstDict_Spec Mlox_DM_GenericDeviceOrInput::GetPlugInSpec() const { return mSpec; }
 
+const Mlox_DM_PlugInLocator& Mlox_DM_GenericDeviceOrInput::GetPlugInLocator() const {
+  ResolveLocator();
+  return mLocator;
+}
+
 bool Mlox_DM_GenericDeviceOrInput::MatchesDescriptor(const Mlox_DM_DeviceDescriptor* iDescriptorP,
                                                      bool iCompareName) const {
   if (!CMN_ASSERT_FROM(kAssertSource, iDescriptorP != nullptr, "iDescriptorP")) return false;

@@ -49,6 +49,9 @@ class MLOX_EXPORT Mlox_DM_GenericDeviceOrInput {
   /// The instance's key in the dictionary. It means nothing before SetPluginIdentification. [main]
   virtual Mlox_DM_PlugInInstDict_Spec GetPlugInSpec() const;
 
+  /// The locator of the node, looked up if it isn't known yet; the default one while there is none. [main]
+  const Mlox_DM_PlugInLocator& GetPlugInLocator() const;
+
   /// Whether a saved descriptor is that of this node. [main]
   ///
   /// A tagged descriptor is compared by locator and plug-in id alone: names never count then. An untagged one

@@ -73,6 +73,8 @@ const std::vector<Exception>& Exceptions() {
        "DirectMusic's interfaces: on Windows the system's own header stands in this one's place"},
       {"mlox/mlox_manager_hardware.cpp", "mlox/mlox_directmusic/",
        "the one file in which the core makes a service: the hardware service, on activation"},
+      {"mlox/mlox_utils.", "mlox/mlox_directmidi/",
+       "conversions between the core's descriptors and the devices of plug-ins"},
       {"platform/studio/", "mlox/mlox_directmusic/idirectmusicstudio.h",
        "the interfaces that the studio of this machine implements"},
       {"platform/studio/", "mlox/mlox_directmusic/portnamerules.h",

@@ -26,6 +26,8 @@ void* Slots_MakeDevice();
 void* Slots_MakeRawMidiReceiver();
 void* Slots_MakeAppCallback();
 void* Slots_MakeListener();
+void* Slots_MakeInputIDListener();
+void* Slots_MakeOutputIDListener();
 void* Slots_MakeAWrite();
 void* Slots_MakeDeviceDescriptor();
 void* Slots_MakeBatchDeliveryEntry();

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "mlox/mdi_appcallback.h"
+#include "mlox/midiinputidmapper_listener.h"
+#include "mlox/midioutputidmapper_listener.h"
 #include "mlox/mlox_awrite.h"
 #include "mlox/mlox_device.h"
 #include "mlox/mlox_devicedescriptor.h"
@@ -311,6 +313,18 @@ class SlotListener : public Mlox_Manager_Listener {
   void Mlox_Manager_PlugInNodeRegistered(SFicPlugInSpec* iP) override { Note("PlugInNodeRegistered", 0, iP); }
 };
 
+class SlotInputIDListener : public MidiInputIDMapper_Listener {
+ public:
+  ~SlotInputIDListener() override { Note("destructor"); }
+  void MidiInputIDMapper_IDsChanged() override { Note("IDsChanged"); }
+};
+
+class SlotOutputIDListener : public MidiOutputIDMapper_Listener {
+ public:
+  ~SlotOutputIDListener() override { Note("destructor"); }
+  void MidiOutputIDMapper_IDsChanged() override { Note("IDsChanged"); }
+};
+
 class SlotWriter : public Mlox_AWrite {
  public:
   ~SlotWriter() override { Note("destructor"); }
@@ -376,6 +390,12 @@ void* Slots_MakeRawMidiReceiver() { return static_cast<Mlox_RawMidiReceiver*>(ne
 void* Slots_MakeAppCallback() { return static_cast<Mdi_AppCallback*>(new SlotAppCallback); }
 
 void* Slots_MakeListener() { return static_cast<Mlox_Manager_Listener*>(new SlotListener); }
+void* Slots_MakeInputIDListener() {
+  return static_cast<MidiInputIDMapper_Listener*>(new SlotInputIDListener);
+}
+void* Slots_MakeOutputIDListener() {
+  return static_cast<MidiOutputIDMapper_Listener*>(new SlotOutputIDListener);
+}
 
 void* Slots_MakeAWrite() { return static_cast<Mlox_AWrite*>(new SlotWriter); }
 

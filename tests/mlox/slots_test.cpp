@@ -259,6 +259,16 @@ TEST(Slots, Listener) {
   EXPECT_EQ(LastOperation(), "destructor");
 }
 
+TEST(Slots, ListenersOfTheIDMappersAreCalledInTheSecondSlot) {
+  for (void* listenerP : {Slots_MakeInputIDListener(), Slots_MakeOutputIDListener()}) {
+    const Test_SlotTable table(listenerP);
+    table.Call<void>(2);
+    EXPECT_EQ(LastOperation(), "IDsChanged");
+    table.Delete();
+    EXPECT_EQ(LastOperation(), "destructor");
+  }
+}
+
 TEST(Slots, DeviceDescriptor) {
   const Test_SlotTable table(Slots_MakeDeviceDescriptor());
   EXPECT_TRUE((table.Call<bool, void*>(2, kPointer)));

@@ -173,7 +173,7 @@ class Test_FakeInput : public Mlox_Input {
   Mlox_InputID GetInputID() const override { return {1, mID}; }
   std::shared_ptr<const Mlox_DeviceDescriptor> GetDeviceDescriptor() const override { return mDescriptorP; }
   std::string GetName() const override { return mName; }
-  bool IsMidiChannelAvailable(short) const override { return true; }
+  bool IsMidiChannelAvailable(short iChannel) const override { return ((mChannelMask >> iChannel) & 1) != 0; }
   bool IsPhysical() const override { return !mIsVirtual; }
   bool IsVirtual() const override { return mIsVirtual; }
   bool IsSyncSource() const override { return false; }
@@ -183,6 +183,7 @@ class Test_FakeInput : public Mlox_Input {
   std::shared_ptr<const Mlox_DeviceDescriptor> mDescriptorP;
   int mID;
   bool mIsVirtual;
+  unsigned mChannelMask = 0xFFFF;
 };
 
 /// A service over fixed lists. It knows descriptors of the kind Test_FakeDescriptor: "exactly" compares name
