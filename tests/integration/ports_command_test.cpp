@@ -59,6 +59,46 @@ TEST_F(PortsCommand, ListShowsOutputsThenInputsInTheOrderOfTheirIndex) {
 
 TEST_F(PortsCommand, ListGivesTheSameIdsInEveryRun) { EXPECT_EQ(ListJson(), ListJson()); }
 
+TEST_F(PortsCommand, ListShowsTheIntegersOfEveryChannelAndOfEveryInputAsAWhole) {
+  const json list = ListJson();
+  std::vector<int> outputIds;
+  std::vector<int> inputIds;
+  for (const json& row : list["outputs"]) {
+    for (const json& id : row["integer_ids"]) outputIds.push_back(id);
+  }
+  for (const json& row : list["inputs"]) {
+    for (const json& id : row["integer_ids"]) inputIds.push_back(id);
+  }
+  ASSERT_EQ(outputIds.size(), 3u * 16);
+  ASSERT_EQ(inputIds.size(), 3u * 17);
+  for (std::size_t i = 0; i < inputIds.size(); ++i) EXPECT_EQ(inputIds[i], static_cast<int>(i) + 1);
+  for (std::size_t i = 0; i < outputIds.size(); ++i) EXPECT_EQ(outputIds[i], static_cast<int>(i) + 1);
+}
+
+TEST_F(PortsCommand, AnIntegerNamesTheOutputOrInputItStandsFor) {
+  // 17 is the first channel of the second output, and the last one of the first input.
+  const Result result = Ports(
+      "$MLOX watch --for 0.2 --follow id:17 && $MLOX send id:33 90 3c 64 && "
+      "$MLOX monitor id:18 --for 0.1 && $MLOX latency --out id:17 --in id:18 --count 2");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, HasSubstr("Reel"));
+}
+
+TEST_F(PortsCommand, AnIntegerThatStandsForNothingIsAnErrorWithTheRangeThatThereIs) {
+  ExpectOneLineWith(Ports("$MLOX send id:49 90 3c 64"), 1,
+                    "id:49: no output has this id; ids go from 1 to 48 now, see mlox list");
+  ExpectOneLineWith(Ports("$MLOX send id:0 90 3c 64"), 1, "id:0: no output has this id");
+  ExpectOneLineWith(Ports("$MLOX monitor id:52 --for 0.1"), 1,
+                    "id:52: no input has this id; ids go from 1 to 51");
+  ExpectOneLineWith(Ports("MLOX_MIDI_DRIVERS=none $MLOX send id:1 90 3c 64"), 1, "id:1: there is no output");
+  ExpectOneLineWith(Ports("$MLOX send id:x 90 3c 64"), 1, "no output has this name or id");
+}
+
+TEST_F(PortsCommand, AnExactNameWinsOverAnInteger) {
+  const Result result = Ports("MLOX_LOOPBACK_PORTS=id:1,id:9 $MLOX monitor id:9 --for 0.1");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+}
+
 TEST_F(PortsCommand, ListIsATableForPeople) {
   const Result result = Ports("$MLOX list");
   EXPECT_EQ(result.mStatus, 0);

@@ -30,6 +30,16 @@ TEST(IdText, ShowsServiceAndNumberAsEightDigits) {
   EXPECT_EQ(tool::IdText({2, -1}), "2:ffffffff");
 }
 
+TEST(IntegerIdOf, IsTheNumberBehindThePrefixAndNothingElse) {
+  EXPECT_EQ(tool::IntegerIdOf("id:0"), 0);
+  EXPECT_EQ(tool::IntegerIdOf("id:17"), 17);
+  EXPECT_EQ(tool::IntegerIdOf("id:2147483647"), 2147483647);
+  for (const char* const text :
+       {"id:", "id:-1", "id:+1", "id: 1", "id:1 ", "id:2147483648", "ID:1", "1", ""}) {
+    EXPECT_EQ(tool::IntegerIdOf(text), std::nullopt) << text;
+  }
+}
+
 TEST(FindPort, TakesAnExactNameAlsoWhenAnotherBeginsSo) {
   EXPECT_EQ(tool::FindPort(kPorts, "Synth", "output"), 0u);
 }

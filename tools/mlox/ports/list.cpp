@@ -24,19 +24,27 @@ std::string KindText(const PortRow& iRow) {
   return iRow.mIsVirtual ? "virtual" : "physical";
 }
 
+/// The ids of a row are neighbours: the first and the last tell all of them.
+std::string IntegerIdsText(const PortRow& iRow) {
+  if (iRow.mIntegerIds.empty()) return "-";
+  if (iRow.mIntegerIds.size() == 1) return fmt::format("{}", iRow.mIntegerIds.front());
+  return fmt::format("{}-{}", iRow.mIntegerIds.front(), iRow.mIntegerIds.back());
+}
+
 /// A line a row, columns as wide as what stands in them; names last to be cut by nobody.
 void PrintTable(const std::vector<PortRow>& iRows) {
   std::size_t channelsWidth = 8;
   for (const PortRow& row : iRows) {
     channelsWidth = std::max(channelsWidth, ColumnsOf(ChannelsText(row.mChannels)));
   }
-  fmt::print("{:<6}  {:<12}  {}  {:<9}  {:<9}  {:<9}  {:<8}  {}\n", "", "id",
+  fmt::print("{:<6}  {:<12}  {:<9}  {}  {:<9}  {:<9}  {:<9}  {:<8}  {}\n", "", "id", "id:N",
              FitColumns("channels", channelsWidth), "service", "driver", "kind", "online", "name");
   for (const PortRow& row : iRows) {
-    fmt::print("{:<6}  {:<12}  {}  {:<9}  {:<9}  {:<9}  {:<8}  {}\n", row.mIsInput ? "input" : "output",
-               row.mId.empty() ? "-" : row.mId, FitColumns(ChannelsText(row.mChannels), channelsWidth),
-               row.mService, row.mDriver.empty() ? "-" : row.mDriver, KindText(row),
-               row.mIsOnline ? "yes" : "no", ForTerminal(row.mName));
+    fmt::print("{:<6}  {:<12}  {:<9}  {}  {:<9}  {:<9}  {:<9}  {:<8}  {}\n",
+               row.mIsInput ? "input" : "output", row.mId.empty() ? "-" : row.mId, IntegerIdsText(row),
+               FitColumns(ChannelsText(row.mChannels), channelsWidth), row.mService,
+               row.mDriver.empty() ? "-" : row.mDriver, KindText(row), row.mIsOnline ? "yes" : "no",
+               ForTerminal(row.mName));
   }
 }
 
@@ -52,6 +60,10 @@ void WriteRow(TreeWriter& ioWriter, const PortRow& iRow) {
   ioWriter.Bool(iRow.mIsExternal);
   ioWriter.Key("id");
   iRow.mId.empty() ? ioWriter.Null() : ioWriter.Text(iRow.mId);
+  ioWriter.Key("integer_ids");
+  ioWriter.BeginList();
+  for (const int id : iRow.mIntegerIds) ioWriter.Number(id);
+  ioWriter.EndList();
   ioWriter.Key("name");
   ioWriter.Text(iRow.mName);
   ioWriter.Key("online");

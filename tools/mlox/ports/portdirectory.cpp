@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "mlox/midiinputidmapper.h"
+#include "mlox/midioutputidmapper.h"
 #include "mlox/mlox_device.h"
 #include "tools/mlox/ports/portnames.h"
 #include "tools/mlox/ports/portsession.h"
@@ -20,6 +22,24 @@ std::vector<int> AvailableChannels(const Port& iPort) {
     if (iPort.IsMidiChannelAvailable(channel)) channels.push_back(channel + 1);
   }
   return channels;
+}
+
+std::vector<int> IntegerIds(Mlox_Device& ioDevice, const std::vector<int>& iChannels) {
+  if (iChannels.empty()) return {MidiOutputIDMapper::OutputToID(ioDevice.GetCommonOutput())};
+  std::vector<int> ids;
+  for (const int channel : iChannels) {
+    ids.push_back(
+        MidiOutputIDMapper::OutputToID(ioDevice.GetOutputForChannel(static_cast<short>(channel - 1))));
+  }
+  return ids;
+}
+
+std::vector<int> IntegerIds(const Mlox_InputRef& iInput, const std::vector<int>& iChannels) {
+  std::vector<int> ids{MidiInputIDMapper::InputAssignmentToID(iInput, -1)};
+  for (const int channel : iChannels) {
+    ids.push_back(MidiInputIDMapper::InputAssignmentToID(iInput, static_cast<short>(channel - 1)));
+  }
+  return ids;
 }
 
 /// The number of an entry's endpoint of one direction, if it has been given one.
@@ -48,21 +68,23 @@ PortRow OutputRow(Mlox_Device& ioDevice, const std::vector<Platform_StudioEntry>
   row.mId = IdText(id);
   row.mName = ioDevice.GetName();
   row.mChannels = AvailableChannels(ioDevice);
+  row.mIntegerIds = IntegerIds(ioDevice, row.mChannels);
   AddWhatTheStudioKnows(row, FindEntry(iEntries, id, false));
   row.mIsExternal = ioDevice.IsUserDefined();
   return row;
 }
 
-PortRow InputRow(const Mlox_Input& iInput, const std::vector<Platform_StudioEntry>& iEntries) {
+PortRow InputRow(const Mlox_InputRef& iInput, const std::vector<Platform_StudioEntry>& iEntries) {
   PortRow row;
   row.mIsInput = true;
-  row.mId = IdText(iInput.GetInputID());
-  row.mName = iInput.GetName();
-  row.mChannels = AvailableChannels(iInput);
-  AddWhatTheStudioKnows(row, FindEntry(iEntries, iInput.GetInputID(), true));
-  row.mIsVirtual = iInput.IsVirtual();
-  row.mIsExternal = iInput.IsUserDefined();
-  row.mIsPlugIn = iInput.IsPlugIn();
+  row.mId = IdText(iInput->GetInputID());
+  row.mName = iInput->GetName();
+  row.mChannels = AvailableChannels(*iInput);
+  row.mIntegerIds = IntegerIds(iInput, row.mChannels);
+  AddWhatTheStudioKnows(row, FindEntry(iEntries, iInput->GetInputID(), true));
+  row.mIsVirtual = iInput->IsVirtual();
+  row.mIsExternal = iInput->IsUserDefined();
+  row.mIsPlugIn = iInput->IsPlugIn();
   return row;
 }
 
@@ -100,7 +122,7 @@ std::vector<PortRow> PresentPorts(const PortSession& iSession,
                                   const std::vector<Platform_StudioEntry>& iEntries) {
   std::vector<PortRow> rows;
   for (Mlox_Device* const deviceP : iSession.Outputs()) rows.push_back(OutputRow(*deviceP, iEntries));
-  for (const Mlox_InputRef& input : iSession.Inputs()) rows.push_back(InputRow(*input, iEntries));
+  for (const Mlox_InputRef& input : iSession.Inputs()) rows.push_back(InputRow(input, iEntries));
   return rows;
 }
 

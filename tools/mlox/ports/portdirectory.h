@@ -20,8 +20,12 @@ struct PortRow {
   std::string mId;  ///< as IdText gives it; empty for what has none now
   std::string mName;
   std::vector<int> mChannels;  ///< 1 to 16
-  std::string mService;        ///< "hardware", "plug-ins"
-  std::string mDriver;         ///< "alsa", "jack", "loopback"; empty where there is none or nobody knows
+  /// The integer ids: of an output one for each channel, or one for a device without any; of an input one for
+  /// the whole of it, then one for each channel. They hold until something changes. Empty for what isn't
+  /// there.
+  std::vector<int> mIntegerIds;
+  std::string mService;  ///< "hardware", "plug-ins"
+  std::string mDriver;   ///< "alsa", "jack", "loopback"; empty where there is none or nobody knows
   bool mIsVirtual = false;
   bool mIsExternal = false;  ///< an instrument that the user has defined
   bool mIsPlugIn = false;

@@ -3,8 +3,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <charconv>
 #include <functional>
 
+#include "mlox/midiinputidmapper.h"
+#include "mlox/midioutputidmapper.h"
 #include "mlox/mlox_device.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_device.h"
 #include "tools/mlox/ports/portsession.h"
@@ -37,6 +41,19 @@ std::string Candidates(const std::vector<NamedPort>& iPorts, const Indices& iInd
 
 Indices All(const std::vector<NamedPort>& iPorts) {
   return Matching(iPorts, [](const NamedPort&) { return true; });
+}
+
+// An exact name wins over an integer id, as it does over any other.
+bool IsName(const std::vector<NamedPort>& iPorts, const std::string& iText) {
+  return std::any_of(iPorts.begin(), iPorts.end(),
+                     [&](const NamedPort& iPort) { return iPort.mName == iText; });
+}
+
+void CheckIntegerId(int iID, int iMaxID, const std::string& iText, const char* iKind) {
+  if (iID >= 1 && iID <= iMaxID) return;
+  if (iMaxID == 0) throw ToolError(fmt::format("{}: there is no {}", iText, iKind));
+  throw ToolError(
+      fmt::format("{}: no {} has this id; ids go from 1 to {} now, see mlox list", iText, iKind, iMaxID));
 }
 
 [[noreturn]] void FailToFind(const std::vector<NamedPort>& iPorts, const std::string& iText,
@@ -73,11 +90,26 @@ std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iT
   FailToFind(iPorts, iText, iKind);
 }
 
+std::optional<int> IntegerIdOf(const std::string& iText) {
+  constexpr std::string_view kPrefix = "id:";
+  if (!iText.starts_with(kPrefix)) return std::nullopt;
+  const char* const beginP = iText.data() + kPrefix.size();
+  const char* const endP = iText.data() + iText.size();
+  int id = 0;
+  const auto [stopP, error] = std::from_chars(beginP, endP, id);
+  if (error != std::errc() || stopP != endP || id < 0) return std::nullopt;
+  return id;
+}
+
 Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText) {
   const std::vector<Mlox_Device*> devices = iSession.Outputs();
   std::vector<NamedPort> ports;
   ports.reserve(devices.size());
   for (Mlox_Device* const deviceP : devices) ports.push_back({deviceP->GetName(), IdText(IdOf(*deviceP))});
+  if (const std::optional<int> id = IntegerIdOf(iText); id && !IsName(ports, iText)) {
+    CheckIntegerId(*id, MidiOutputIDMapper::GetMaxID(), iText, "output");
+    return *MidiOutputIDMapper::IDToDevice(*id);
+  }
   return *devices[FindPort(ports, iText, "output")];
 }
 
@@ -86,6 +118,10 @@ Mlox_InputRef FindInput(const PortSession& iSession, const std::string& iText) {
   std::vector<NamedPort> ports;
   ports.reserve(inputs.size());
   for (const Mlox_InputRef& input : inputs) ports.push_back({input->GetName(), IdText(input->GetInputID())});
+  if (const std::optional<int> id = IntegerIdOf(iText); id && !IsName(ports, iText)) {
+    CheckIntegerId(*id, MidiInputIDMapper::GetMaxID(), iText, "input");
+    return MidiInputIDMapper::IDToInput(*id);
+  }
   return inputs[FindPort(ports, iText, "input")];
 }
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 /// \file
-/// How a user names an output or an input: by its exact name, by the beginning of one, or by its id.
+/// How a user names an output or an input: by its exact name, by the beginning of one, by its id, or by one
+/// of its integer ids.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,12 @@ struct NamedPort {
 /// letter case counts. Throws ToolError when none fits, telling what there is, and when several fit, listing
 /// them with their ids. \param iKind  "output" or "input", for the text of errors
 std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iText, const char* iKind);
+
+/// The integer of "id:N", 0 to 2147483647; nothing for any other text.
+std::optional<int> IntegerIdOf(const std::string& iText);
+
+// Of an integer id, which stands for a channel, the device or input counts alone: a message says its own
+// channel.
 
 /// The output of that name. Throws ToolError.
 Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText);
