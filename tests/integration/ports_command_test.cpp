@@ -156,6 +156,14 @@ TEST_F(PortsCommand, SendRefusesAChannelThatTheOutputDoesNotListenOn) {
       1, "S: does not listen on channel 1");
 }
 
+TEST_F(PortsCommand, ADatabaseThatIsHeldForAMomentIsWaitedFor) {
+  const Result result = Ports(
+      "$MLOX list >list && $MLOX studio add Strings >guid\n"
+      "flock -x studio.db.lock sleep 1 & sleep 0.3\n"
+      "$MLOX studio wire Strings Blue && $MLOX send Strings 90 3c 64");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+}
+
 TEST_F(PortsCommand, PlaySendsEveryByteOfASongInTime) {
   const Result result = Ports(std::string("$MLOX play ") + kSong + " --to Red --back Red --seconds 3");
   EXPECT_EQ(result.mStatus, 0) << result.mError;

@@ -26,6 +26,8 @@ class Callback final : public Mdi_AppCallback {
   void StopPlayback() override {}
 };
 
+constexpr std::chrono::seconds kStudioPatience{10};
+
 // Devices that were let go, and the objects of the subsystem that live as long as the process, keep pointers
 // to both.
 Callback& AppCallback() {
@@ -35,6 +37,14 @@ Callback& AppCallback() {
 Mem2_MasterAllocator& Allocator() {
   static auto* const sAllocatorP = new Mem2_MasterAllocator;
   return *sAllocatorP;
+}
+
+// Lives as long as the hardware service; null if it is a closed one.
+Platform_StudioManagement* FindManagement() {
+  const auto* const serviceP =
+      dynamic_cast<Mlox_DirectMusic_Service*>(Mlox_Manager::Singleton()->GetOSService());
+  const auto studio = serviceP != nullptr ? serviceP->GetStudio() : nullptr;
+  return dynamic_cast<Platform_StudioManagement*>(studio.get());
 }
 
 }  // namespace
@@ -47,6 +57,10 @@ PortSession::PortSession() {
     manager.RemoveAllServices();
     Mlox_Init::Free();
     throw ToolError("there is no MIDI hardware service on this machine");
+  }
+  // Whoever asks for ports shall find the user's devices among them, however busy the machine is.
+  if (Platform_StudioManagement* const managementP = FindManagement()) {
+    static_cast<void>(managementP->WaitUntilRead(kStudioPatience));
   }
 }
 
@@ -92,10 +106,7 @@ bool PortSession::IdleUntil(const std::function<bool()>& iIsDone, double iSecond
 }
 
 Platform_StudioManagement& PortSession::Management() const {
-  const auto* const serviceP =
-      dynamic_cast<Mlox_DirectMusic_Service*>(Mlox_Manager::Singleton()->GetOSService());
-  const auto studio = serviceP != nullptr ? serviceP->GetStudio() : nullptr;
-  auto* const managementP = dynamic_cast<Platform_StudioManagement*>(studio.get());
+  Platform_StudioManagement* const managementP = FindManagement();
   if (managementP == nullptr) throw ToolError("the studio of this machine can't be looked into");
   return *managementP;
 }

@@ -26,7 +26,9 @@ constexpr std::chrono::seconds kPatience{10};
 /// The database, without anything plugged in: what is there matters to nobody here.
 class Studio {
  public:
-  Studio() : mFaces(Platform_OpenStudio(nullptr)) {}
+  // A busy machine may not read the file in the time that opening takes at most. What stands against reading
+  // is told by the command that comes then.
+  Studio() : mFaces(Platform_OpenStudio(nullptr)) { static_cast<void>(Get().WaitUntilRead(kPatience)); }
 
   Platform_StudioManagement& Get() const { return *mFaces.mManagement; }
 
