@@ -277,8 +277,26 @@ TEST(Mdie_EventMessages, TagsThatAreNoMidiHaveNone) {
   }
 }
 
+// A record of a tag that no class has.
+struct Test_EventOfAnyTag : Mdie_Event {
+  explicit Test_EventOfAnyTag(int iTag) : Mdie_Event(static_cast<EType>(iTag)) {}
+};
+
+TEST(Mdie_EventMessages, TagsOutsideTheEnumerationHaveNone) {
+  for (const int tag : {-128, -1, 24, 127}) {
+    const Test_EventOfAnyTag event(tag);
+    EXPECT_EQ(0, event.GetNumMessages()) << "tag " << tag;
+    EXPECT_EQ(Bytes{}, Message(event, 0)) << "tag " << tag;
+  }
+}
+
 TEST(Mdie_EventMessages, NoteOn) {
   EXPECT_THAT(Messages(Mdie_NoteOnEvent(60, 100)), ElementsAre(Bytes{0x90, 60, 100}));
+}
+
+TEST(Mdie_EventMessages, ANoteOnWithVelocity0StaysANoteOn) {
+  Test_AssertRecorder recorder;
+  EXPECT_THAT(Messages(Mdie_NoteOnEvent(60, 0)), ElementsAre(Bytes{0x90, 60, 0}));
 }
 
 TEST(Mdie_EventMessages, NoteOff) {

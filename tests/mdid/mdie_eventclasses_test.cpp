@@ -149,6 +149,15 @@ TEST(Mdie_NoteWithDurationEvent, SettersMakeTheChecksOfTheConstructor) {
   EXPECT_EQ(0, event.GetOnVelocity());
 }
 
+TEST(Mdie_NoteWithDurationEvent, ADurationThatIsReportedIsStoredWithItsType) {
+  Mdie_NoteWithDurationEvent event(60, Samples(1), 1, 0);
+  Test_AssertRecorder recorder;
+  event.SetDuration(Time_TypedLength(0, Time_cTicks));
+  EXPECT_THAT(recorder.Texts(), ElementsAre(kDurationText));
+  EXPECT_EQ(0, event.GetDuration().AsInt64());
+  EXPECT_EQ(Time_cTicks, event.GetDuration().GetType());
+}
+
 TEST(Mdie_NoteWithDurationEvent, MarkForDeletionMakesGetOnVelocityReturn0WithoutAReport) {
   Mdie_NoteWithDurationEvent event(60, Samples(1), 100, 64);
   Test_AssertRecorder recorder;
@@ -479,6 +488,13 @@ TEST(Mdie_QuarterFrameEvent, Message7AndNibble15HaveDataByte7F) {
   const Mdie_QuarterFrameEvent event(Mdie_QuarterFrameEvent::kHoursHighAndRate, 15);
   EXPECT_EQ(Mdie_Event::kQuarterFrame, event.GetType());
   EXPECT_EQ(0x7F, event.GetQFDataByte());
+}
+
+TEST(Mdie_QuarterFrameEvent, ANibbleOfMoreThanFourBitsIsOredInWithoutAMask) {
+  const Mdie_QuarterFrameEvent event(Mdie_QuarterFrameEvent::kSecondsLow, 0x95);
+  EXPECT_EQ(0xB5, event.GetQFDataByte());
+  EXPECT_EQ(Mdie_QuarterFrameEvent::kSecondsHigh, event.GetQFMessage());
+  EXPECT_EQ(5, event.GetQFNibble());
 }
 
 TEST(Mdie_QuarterFrameEvent, DataByteFFGivesMessage7AndNibble15) {

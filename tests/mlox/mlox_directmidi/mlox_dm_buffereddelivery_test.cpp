@@ -132,6 +132,14 @@ TEST(Mlox_DM_BufferedDeliveryTest, ABlockThatCrossesZeroDeliversEverything) {
       << "as unsigned, its start lies behind every time";
 }
 
+TEST(Mlox_DM_BufferedDeliveryTest, ABlockBeforeZeroEndsBehindEveryTimeSoThatNoJumpBackIsNoticed) {
+  Test_Delivery delivery;
+  delivery.Write(100, Note(1));
+  EXPECT_THAT(delivery.Pull(64, 127), ElementsAre(NoteAt(100, 1)));
+  delivery.WriteNow(Note(2));
+  EXPECT_THAT(delivery.Pull(-64, -1), ElementsAre(NoteAt(100, 2))) << "as unsigned, -1 is the latest time";
+}
+
 TEST(Mlox_DM_BufferedDeliveryTest, ANegativeStampIsNotYetDueAndHoldsBackEverythingUntilAClear) {
   Test_Delivery delivery;
   delivery.Write(-5, Note(1), 1);
@@ -338,6 +346,12 @@ TEST(Mlox_DM_BufferedDeliveryTest, TheChannelOfTheWriteIsImposedAndMinus1KeepsTh
               ElementsAre(Test_Pulled{1, {0x99, 1, 100}}, Test_Pulled{2, {0x95, 1, 100}}));
 }
 
+TEST(Mlox_DM_BufferedDeliveryTest, TheLowEightBitsOfTheChannelAreImposed) {
+  Test_Delivery delivery;
+  delivery.Write(1, Note(1), 0, 0x0103);
+  EXPECT_THAT(delivery.Pull(0, 63), ElementsAre(Test_Pulled{1, {0x93, 1, 100}}));
+}
+
 TEST(Mlox_DM_BufferedDeliveryTest, ALongSysexIsCopiedWithTheWriteAndFreedWithItsEvent) {
   const auto before = Mem2_MasterAllocator::Shared().GetCounters().mBlocksInUse;
   {
@@ -528,6 +542,22 @@ TEST(Mlox_DM_BufferedDeliveryTest, TheLastReleaseTellsTheOwnerOnceAndFreesWhatIs
   EXPECT_EQ(CQCFUnknown::LiveCount(), live - 2) << "the delivery and its message";
   EXPECT_EQ(delivery.InUse(), 1u);
   EXPECT_EQ(delivery.Abandoned(), 1u) << "the one behind the limit of the drain";
+}
+
+TEST(Mlox_DM_BufferedDeliveryTest, TheOwnerIsToldBeforeTheDeliveryIsDestroyed) {
+  class Owner final : public Mlox_DM_BufferedDelivery_Owner {
+   public:
+    void BufferedDeliveryReleased() override { mLiveWhenTold = CQCFUnknown::LiveCount(); }
+    int32_t mLiveWhenTold = 0;
+  };
+  Mem2_MasterAllocator allocator;
+  Owner owner;
+  const int32_t live = CQCFUnknown::LiveCount();
+  auto* const deliveryP = new Mlox_DM_BufferedDelivery(&allocator, &owner, {});
+  deliveryP->AddRef();
+  deliveryP->Release();
+  EXPECT_EQ(owner.mLiveWhenTold, live + 2) << "the delivery and its message";
+  EXPECT_EQ(CQCFUnknown::LiveCount(), live);
 }
 
 TEST(Mlox_DM_BufferedDeliveryTest, TheLastReleaseAfterTheOwnerDiedDoesNotTouchTheOwner) {

@@ -110,6 +110,24 @@ TEST_F(Mlox_DM_DeliveryBaseTest, TheNumbersAreStoredAndMarkPreSendAsChangedWitho
   EXPECT_EQ(listener.mCalls, 2);
 }
 
+TEST_F(Mlox_DM_DeliveryBaseTest, ANumberThatIsSetAgainMarksPreSendAsChangedAgainAndANegativeOneIsStored) {
+  const auto isMarked = [] {
+    PreSendListener listener;
+    Mlox_Manager::Singleton()->AddListener(&listener);
+    Mlox_Manager::Singleton()->CheckStudioSetup();
+    return listener.mCalls == 1;
+  };
+  mNodeP->SetAdvanceScheduleRequirement(-3);
+  mNodeP->SetZeroJitterDelay(-7);
+  EXPECT_EQ(mNodeP->GetAdvanceScheduleRequirement(), -3);
+  EXPECT_TRUE(isMarked());
+  EXPECT_FALSE(isMarked());
+  mNodeP->SetAdvanceScheduleRequirement(-3);
+  EXPECT_TRUE(isMarked());
+  mNodeP->SetZeroJitterDelay(-7);
+  EXPECT_TRUE(isMarked());
+}
+
 TEST_F(Mlox_DM_DeliveryBaseTest, SetBufferedDeliveryGivesOneReferenceAndTakesWrites) {
   IDirectMIDIBufferedDelivery* const deliveryP = mNodeP->SetBufferedDelivery();
   ASSERT_NE(deliveryP, nullptr);
@@ -175,6 +193,17 @@ TEST_F(Mlox_DM_DeliveryBaseTest, SetDirectDeliveryReplacesTheClient) {
   mNodeP->WriteNote(3);
   EXPECT_THAT(first.mPulled, ElementsAre(NoteAt10(1)));
   EXPECT_THAT(second.mPulled, ElementsAre(NoteAt10(2)));
+}
+
+TEST_F(Mlox_DM_DeliveryBaseTest, SettingTheSameClientAgainTurnsTheWritesBackToIt) {
+  Test_DirectClient client;
+  mNodeP->SetDirectDelivery(&client);
+  IDirectMIDIBufferedDelivery* const deliveryP = mNodeP->SetBufferedDelivery();
+  mNodeP->SetDirectDelivery(&client);
+  mNodeP->WriteNote(1);
+  EXPECT_THAT(client.mPulled, ElementsAre(NoteAt10(1)));
+  EXPECT_THAT(Test_PullBlock(*deliveryP, 0, 63), IsEmpty());
+  deliveryP->Release();
 }
 
 TEST_F(Mlox_DM_DeliveryBaseTest, ABufferedDeliverySetAfterADirectOneGetsTheWrites) {
@@ -344,6 +373,7 @@ TEST_F(Mlox_DM_DeliveryBaseTest, AClientMaySetABufferedDeliveryInsideItsOwnCall)
   client.mOnCall = [&](IDirectMIDIMessage*) { deliveryP = mNodeP->SetBufferedDelivery(); };
   mNodeP->SetDirectDelivery(&client);
   mNodeP->WriteNote(1);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u) << "the direct one wasn't let go: it stays, idle";
   mNodeP->WriteNote(2);
   EXPECT_THAT(client.mPulled, ElementsAre(NoteAt10(1)));
   ASSERT_NE(deliveryP, nullptr);

@@ -15,7 +15,11 @@
 
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
+
+// A status byte as a buffer's old content: a channel imposed where nothing was read would show.
+constexpr auto kOldStatus = static_cast<signed char>(0x9A);
 
 Mlox_DM_TimedEvent Record(const Mdie_Event& iEvent, const Mdie_Timestamp& iTimestamp = Test_At(10)) {
   return {iTimestamp, iEvent};
@@ -105,11 +109,29 @@ TEST(Mlox_DM_DeliveryMessageTest, PartialDataWithACountOf0OrBelowLeavesTheBuffer
   const auto record = Record(Packet({0x91, 60, 100}));
   Mlox_DM_DeliveryMessage message;
   message.Set(&record, 0, 5);
-  std::array<signed char, 2> buffer{77, 78};
+  std::array<signed char, 2> buffer{kOldStatus, kOldStatus};
   message.GetPartialMessageData(buffer.data(), 0, 0);
   message.GetPartialMessageData(buffer.data(), 1, 0);
   message.GetPartialMessageData(buffer.data(), 0, -1);
-  EXPECT_THAT(buffer, ElementsAre(77, 78));
+  EXPECT_THAT(buffer, Each(kOldStatus));
+}
+
+TEST(Mlox_DM_DeliveryMessageTest, PartialDataFromBeforeTheMessageLeavesTheBufferUntouched) {
+  const auto record = Record(Packet({0x91, 60, 100}));
+  Mlox_DM_DeliveryMessage message;
+  message.Set(&record, 0, 5);
+  std::array<signed char, 2> buffer{kOldStatus, kOldStatus};
+  message.GetPartialMessageData(buffer.data(), -1, 2);
+  EXPECT_THAT(buffer, Each(kOldStatus)) << "the channel goes with an offset of exactly 0";
+}
+
+TEST(Mlox_DM_DeliveryMessageTest, PartialDataIsThatOfTheMessageThatTheViewShows) {
+  const auto record = Record(Test_BankAndProgram(1, 2, 3));
+  Mlox_DM_DeliveryMessage message;
+  message.Set(&record, 2, 4);
+  std::array<signed char, 2> buffer{};
+  message.GetPartialMessageData(buffer.data(), 0, 2);
+  EXPECT_THAT(buffer, ElementsAre(static_cast<signed char>(0xC4), 3));
 }
 
 TEST(Mlox_DM_DeliveryMessageTest, PartialDataCutsALongSysex) {
@@ -150,12 +172,12 @@ TEST(Mlox_DM_DeliveryMessageTest, ANegativeSampleTimeIsReportedAndReturned) {
 TEST(Mlox_DM_DeliveryMessageTest, AnEmptyMessageHasLength0AndWritesNothing) {
   const auto record = Record(Packet({0x91, 60, 100}));
   Mlox_DM_DeliveryMessage message;
-  std::array<signed char, 2> buffer{77, 78};
+  std::array<signed char, 2> buffer{kOldStatus, kOldStatus};
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(message.GetMessageLength(), 0);
     message.GetMessageData(buffer.data());
     message.GetPartialMessageData(buffer.data(), 0, 2);
-    EXPECT_THAT(buffer, ElementsAre(77, 78));
+    EXPECT_THAT(buffer, Each(kOldStatus));
     message.Set(&record, 0, 1);
     message.Set(nullptr, 0, 0);  // cleared, as before its record is freed
   }

@@ -64,6 +64,13 @@ TEST(Mlox_DM_DirectDeliveryTest, TheSampleTimeOfAnImmediateStampIsMinus1) {
   EXPECT_THAT(client.mPulled, ElementsAre(Test_Pulled{-1, {0x92, 60, 100}}));
 }
 
+TEST(Mlox_DM_DirectDeliveryTest, TheLowEightBitsOfTheChannelAreImposed) {
+  Test_DirectClient client;
+  Mlox_DM_DirectDelivery delivery(&client);
+  delivery.WriteEvent(Test_At(1), Mdie_NoteOnEvent(60, 100), 0x0103, Mlox_OutputContextRef());
+  EXPECT_THAT(client.mPulled, ElementsAre(Test_Pulled{1, {0x93, 60, 100}}));
+}
+
 TEST(Mlox_DM_DirectDeliveryTest, TheContextIsIgnored) {
   Test_AssertRecorder recorder;
   Test_DirectClient client;

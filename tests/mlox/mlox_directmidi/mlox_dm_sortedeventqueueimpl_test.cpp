@@ -189,6 +189,30 @@ TEST_F(Mlox_DM_SortedEventQueueTest, RemoveOfWhatIsNoHeadReportsAndLeavesTheHead
   EXPECT_EQ(recorder.Count("it != end(mQueueHeads)"), 1);
 }
 
+TEST_F(Mlox_DM_SortedEventQueueTest, RemoveComparesPointersAndNotTimes) {
+  auto &low = At(7), &high = At(7);
+  mQueueP->AddEvent(&low, 0);
+  mQueueP->AddEvent(&high, 2);
+  EXPECT_EQ(mQueueP->PeekNextEvent(), &low);
+  EXPECT_TRUE(mQueueP->RemoveHeadEvent(&high));
+  EXPECT_EQ(mQueueP->PeekNextEvent(), &low) << "the other head of that time still waits";
+  EXPECT_TRUE(mQueueP->RemoveHeadEvent(&low));
+  EXPECT_EQ(mQueueP->PeekNextEvent(), nullptr);
+}
+
+TEST_F(Mlox_DM_SortedEventQueueTest, RemoveOfNullFindsAnEmptyHeadAndReportsOnlyWhenThereIsNone) {
+  Test_AssertRecorder recorder;
+  mQueueP->AddEvent(&At(1), 0);
+  mQueueP->AddEvent(&At(2), 1);
+  EXPECT_NE(mQueueP->PeekNextEvent(), nullptr);
+  EXPECT_TRUE(mQueueP->RemoveHeadEvent(nullptr)) << "the head of the last stream";
+  EXPECT_EQ(recorder.Count(), 0);
+  mQueueP->AddEvent(&At(3), 2);
+  EXPECT_NE(mQueueP->PeekNextEvent(), nullptr);
+  EXPECT_FALSE(Test_IgnoringThrow(false, [&] { return mQueueP->RemoveHeadEvent(nullptr); }));
+  EXPECT_EQ(recorder.Count("it != end(mQueueHeads)"), 1);
+}
+
 TEST_F(Mlox_DM_SortedEventQueueTest, RemoveOfAnEventStillInItsFifoReports) {
   Test_AssertRecorder recorder;
   auto &first = At(1), &second = At(2);
