@@ -367,6 +367,18 @@ TEST_F(Cmn_DoublyLinkedListCursor, WalkEndsWhenTheListIsEmptied) {
               ElementsAre(1, 2));
 }
 
+TEST_F(Cmn_DoublyLinkedListCursor, WalksMayEndInAnyOrder) {
+  auto earlierP = std::make_unique<List::Cursor>(mList);
+  List::Cursor later(mList);
+  EXPECT_EQ(later.Next()->mNumber, 1);
+  EXPECT_EQ(later.Next()->mNumber, 2);
+  earlierP.reset();
+  mElements[1]->RemoveFromList();
+  const Element* nextP = later.Next();
+  ASSERT_NE(nextP, nullptr) << "it still follows the list";
+  EXPECT_EQ(nextP->mNumber, 3);
+}
+
 TEST(Cmn_DoublyLinkedListCursorLife, OutlivesItsList) {
   Element one(1);
   auto listP = std::make_unique<List>();

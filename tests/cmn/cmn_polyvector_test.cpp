@@ -89,6 +89,18 @@ TEST(Cmn_PolyVector, CopiesAreIndependent) {
   EXPECT_THAT(Content(vector), ElementsAre("changed", Long("b")));
 }
 
+TEST(Cmn_PolyVector, ACopyGrowsOnItsOwn) {
+  const Cmn_PolyVector<std::string> vector = Filled({Long("a"), Long("b")});
+  Cmn_PolyVector<std::string> copy(vector);
+  std::vector<std::string> model = {Long("a"), Long("b")};
+  for (int i = 0; i < 20; ++i) {
+    model.push_back(Long(std::to_string(i)));
+    copy.PushBack(model.back());
+  }
+  EXPECT_THAT(Content(copy), ElementsAreArray(model));
+  EXPECT_THAT(Content(vector), ElementsAre(Long("a"), Long("b")));
+}
+
 TEST(Cmn_PolyVector, MovingTakesTheElements) {
   Cmn_PolyVector<std::string> vector = Filled({Long("a")});
   const Cmn_PolyVector<std::string> moved(std::move(vector));

@@ -59,6 +59,25 @@ TEST_F(CQCFUnknownTest, LastReleaseCallsTheHookThenReclaimsThenDestroys) {
   EXPECT_EQ(mLog, (std::vector<std::string>{"last release", "reclaim", "destructor"}));
 }
 
+// Whoever isn't deleted by its last release can meet one too many.
+TEST_F(CQCFUnknownTest, AReleaseBelowZeroReclaimsNothingAgain) {
+  class Lasting : public Component {
+   public:
+    using Component::Component;
+    void ReclaimMemory() override { ++mReclaims; }
+    int mReclaims = 0;
+  };
+  std::vector<std::string> log;
+  Lasting lasting(&log);
+  lasting.InternalAddRef();
+  EXPECT_EQ(lasting.InternalRelease(), 0u);
+  EXPECT_EQ(lasting.InternalRelease(), 0xFFFFFFFFu);
+  EXPECT_EQ(lasting.mReclaims, 1);
+  EXPECT_EQ(log, (std::vector<std::string>{"last release"}));
+  mUnknownP->AddRef();
+  mUnknownP->Release();
+}
+
 TEST_F(CQCFUnknownTest, QueryForTheRootGivesThePrivateUnknownWithAReference) {
   void* resultP = nullptr;
   EXPECT_EQ(mComponentP->InternalQueryInterface(IQCFUnknown::kUID, &resultP), 0);

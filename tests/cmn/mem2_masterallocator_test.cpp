@@ -182,6 +182,18 @@ TEST(Mem2_MasterAllocatorTest, GrowAheadKeepsHalfOfTheBlocksFree) {
   for (void* blockP : blocks) pool.Free(blockP, nullptr);
 }
 
+TEST(Mem2_MasterAllocatorTest, GrowAheadAddsAsManyChunksAsItTakes) {
+  constexpr int kSize = 1024 * 1024;
+  const Presize presize[] = {{kSize, 20}};
+  Mem2_MasterAllocator pool(presize);
+  std::vector<void*> blocks;
+  for (int i = 0; i < 20; ++i) blocks.push_back(pool.Alloc(kSize, nullptr));
+  pool.GrowAhead();
+  EXPECT_GT(pool.GetCounters().mGrownAhead, 1u) << "a chunk is 16 MB at most";
+  EXPECT_GE(pool.GetCounters().mBlocks, 40u) << "half of them are free";
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
 TEST(Mem2_MasterAllocatorTest, GrowAllAheadReachesEveryLivingPool) {
   const Presize presize[] = {{136, 4}};
   Mem2_MasterAllocator first(presize);

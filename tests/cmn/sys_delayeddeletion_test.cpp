@@ -239,21 +239,26 @@ TEST_F(Sys_DelayedDeletionTest, ADestructorMayReleaseOthersAndAPassInsideItDoesN
 TEST_F(Sys_DelayedDeletionTest, MoreGuardsThanSlotsStillHold) {
   constexpr int kThreads = 200;
   std::atomic<int> inside{0};
-  std::atomic<bool> mayLeave{false};
+  std::atomic<int> leaving{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&] {
+    threads.emplace_back([&, i] {
       const Sys_EpochGuard guard;
-      inside.fetch_add(1);
-      while (!mayLeave) std::this_thread::yield();
+      inside = i + 1;
+      inside.notify_one();
+      for (int now = leaving; now <= i; now = leaving) leaving.wait(now);
     });
+    inside.wait(i);
   }
-  while (inside != kThreads) std::this_thread::yield();
   MakeReleased();
   sNow += kSecond;
-  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
-  mayLeave = true;
-  for (std::thread& thread : threads) thread.join();
+  // First come, first go: whoever came last has found no slot, and holds the object alone at the end.
+  for (int i = 0; i < kThreads; ++i) {
+    EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u) << i;
+    leaving = i + 1;
+    leaving.notify_all();
+    threads[static_cast<std::size_t>(i)].join();
+  }
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
 }
 

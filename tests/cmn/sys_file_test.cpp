@@ -84,6 +84,7 @@ TEST_F(Sys_FileOfSixBytes, FileThatIsRemovedGoesOfflineAndCanStillBeReadWhileOpe
   ASSERT_TRUE(file.Open(Sys_File::cReadExisting));
   std::filesystem::remove(mPath);
   EXPECT_FALSE(file.IsOnline());
+  EXPECT_EQ(file.GetEOF(), 6);
   EXPECT_EQ(file.Read(mBuffer.data(), 16), 6);
 }
 

@@ -78,8 +78,9 @@ TEST_F(Sys_FileLocUtilsFolders, FolderWithABackslashInItsNameIsTakenAsItIs) {
 }
 
 TEST(Sys_FileLocUtils, ApplicationFolderIsTheExecutablesUnlessChosen) {
-  {
-    const Test_Environment unset("MLOX_APP_DIR", std::nullopt);
+  for (const std::optional<std::string>& notSet :
+       {std::optional<std::string>(), std::optional<std::string>("")}) {
+    const Test_Environment unset("MLOX_APP_DIR", notSet);
     EXPECT_TRUE(
         std::filesystem::exists(Sys_FileLocUtils::GetApplicationFolderLoc().GetStdFullPath() + "test_cmn"));
   }
@@ -92,6 +93,7 @@ TEST(Sys_FileLocUtils, StripSlashTakesOneFinalSeparatorAway) {
   EXPECT_EQ(Sys_FileLocUtils::StripSlash("C:\\a\\"), "C:\\a");
   EXPECT_EQ(Sys_FileLocUtils::StripSlash("/a/b"), "/a/b");
   EXPECT_EQ(Sys_FileLocUtils::StripSlash("/a//"), "/a/");
+  EXPECT_EQ(Sys_FileLocUtils::StripSlash("/"), "");
   EXPECT_EQ(Sys_FileLocUtils::StripSlash(""), "");
 }
 

@@ -52,6 +52,7 @@ TEST(Time_TypedLength, IsComparedByGreaterOrEqual) {
   EXPECT_TRUE(Time_TypedLength(1, Time_cTicks) >= one);
   EXPECT_FALSE(Time_TypedLength(0, Time_cTicks) >= one);
   EXPECT_FALSE(Time_TypedLength(-1, Time_cTicks) >= one);
+  EXPECT_TRUE(Time_TypedLength(1, Time_cSamples) >= one) << "the numbers alone count";
 }
 
 TEST(Time_Typed, TurnsASampleBack) {
