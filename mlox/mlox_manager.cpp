@@ -145,6 +145,7 @@ void Mlox_Manager::AddService(Mlox_Service* iServiceP, const int& iServiceMask) 
   CMN_ASSERT_THROWING_FROM(kAssertSource,
                            (mServicesP->size() + 1) <= static_cast<std::size_t>(Mlox_cMaxInstalledServices),
                            "(mServicesP->size() + 1) <= Mlox_cMaxInstalledServices");
+  // Kept: until the next count the new row begins at 0, so that it is the one that answers for inputs.
   mServicesP->push_back({iServiceP, 0, 0, iServiceMask});
   // The input indices are left alone, by decision: the inputs of a new service show up once it reports them.
   mOutputIndicesAreDirty = true;

@@ -26,8 +26,11 @@
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 // A listener that does what a test tells it, inside its callback for outputs.
 class ActingListener : public Test_RecordingListener {
@@ -109,6 +112,27 @@ TEST(Mlox_ManagerDeathTest, ThreadsThatRaceForTheFirstUseGetOneRegistryOfPersist
   EXPECT_EXIT(std::exit(RaceForFirstUse<Mlox_PersistentOutputRegistry>(
                   [] { return &Mlox_PersistentOutputRegistry::Singleton(); })),
               ::testing::ExitedWithCode(0), "");
+}
+
+// 0 if a manager that nothing has been counted in yet counts what its first service has.
+int CountOfAFreshManager() {
+  auto* serviceP = new Test_FakeService;
+  serviceP->AddDevice("Piano");
+  serviceP->AddInput("Keys");
+  const Test_AssertRecorder recorder;
+  Mlox_Manager& manager = *Mlox_Manager::Singleton();
+  // Both index spaces are dirty from the start, so a fetch without a count is reported.
+  if (manager.GetOutputDevice(0) != nullptr || manager.GetInput(0)) return 1;
+  if (recorder.Count("!mOutputIndicesAreDirty") != 1 || recorder.Count("!mInputIndicesAreDirty") != 1)
+    return 2;
+  manager.AddService(serviceP, 16);
+  if (manager.GetNumberOfOutputDevices() != 1) return 3;
+  return manager.GetNumberOfInputs() == 1 ? 0 : 4;
+}
+
+TEST(Mlox_ManagerDeathTest, BothIndexSpacesOfAFreshManagerAreDirty) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::exit(CountOfAFreshManager()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Mlox_ManagerTest, GetOSServiceIsNullBeforeActivationAndNeverAnAddedService) {
@@ -195,6 +219,84 @@ TEST_F(Mlox_ManagerTest, AddServiceMakesTheOutputCountDirty) {
   EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 0);
   AddServiceWithDevices("a", 2);
   EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 2);
+}
+
+// Counts what there is whenever it hears of a change.
+class CountingInsideListener : public Mlox_Manager_Listener {
+ public:
+  void Mlox_Manager_OutputsChanged(bool) override {
+    mOutputDevices.push_back(Mlox_Manager::Singleton()->GetNumberOfOutputDevices());
+  }
+  void Mlox_Manager_InputsChanged() override {
+    mInputs.push_back(Mlox_Manager::Singleton()->GetNumberOfInputs());
+  }
+
+  std::vector<int> mOutputDevices, mInputs;
+};
+
+TEST_F(Mlox_ManagerTest, AListenerThatAddServiceTellsCountsTheNewDevices) {
+  CountingInsideListener listener;
+  Manager().AddListener(&listener);
+  AddServiceWithDevices("a", 2);
+  AddServiceWithDevices("b", 1);
+  EXPECT_THAT(listener.mOutputDevices, ElementsAre(2, 3));
+}
+
+TEST_F(Mlox_ManagerTest, ListenersThatRemoveAllServicesTellsCountNothingAnyMore) {
+  AddServiceWithDevices("a", 2);
+  AddServiceWithInputs("b", 3);
+  ASSERT_EQ(Manager().GetNumberOfOutputDevices(), 2);
+  ASSERT_EQ(Manager().GetNumberOfInputs(), 3);
+  CountingInsideListener listener;
+  Manager().AddListener(&listener);
+  Manager().RemoveAllServices();
+  EXPECT_THAT(listener.mInputs, ElementsAre(0));
+  EXPECT_THAT(listener.mOutputDevices, ElementsAre(0));
+}
+
+// What is told at once takes nothing away from what is pending, and adds nothing to it.
+TEST_F(Mlox_ManagerTest, AddServiceAndRemoveAllServicesRaiseNoFlag) {
+  AddNewService("a");
+  Test_RecordingListener listener(&mLog);
+  Manager().AddListener(&listener);
+  Manager().CheckStudioSetup();
+  EXPECT_THAT(mLog, Not(Contains(StartsWith("listener"))));
+  Manager().RemoveAllServices();
+  mLog.clear();
+  Manager().CheckStudioSetup();
+  EXPECT_THAT(mLog, IsEmpty());
+}
+
+TEST_F(Mlox_ManagerTest, AddServiceAndRemoveAllServicesLeavePendingChangesToTheNextCheck) {
+  Test_RecordingListener listener(&mLog);
+  Manager().AddListener(&listener);
+  Manager().ServiceOutputListChanged(nullptr, false);
+  Manager().ServiceInputListChanged(nullptr);
+  Manager().Service_OutputPreSendChanged();
+  AddNewService("a");
+  Manager().RemoveAllServices();
+  mLog.clear();
+  Manager().CheckStudioSetup();
+  EXPECT_THAT(mLog, ElementsAre("listener OutputsChanged false", "listener InputsChanged",
+                                "listener OutputPreSendChanged"));
+}
+
+// Kept: the row of a new service begins at input 0 until the next count, so it answers for every index.
+TEST_F(Mlox_ManagerTest, UntilANewServiceReportsItsInputsItsRowAnswersForTheCountThatIsStillTheOldOne) {
+  AddServiceWithInputs("a", 2);
+  ASSERT_EQ(Manager().GetNumberOfInputs(), 2);
+  auto* secondP = new Test_FakeService("b", &mLog);
+  secondP->AddInput("b0");
+  Manager().AddService(secondP, 16);
+  const Test_AssertRecorder recorder;
+  ASSERT_EQ(Manager().GetNumberOfInputs(), 2);
+  EXPECT_EQ(Manager().GetInput(0)->GetName(), "b0");
+  EXPECT_FALSE(Manager().GetInput(1));
+  EXPECT_EQ(recorder.Count(), 0);
+  Manager().ServiceInputListChanged(secondP);
+  ASSERT_EQ(Manager().GetNumberOfInputs(), 3);
+  EXPECT_EQ(Manager().GetInput(0)->GetName(), "a0");
+  EXPECT_EQ(Manager().GetInput(2)->GetName(), "b0");
 }
 
 TEST_F(Mlox_ManagerTest, ANullServiceIsReportedInTheThrowingFormAndChangesNothing) {
@@ -620,6 +722,20 @@ TEST_F(Mlox_ManagerTest, CreateInputPortOffersItToEveryServiceInTableOrder) {
   EXPECT_THAT(secondP->mPorts, ElementsAre(port.get()));
 }
 
+TEST_F(Mlox_ManagerTest, ANewPortIsInTheListWhenServicesSeeIt) {
+  class LookingService : public Test_FakeService {
+   public:
+    void CreateInputPort(Mlox_InputPort* iInputPortP) override {
+      mWasListed = iInputPortP->GetListPtr() != nullptr;
+    }
+    bool mWasListed = false;
+  };
+  auto* serviceP = new LookingService;
+  Manager().AddService(serviceP, 16);
+  const std::unique_ptr<Mlox_InputPort> port(Manager().CreateInputPort(nullptr));
+  EXPECT_TRUE(serviceP->mWasListed);
+}
+
 TEST_F(Mlox_ManagerTest, ANullPortIsReportedAndNoServiceIsAsked) {
   Manager().AddService(new Test_FakeService("first", &mLog), 16);
   mLog.clear();
@@ -686,6 +802,20 @@ TEST_F(Mlox_ManagerTest, AFlagRaisedInsideAListenerSurvivesUntilTheNextCall) {
   mLog.clear();
   Manager().CheckStudioSetup();
   EXPECT_THAT(mLog, ElementsAre("listener OutputsChanged true"));
+}
+
+// Each flag is looked at when its turn comes.
+TEST_F(Mlox_ManagerTest, AFlagWhoseTurnIsStillToComeIsDeliveredByTheSameCall) {
+  ActingListener listener(&mLog, "listener");
+  listener.mAct = [&] {
+    Manager().ServiceInputListChanged(nullptr);
+    Manager().Service_OutputPreSendChanged();
+  };
+  Manager().AddListener(&listener);
+  Manager().ServiceOutputListChanged(nullptr, true);
+  Manager().CheckStudioSetup();
+  EXPECT_THAT(mLog, ElementsAre("listener OutputsChanged true", "listener InputsChanged",
+                                "listener OutputPreSendChanged"));
 }
 
 TEST_F(Mlox_ManagerTest, EachOfTheThreeFlagsIsDownBeforeItsListenersRun) {
