@@ -63,18 +63,4 @@ TEST(Mlox_GenericDevDescriptor, AllowsFallbackAndIsNeitherIACNorPlugIn) {
   EXPECT_FALSE(descriptor->IsPlugIn());
 }
 
-TEST(Mlox_GenericDevDescriptor, CopiesAndMovesAreOrdinary) {
-  const auto original = Mlox_GenericDevDescriptor::New("Piano", Mlox_DeviceDescriptor::kInput);
-  Mlox_GenericDevDescriptor copy(dynamic_cast<const Mlox_GenericDevDescriptor&>(*original));
-  EXPECT_TRUE(copy.Equals(original.get()));
-  EXPECT_TRUE(copy.IsInput());
-  const Mlox_GenericDevDescriptor moved(std::move(copy));
-  EXPECT_EQ(moved.GetName(), "Piano");
-  Mlox_GenericDevDescriptor assigned(
-      dynamic_cast<const Mlox_GenericDevDescriptor&>(*Mlox_GenericDevDescriptor::New("Organ")));
-  assigned = moved;
-  EXPECT_EQ(assigned.GetName(), "Piano");
-  EXPECT_TRUE(assigned.IsInput());
-}
-
 }  // namespace

@@ -17,6 +17,7 @@ TEST(Mlox_OMS_DeviceDescriptor, FactoriesSetTypeNameAndId) {
 
 TEST(Mlox_OMS_DeviceDescriptor, HashOfIdMinus1IsMinus1) {
   EXPECT_EQ(Mlox_OMS_DeviceDescriptor::New(-1, "Piano")->GetHashValue(), -1);
+  EXPECT_EQ(Mlox_OMS_DeviceDescriptor::New(-32768, "Piano")->GetHashValue(), -32768);
   EXPECT_EQ(Mlox_OMS_DeviceDescriptor::New(32767, "Piano")->GetHashValue(), 32767);
 }
 

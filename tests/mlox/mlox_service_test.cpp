@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
+#include <string>
+
 #include "mlox/mlox_genericdevdescriptor.h"
 #include "tests/support/fake_service.h"
 
@@ -19,6 +23,7 @@ class OpenService : public Test_FakeService {
 class CopyableService : public Mlox_Service {
  public:
   explicit CopyableService(Mdi_AppCallback* iAppCallbackP) : Mlox_Service(iAppCallbackP) {}
+  explicit CopyableService(std::atomic<bool>& ioIsSuspended) : Mlox_Service(nullptr, ioIsSuspended) {}
   using Mlox_Service::GetAppCallback;
   void SetServiceIndex(int) override {}
   int GetNumberOfOutputDevices() override { return 0; }
@@ -78,6 +83,39 @@ TEST(Mlox_Service, NamesMatchCaseSensitivelyAndWhole) {
   }
 }
 
+TEST(Mlox_Service, ZeroBytesOfANameCountInAMatch) {
+  Test_FakeService service;
+  service.AddDevice("Piano");
+  service.AddInput("Piano");
+  const auto longer = Test_MakeDescriptor(std::string("Piano\0A", 7), 0);
+  EXPECT_EQ(service.FindOutputDeviceMatchingName(longer.get()), nullptr);
+  EXPECT_FALSE(service.FindInputMatchingName(longer));
+  Test_FakeDevice& device = service.AddDevice(longer->GetName());
+  const auto input = service.AddInput(longer->GetName());
+  EXPECT_EQ(service.FindOutputDeviceMatchingName(longer.get()), &device);
+  EXPECT_EQ(service.FindInputMatchingName(longer).get(), input.get());
+}
+
+// A list can lose members between the count and the fetch.
+TEST(Mlox_Service, AnIndexThatGivesNullIsPassedOverInAMatchByName) {
+  class ShrinkingService : public Test_FakeService {
+   public:
+    int GetNumberOfOutputDevices() override { return 2; }
+    Mlox_Device* GetOutputDevice(int iIndex) override {
+      return iIndex == 0 ? nullptr : Test_FakeService::GetOutputDevice(0);
+    }
+    int GetNumberOfInputs() override { return 2; }
+    Mlox_InputRef GetInput(int iIndex) override {
+      return iIndex == 0 ? Mlox_InputRef() : Test_FakeService::GetInput(0);
+    }
+  };
+  ShrinkingService service;
+  Test_FakeDevice& device = service.AddDevice("Piano");
+  const auto input = service.AddInput("Keys");
+  EXPECT_EQ(service.FindOutputDeviceMatchingName(Test_MakeDescriptor("Piano", 0).get()), &device);
+  EXPECT_EQ(service.FindInputMatchingName(Test_MakeDescriptor("Keys", 0)).get(), input.get());
+}
+
 TEST(Mlox_Service, OfTwoDevicesWithOneNameTheLowerIndexWins) {
   Test_FakeService service;
   service.AddDevice("Organ", 1);
@@ -123,10 +161,13 @@ TEST(Mlox_Service, ResumeOfAServiceThatIsntSuspendedChangesNothing) {
 
 TEST(Mlox_Service, BaseBodiesAreEmptyAndNoInputIsAPlugInSource) {
   CopyableService service(nullptr);
-  service.SetZeroJitterDelay(100);
-  service.DoneUpdatingOldDeviceReferences();
-  service.StopPlayback();
-  EXPECT_FALSE(service.IsSuspended());
+  for (const bool isSuspended : {false, true}) {
+    if (isSuspended) service.Suspend();
+    service.SetZeroJitterDelay(100);
+    service.DoneUpdatingOldDeviceReferences();
+    service.StopPlayback();
+    EXPECT_EQ(service.IsSuspended(), isSuspended);
+  }
   EXPECT_FALSE(service.IsPlugInSource(Mlox_InputID(1, 1)));
 }
 
@@ -141,20 +182,28 @@ TEST(Mlox_Service, ACopyHasCallbackAndFlag) {
   assigned = service;
   EXPECT_TRUE(assigned.IsSuspended());
   EXPECT_EQ(assigned.GetAppCallback(), &appCallback);
+  service.Resume();
+  EXPECT_TRUE(copy.IsSuspended() && assigned.IsSuspended()) << "each has a flag of its own";
+  assigned = service;
+  EXPECT_FALSE(assigned.IsSuspended());
 }
 
-TEST(Mlox_Service, AServiceWithoutInputsLeavesTheVectorAsItFoundItWhateverTheFilters) {
-  Test_FakeService service;
-  const Mlox_InputRef input(new Test_FakeInput("Keys"));
-  for (int virtualSelection = 0; virtualSelection < 3; ++virtualSelection) {
-    for (int syncSelection = 0; syncSelection < 3; ++syncSelection) {
-      Mlox_InputList inputs = {input};
-      service.AddInputsToList(&inputs, static_cast<Mlox_EInputVirtualSelection>(virtualSelection),
-                              static_cast<Mlox_EInputSyncSelection>(syncSelection));
-      ASSERT_EQ(inputs.size(), 1u);
-      EXPECT_EQ(inputs[0].get(), input.get());
-    }
-  }
+TEST(Mlox_Service, ACopyOfAServiceWhoseFlagStandsElsewhereHasAFlagOfItsOwn) {
+  std::atomic<bool> isSuspended{false};
+  CopyableService service(isSuspended);
+  service.Suspend();
+  EXPECT_TRUE(isSuspended);
+  CopyableService copy(service);
+  CopyableService assigned(nullptr);
+  assigned = service;
+  EXPECT_TRUE(copy.IsSuspended() && assigned.IsSuspended());
+  copy.Resume();
+  assigned.Resume();
+  EXPECT_TRUE(isSuspended);
+  assigned.Suspend();
+  service = copy;
+  EXPECT_FALSE(isSuspended) << "assigning writes where the flag stands";
+  EXPECT_TRUE(assigned.IsSuspended());
 }
 
 TEST(Mlox_Service, FiltersHaveTheValuesThatServicesRead) {

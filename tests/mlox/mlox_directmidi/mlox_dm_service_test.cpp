@@ -281,6 +281,17 @@ TEST_F(Mlox_DM_ServiceTest, AddInputsToListAddsAllForVirtualOneOrTwoAndSyncZeroO
   }
 }
 
+TEST_F(Mlox_DM_ServiceTest, WithoutInputsAddInputsToListLeavesTheListAsItIsWhateverTheFilters) {
+  const Mlox_InputRef other(new ForeignInput);
+  for (int filters = 0; filters < 9; ++filters) {
+    Mlox_InputList list = {other};
+    mServiceP->AddInputsToList(&list, static_cast<Mlox_EInputVirtualSelection>(filters / 3),
+                               static_cast<Mlox_EInputSyncSelection>(filters % 3));
+    ASSERT_EQ(list.size(), 1u) << filters;
+    EXPECT_EQ(list[0].get(), other.get());
+  }
+}
+
 TEST_F(Mlox_DM_ServiceTest, CreateOutputContextDoesNothing) {
   Mlox_OutputContext context;
   mServiceP->CreateOutputContext(&context);

@@ -141,6 +141,21 @@ TEST_F(Mlox_DirectMusic_ServicePortsTest, AConnectedInputsBytesReachTheReceiverU
   EXPECT_FALSE(keys.IsArmed()) << "nobody listens any more";
 }
 
+TEST_F(Mlox_DirectMusic_ServicePortsTest, BlockingAnInputHasNoEffectOnItsConnections) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  KeepingReceiver receiver;
+  Live();
+  const int number = InputAt(0)->GetInputID().mInputNumber;
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  for (const bool block : {true, false}) {
+    Manager().BlockInput(*InputAt(0), block);
+    keys.Feed({0x90, 60, 100});
+    EXPECT_THAT(receiver.Take(1), ElementsAre(std::to_string(number) + ": 144 60 100"));
+  }
+  portP->CloseCurrentConnections();
+}
+
 TEST_F(Mlox_DirectMusic_ServicePortsTest, AConnectionReplacesTheOneBefore) {
   Test_FakePort& keys = PlugInput(1, "Keys", 0);
   Test_FakePort& pads = PlugInput(2, "Pads", 0);

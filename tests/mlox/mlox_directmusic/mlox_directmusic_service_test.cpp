@@ -444,6 +444,26 @@ TEST_F(Mlox_DirectMusic_ServiceTest, TheVirtualFilterAppliesAndTheSyncSelectionI
   }
 }
 
+TEST_F(Mlox_DirectMusic_ServiceTest, AddInputsToListAppendsAndWithoutInputsLeavesTheListAsItIs) {
+  mStudio->PlugIn(Input("I", "Keys"));
+  Live();
+  const Mlox_InputRef other(new Test_FakeInput("Foreign"));
+  Mlox_InputList list = {other};
+  Service().AddInputsToList(&list, kMlox_VirtualAndNonVirtualInputs, kMlox_SyncAndNonSyncInputs);
+  ASSERT_EQ(list.size(), 2u);
+  EXPECT_EQ(list[0].get(), other.get());
+  EXPECT_EQ(list[1]->GetName(), "Keys");
+  mStudio->Unplug("I");
+  ASSERT_THAT(Inputs(), IsEmpty());
+  for (int filters = 0; filters < 9; ++filters) {
+    list = {other};
+    Service().AddInputsToList(&list, static_cast<Mlox_EInputVirtualSelection>(filters / 3),
+                              static_cast<Mlox_EInputSyncSelection>(filters % 3));
+    ASSERT_EQ(list.size(), 1u) << filters;
+    EXPECT_EQ(list[0].get(), other.get());
+  }
+}
+
 TEST_F(Mlox_DirectMusic_ServiceTest, APortWithoutAReceiverGetsNothing) {
   Live();
   Test_RecordingReceiver receiver;
