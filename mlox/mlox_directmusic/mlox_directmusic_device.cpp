@@ -15,6 +15,7 @@
 #include "mlox/mlox_directmusic/directmusicclocksync.h"
 #include "mlox/mlox_directmusic/directmusicsubsystemlock.h"
 #include "mlox/mlox_directmusic/endpointidentity.h"
+#include "mlox/mlox_directmusic/endpointwires.h"
 #include "mlox/mlox_directmusic/getter_wrapper.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_output.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_servicehandle.h"
@@ -384,24 +385,12 @@ void Mlox_DirectMusic_Device::ReadInIOEndpoint() {
 
 int Mlox_DirectMusic_Device::GetNumConnections() {
   const Lock lock;
-  int count = 0;
-  if (mEndpointProperties == nullptr || mEndpointProperties->GetNumConnections(&count) != S_OK) return 0;
-  return count > 0 ? count : 0;
+  return CountConnections(mEndpointProperties);
 }
 
 bool Mlox_DirectMusic_Device::IsConnectedTo(const Mlox_InputID& iID) {
   const Lock lock;
-  std::shared_ptr<IEndpointIDs> wanted;
-  if (!FindRegisteredIDs(iID, &wanted)) return false;
-  const int count = GetNumConnections();
-  int failures = 0;
-  for (int index = 0; index < count && failures < kMostFailures; ++index) {
-    std::shared_ptr<IEndpointIDs> ids;
-    const bool isThere = mEndpointProperties->GetConnection(index, &ids) == S_OK && ids != nullptr;
-    if (isThere && wanted->CompareIDs(ids) == 0) return true;
-    failures = isThere ? 0 : failures + 1;
-  }
-  return false;
+  return IsWiredTo(mEndpointProperties, iID);
 }
 
 bool Mlox_DirectMusic_Device::IsPartOf(const Mlox_InputID& iID, const int& iLevel) {

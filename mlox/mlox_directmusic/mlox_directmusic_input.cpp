@@ -4,6 +4,7 @@
 #include "cmn/sys_utils.h"
 #include "mlox/mlox_directmusic/directmusicsubsystemlock.h"
 #include "mlox/mlox_directmusic/endpointidentity.h"
+#include "mlox/mlox_directmusic/endpointwires.h"
 #include "mlox/mlox_directmusic/getter_wrapper.h"
 #include "mlox/mlox_directmusic/studioproperty.h"
 #include "mlox/mlox_directmusic_devicedescriptor.h"
@@ -160,22 +161,12 @@ Mlox_InputID Mlox_DirectMusic_Input::GetIOMloxID() const {
 
 int Mlox_DirectMusic_Input::GetNumConnections() const {
   const DirectMusicSubsystemLock lock;
-  int count = 0;
-  if (mEndpointProperties == nullptr || mEndpointProperties->GetNumConnections(&count) != 0) return 0;
-  return count > 0 ? count : 0;
+  return CountConnections(mEndpointProperties);
 }
 
 bool Mlox_DirectMusic_Input::IsConnectedTo(const Mlox_InputID& iID) const {
   const DirectMusicSubsystemLock lock;
-  std::shared_ptr<IEndpointIDs> wanted;
-  if (!FindRegisteredIDs(iID, &wanted)) return false;
-  const int count = GetNumConnections();
-  for (int i = 0; i < count; ++i) {
-    std::shared_ptr<IEndpointIDs> ids;
-    if (mEndpointProperties->GetConnection(i, &ids) != 0 || ids == nullptr) continue;
-    if (wanted->CompareIDs(ids) == 0) return true;
-  }
-  return false;
+  return IsWiredTo(mEndpointProperties, iID);
 }
 
 bool Mlox_DirectMusic_Input::IsPartOf(const Mlox_InputID& iID, const int& iLevel) const {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +12,8 @@
 #include "cmn/sys_utils.h"
 #include "mlox/mlox_devicedescriptor.h"
 #include "mlox/mlox_directmusic/endpointidentity.h"
+#include "mlox/mlox_directmusic/getter_wrapper.h"
+#include "tests/support/fake_studio.h"
 #include "tests/support/model_studio.h"
 
 namespace {
@@ -198,7 +201,7 @@ TEST_F(Mlox_DirectMusic_InputTest, TheDescriptorIsBuiltOnceAndAgainOnlyAfterAnUp
 // ---- channels ----
 
 TEST_F(Mlox_DirectMusic_InputTest, TheWholeInputIsAvailableAndChannelSixteenIsNotWhateverTheMask) {
-  for (const int mask : {0, 1, 65535}) {
+  for (const int mask : {0, 1, 65535, 0x7FFFFFFF}) {
     mStudio->SetRow("P1", [&](Test_ModelDevice& ioRow) { ioRow.mTransmitChannels = mask; });
     const Input input = New("P1");
     EXPECT_TRUE(input->IsMidiChannelAvailable(static_cast<short>(65535))) << mask;
@@ -274,9 +277,14 @@ class CountingEndpoint : public IEndpointProperties {
     *oCount = mCount;
     return S_OK;
   }
-  HRESULT GetConnection(int, std::shared_ptr<IEndpointIDs>*) override { return E_FAIL; }
+  HRESULT GetConnection(int, std::shared_ptr<IEndpointIDs>*) override {
+    ++mAsked;
+    return E_FAIL;
+  }
   HRESULT GetIDs(std::shared_ptr<IEndpointIDs>*) override { return E_FAIL; }
   HRESULT CompareRaw(std::shared_ptr<IEndpointProperties>) override { return 1; }
+
+  int mAsked = 0;
 
  private:
   int mCount;
@@ -305,6 +313,14 @@ TEST_F(Mlox_DirectMusic_InputTest, IsConnectedToAnyEndpointThatItIsWiredToOnceIt
   EXPECT_FALSE(input->IsConnectedTo(ID(999)));
   mStudio->Unwire("U", "P2");
   EXPECT_FALSE(input->IsConnectedTo(ID(102)));
+}
+
+TEST_F(Mlox_DirectMusic_InputTest, ACountOfConnectionsOutOfAllMeasureKeepsNobodyForEver) {
+  New("P1")->GetInputID();
+  const auto endpoint = std::make_shared<CountingEndpoint>(2000000000);
+  const Input input(new Mlox_DirectMusic_Input(nullptr, nullptr, endpoint));
+  EXPECT_FALSE(input->IsConnectedTo(ID(101)));
+  EXPECT_EQ(endpoint->mAsked, 4096);
 }
 
 TEST_F(Mlox_DirectMusic_InputTest, IsPartOfItsEndpointItsEntityAndItsDeviceByLevel) {
@@ -441,6 +457,87 @@ TEST_F(Mlox_DirectMusic_InputTest, ThreadsReadItWhileAnotherUpdatesIt) {
     EXPECT_TRUE(input->IsMidiChannelAvailable(0));
   }
   updater.join();
+}
+
+// ---- what is asked of the studio ----
+
+// A port in a studio that keeps a record of what it is asked.
+class Mlox_DirectMusic_InputAsksTest : public ::testing::Test {
+ protected:
+  Mlox_DirectMusic_InputAsksTest() {
+    ClearRegisteredIDs();
+    SetDirectMusicServiceIndex(kServiceIndex);
+  }
+  ~Mlox_DirectMusic_InputAsksTest() override {
+    ClearRegisteredIDs();
+    SetDirectMusicServiceIndex(-1);
+  }
+
+  Input New() {
+    return Input(new Mlox_DirectMusic_Input(mStudio->DeviceOf(mDevice), mStudio->EntityOf(mEntity),
+                                            mStudio->EndpointOf(mEndpoint)));
+  }
+  bool Match(Mlox_DirectMusic_Input& ioInput) {
+    mStudio->Calls().Clear();
+    return ioInput.MatchWithRawProperties(mStudio->DeviceOf(mDevice), mStudio->EntityOf(mEntity),
+                                          mStudio->EndpointOf(mEndpoint));
+  }
+  bool Update(Mlox_DirectMusic_Input& ioInput) {
+    mStudio->Calls().Clear();
+    return ioInput.UpdateWithRawProperties(mStudio->DeviceOf(mDevice), mStudio->EntityOf(mEntity),
+                                           mStudio->EndpointOf(mEndpoint));
+  }
+  void SetFlag(const _GUID& iKey, VARIANT_BOOL iValue) { mDevice.mFlags[Test_KeyText(iKey)] = iValue; }
+
+  std::shared_ptr<Test_FakeStudio> mStudio = std::make_shared<Test_FakeStudio>();
+  Test_StudioNode& mEndpoint = mStudio->AddPort("{port}", "Keys", true);
+  Test_StudioNode& mEntity = *mEndpoint.mParentP;
+  Test_StudioNode& mDevice = *mEntity.mParentP;
+};
+
+TEST_F(Mlox_DirectMusic_InputAsksTest, MatchComparesDeviceEntityAndEndpointInThisOrder) {
+  EXPECT_TRUE(Match(*New()));
+  EXPECT_THAT(mStudio->Calls().Lines(), ElementsAre("CompareRaw 2", "CompareRaw 1", "CompareRaw 0"));
+}
+
+TEST_F(Mlox_DirectMusic_InputAsksTest, MatchStopsAtTheFirstThatDiffersWhateverTheResult) {
+  const Input input = New();
+  const std::vector<std::string> calls{"CompareRaw 2", "CompareRaw 1", "CompareRaw 0"};
+  for (std::size_t at = 0; at < calls.size(); ++at) {
+    for (const HRESULT result : {S_FALSE, E_FAIL}) {
+      mStudio->Calls().Fail(calls[at], result, 1);
+      EXPECT_FALSE(Match(*input));
+      EXPECT_EQ(mStudio->Calls().Lines(),
+                std::vector<std::string>(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(at) + 1));
+    }
+  }
+}
+
+TEST_F(Mlox_DirectMusic_InputAsksTest, TheIDsOfDeviceAndEntityAreReadAnewOnlyForOtherObjects) {
+  mStudio->SetKeepsObjects(true);
+  const Input input = New();
+  EXPECT_TRUE(Update(*input));
+  EXPECT_EQ(mStudio->Calls().CountBeginning("GetIDs"), 0);
+  mStudio->SetKeepsObjects(false);
+  EXPECT_TRUE(Update(*input));
+  EXPECT_EQ(mStudio->Calls().LinesBeginning("GetIDs"), (std::vector<std::string>{"GetIDs 2", "GetIDs 1"}));
+}
+
+TEST_F(Mlox_DirectMusic_InputAsksTest, BeforeTheServiceHasAnIndexItsDeviceAndItsEntityHaveNoID) {
+  SetDirectMusicServiceIndex(-1);
+  const Input input = New();
+  EXPECT_TRUE(input->IsPartOf(kNone, 1));
+  EXPECT_TRUE(input->IsPartOf(kNone, 2));
+}
+
+TEST_F(Mlox_DirectMusic_InputAsksTest, AFlagIsTrueOnlyWhenItReadsAsAllOnes) {
+  for (const int value : {0, 1, 0x7FFF, 0xFFFF}) {
+    SetFlag(getter_wrapper::Get_PROPID_DeviceExternal(), static_cast<VARIANT_BOOL>(value));
+    SetFlag(getter_wrapper::Get_PROPID_DeviceVirtual(), static_cast<VARIANT_BOOL>(value));
+    const Input input = New();
+    EXPECT_EQ(input->IsUserDefined(), value == 0xFFFF) << value;
+    EXPECT_EQ(input->IsVirtual(), value == 0xFFFF) << value;
+  }
 }
 
 }  // namespace
