@@ -112,6 +112,15 @@ TEST_F(EndpointIdentity, StoredIdentityWinsWhateverTheUniqueIdsSayNow) {
   EXPECT_EQ(GetMloxIDFromIDs(mStudio->IDsOf(node)), Mlox_InputID(3, -99));
 }
 
+TEST_F(EndpointIdentity, StoredNumberWinsEvenIfItIsZeroOrMinusOne) {
+  Test_StudioNode& node = AddSource("DEV");
+  for (const LONG number : {0, -1}) {
+    GiveMloxID(node, number);
+    EXPECT_EQ(GetMloxIDFromIDs(mStudio->IDsOf(node)), Mlox_InputID(3, number));
+  }
+  EXPECT_THAT(mStudio->Calls().Lines(), Not(Contains(StartsWith("SetIntProperty"))));
+}
+
 TEST_F(EndpointIdentity, ObjectWithoutATextHasNumberMinusOneAndNothingIsStored) {
   mStudio->Calls().Fail("GetStringProperty", E_FAIL);
   EXPECT_EQ(GetMloxIDFromIDs(mStudio->IDsOf(AddSource("DEV"))), Mlox_InputID(3, -1));
@@ -156,6 +165,16 @@ TEST_F(EndpointIdentity, ObjectIsFoundAgainByItsIdentity) {
   std::shared_ptr<IEndpointIDs> found;
   ASSERT_TRUE(FindRegisteredIDs(id, &found));
   EXPECT_EQ(found->CompareIDs(mStudio->IDsOf(node)), S_OK);
+}
+
+TEST_F(EndpointIdentity, ObjectIsNotedWithoutANumberAndBeforeTheServiceHasAnIndexToo) {
+  std::shared_ptr<IEndpointIDs> found;
+  SetDirectMusicServiceIndex(-1);
+  EXPECT_TRUE(FindRegisteredIDs(GetMloxIDFromIDs(mStudio->IDsOf(AddSource("DEV"))), &found));
+  SetDirectMusicServiceIndex(3);
+  mStudio->Calls().Fail("GetStringProperty", E_FAIL);
+  EXPECT_TRUE(FindRegisteredIDs(GetMloxIDFromIDs(mStudio->IDsOf(AddSource("OTHER"))), &found));
+  EXPECT_EQ(GetRegisteredIDs().size(), 2u);
 }
 
 TEST_F(EndpointIdentity, NothingIsFoundForANullOutputOrAnUnknownIdentity) {

@@ -542,6 +542,17 @@ TEST_F(Mlox_DirectMusic_DeviceTest, ADeviceWhosePortCannotBeOpenedStillMakesOutp
   }
 }
 
+TEST_F(Mlox_DirectMusic_DeviceTest, APortThatCouldNotBeOpenedIsNotTriedAgainForTheNextOutput) {
+  const auto device = NewDevice(mEndpoint);
+  Calls().Fail("CreatePort", E_FAIL, 1);
+  device->GetOutputForChannel(7);
+  auto* nextP = dynamic_cast<Mlox_DirectMusic_Output*>(device->GetOutputForChannel(8));
+  EXPECT_EQ(Access::Port(*nextP), nullptr);
+  EXPECT_EQ(Calls().CountBeginning("CreatePort"), 1);
+  Update(*device, mEndpoint);
+  EXPECT_EQ(Access::Port(*nextP), &mPort) << "but at the next update";
+}
+
 TEST_F(Mlox_DirectMusic_DeviceTest, APortWithoutCapsIsUsedButNotActivated) {
   Calls().Fail("GetCaps", E_FAIL);
   const auto device = NewDevice(mEndpoint);

@@ -122,6 +122,21 @@ TEST_F(Mlox_DirectMusic_OutputTest, TheCommonOutputsDescriptorHasChannelMinusOne
   EXPECT_EQ(NewOutput(-1)->GetDescriptor()->GetChannel(), -1);
 }
 
+TEST_F(Mlox_DirectMusic_OutputTest, TheDescriptorsChannelIsTheLowEightBits) {
+  EXPECT_EQ(NewOutput(0x105)->GetDescriptor()->GetChannel(), 5);
+}
+
+TEST_F(Mlox_DirectMusic_OutputTest, AReleasedOutputKeepsItsDescriptor) {
+  const OutputPtr output = NewOutput(0);
+  const auto before = output->GetDescriptor();
+  output->RefreshDescriptor();
+  const auto refreshed = output->GetDescriptor();
+  EXPECT_NE(refreshed.get(), before.get()) << "made anew while the device holds it";
+  Access::SetReleased(*output);
+  output->RefreshDescriptor();
+  EXPECT_EQ(output->GetDescriptor().get(), refreshed.get());
+}
+
 TEST_F(Mlox_DirectMusic_OutputTest, WithoutADeviceThereIsNoDescriptorAndNothingIsWritten) {
   const OutputPtr output(new Mlox_DirectMusic_Output(&mAppCallback, nullptr, 0, &mPort, 1, &mAllocator));
   Calls().Clear();
@@ -273,6 +288,15 @@ TEST_F(Mlox_DirectMusic_OutputTest, EveryEventTakesBackAStop) {
   WriteNow(*output, Mdie_NoteOnEvent(1, 1));
   EXPECT_FALSE(Handle().IsStopPlaybackFlagSet());
   EXPECT_EQ(Plays(), 1u);
+}
+
+TEST_F(Mlox_DirectMusic_OutputTest, WritesOfBytesAreSentInSpiteOfAStopAndDoNotTakeItBack) {
+  const OutputPtr output = NewOutput(0);
+  Handle().SetStopPlaybackFlag(true);
+  WriteBody(*output, {1, 2, 3});
+  WriteRaw(*output, {0x90, 60, 1});
+  EXPECT_EQ(Plays(), 2u);
+  EXPECT_TRUE(Handle().IsStopPlaybackFlagSet());
 }
 
 TEST_F(Mlox_DirectMusic_OutputTest, NothingIsSentWhileTheServiceIsSuspended) {
@@ -657,6 +681,18 @@ TEST_F(Mlox_DirectMusic_OutputTest, ManyRawBytesGoOutInPiecesAndGiveTheirMemoryB
   bytes.push_back(0x90);
   WriteRaw(*output, bytes);
   EXPECT_EQ(mAllocator.GetCounters().mBlocksInUse, before) << "also of a call that sends nothing";
+}
+
+// The length and 31, cut to eights, 32 at least, and 4.
+TEST_F(Mlox_DirectMusic_OutputTest, ARawWriteTakesABlockThatHoldsAllItsBytes) {
+  constexpr Mem2_MasterAllocator::Presize kPresizes[] = {{36, 1}, {428, 1}};
+  Mem2_MasterAllocator allocator(kPresizes);
+  const OutputPtr output(new Mlox_DirectMusic_Output(&mAppCallback, &mDevice, 0, &mPort, 1, &allocator));
+  WriteRaw(*output, {0xF8});
+  WriteRaw(*output, Bytes(400, 0xF8));
+  EXPECT_EQ(allocator.GetCounters().mGrownInPlace, 0u) << "the blocks that are there will do";
+  WriteRaw(*output, Bytes(600, 0xF8));
+  EXPECT_EQ(allocator.GetCounters().mGrownInPlace, 1u);
 }
 
 TEST_F(Mlox_DirectMusic_OutputTest, RawBytesAreSentWithoutAnAllocatorToo) {

@@ -291,6 +291,15 @@ TEST_F(Mlox_DirectMusic_BanksTest, AGetterThatFailsLeavesItsFieldEmpty) {
   EXPECT_EQ(owned.mBanks[0]->mPatchNameListName, "List");
 }
 
+TEST_F(Mlox_DirectMusic_BanksTest, BanksOfWhichNoneCanBeHadAreTheDefault) {
+  mDevice.mBanks = {{"One", "", ""}};
+  mStudio->Calls().Fail("GetPatchBank 0", E_FAIL);
+  OwnedBanks owned;
+  bool isDefault = false;
+  EXPECT_TRUE(NewDevice(mEndpoint)->GetBankPatchInfo(&owned.mBanks, &isDefault));
+  EXPECT_TRUE(isDefault);
+}
+
 TEST_F(Mlox_DirectMusic_BanksTest, ACountOutOfAllMeasureKeepsNobodyForEver) {
   const auto raw = std::make_shared<EndlessDevice>();
   raw->mCount = 2000000000;
