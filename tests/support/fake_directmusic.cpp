@@ -14,6 +14,14 @@ namespace {
 
 Test_FakeDirectMusic* sRootP = nullptr;
 
+// Whether a record is zero behind its first member, its size.
+template <class Record>
+bool HoldsItsSizeAlone(const Record& iRecord) {
+  Record expected{};
+  expected.dwSize = sizeof(Record);
+  return std::memcmp(&iRecord, &expected, sizeof(Record)) == 0;
+}
+
 // Nobody asks these fakes for another interface than the one that they are.
 HRESULT RefuseInterface(void** oResult) {
   if (oResult != nullptr) *oResult = nullptr;
@@ -254,7 +262,7 @@ HRESULT Test_FakeDirectMusic::QueryInterface(REFIID iID, void** oResult) {
 HRESULT Test_FakeDirectMusic::EnumPort(DWORD iIndex, DMUS_PORTCAPS* oCapsP) {
   HRESULT result = S_OK;
   if (mCalls.Enter("EnumPort", fmt::format("EnumPort {}", iIndex), &result)) return result;
-  if (oCapsP->dwSize != 308) return E_INVALIDARG;
+  if (oCapsP->dwSize != 308 || !HoldsItsSizeAlone(*oCapsP)) return E_INVALIDARG;
   const std::lock_guard lock(mMutex);
   if (iIndex >= mPresent.size()) return S_FALSE;
   *oCapsP = mPresent[iIndex]->Caps();
@@ -268,6 +276,7 @@ HRESULT Test_FakeDirectMusic::CreateMusicBuffer(DMUS_BUFFERDESC* iDescP, IDirect
   const std::string line =
       fmt::format("CreateMusicBuffer {} {} {}", iDescP->dwSize, iDescP->dwFlags, iDescP->cbBuffer);
   if (mCalls.Enter("CreateMusicBuffer", line, &result)) return result;
+  if (!(iDescP->guidBufferFormat == GUID{})) return E_INVALIDARG;
   const std::lock_guard lock(mMutex);
   mBuffers.push_back(std::make_unique<Test_FakeBuffer>(mCalls, iDescP->cbBuffer));
   mBuffers.back()->AddRef();
@@ -282,7 +291,7 @@ HRESULT Test_FakeDirectMusic::CreatePort(REFCLSID iPort, DMUS_PORTPARAMS8* ioPar
   if (mCalls.Enter("CreatePort", "CreatePort " + TextOfGuid(iPort), &result)) {
     if (FAILED(result)) return result;  // a success that is asked for gives the port as well
   }
-  if (ioParamsP == nullptr || ioParamsP->dwSize != 36) return E_INVALIDARG;
+  if (ioParamsP == nullptr || ioParamsP->dwSize != 36 || !HoldsItsSizeAlone(*ioParamsP)) return E_INVALIDARG;
   const std::lock_guard lock(mMutex);
   for (Test_FakePort* portP : mPresent) {
     if (!(portP->Caps().guidPort == iPort)) continue;

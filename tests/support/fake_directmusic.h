@@ -170,7 +170,8 @@ class Test_FakePort : public IDirectMusicPort {
 };
 
 /// The root, and what stands behind CoCreateInstance from its making to its end. One at a time. Take down
-/// everything of the library's that holds its objects before it goes.
+/// everything of the library's that holds its objects before it goes. It refuses records for caps and
+/// parameters that hold more than their size, and buffers of any format but the zero one.
 class Test_FakeDirectMusic : public IDirectMusic8 {
  public:
   Test_FakeDirectMusic();

@@ -78,6 +78,22 @@ TEST_F(GenericMIDIReceiver, SameEndpointTwiceLeavesOneEntry) {
   EXPECT_EQ(SourceCount(), 1);
 }
 
+TEST_F(GenericMIDIReceiver, EndpointIsComparedWithEverySourceAndNotTheLastAlone) {
+  Test_StudioNode& node = mStudio->AddPort("DEV", "Name", true);
+  mReceiver.AddSource(mStudio->IDsOf(node));
+  mReceiver.AddSource(NewSource(2));
+  mReceiver.AddSource(NewSource(3));
+  EXPECT_EQ(mReceiver.AddSource(mStudio->IDsOf(node)), 0);
+  EXPECT_EQ(SourceCount(), 3);
+}
+
+TEST_F(GenericMIDIReceiver, ComparisonThatFailsIsNoMatch) {
+  mReceiver.AddSource(NewSource(1));
+  mStudio->Calls().Fail("CompareIDs", E_FAIL);
+  EXPECT_EQ(mReceiver.AddSource(NewSource(2)), 0);
+  EXPECT_EQ(SourceCount(), 2);
+}
+
 TEST_F(GenericMIDIReceiver, TwoEndpointsOfOneNumberAreTwoSources) {
   EXPECT_EQ(mReceiver.AddSource(NewSource(1)), 0);
   EXPECT_EQ(mReceiver.AddSource(NewSource(1)), 0);

@@ -194,6 +194,8 @@ TEST_F(DirectMusicClientTest, RebuildNeedsARoot) {
 TEST_F(DirectMusicClientTest, OutputsAreOpenedOnceInTheOrderInWhichTheyWereSeen) {
   mRoot.AddOutput(2, "B");
   mRoot.AddInput(3, "In");
+  constexpr DWORD kNeitherClass = 2;
+  mRoot.AddPort(4, "Neither", kNeitherClass);
   Test_FakePort& a = mRoot.AddOutput(1, "A");
   MakeRoot();
   EXPECT_EQ(DirectMusicClient::UpdatePortList(), S_OK);
@@ -515,6 +517,14 @@ TEST_F(DirectMusicClientTest, FirstWinMMPortWithAGroupDefinesTheSuffixForGood) {
   DirectMusicClient::ReleaseDirectMusicPtr();
   EXPECT_EQ(GetEmulatedString(), " (2)");
   EXPECT_THAT(Calls().Lines(), IsEmpty());
+}
+
+TEST_F(DirectMusicClientTest, DescriptionOfABracketGroupAloneLeavesTheSuffixUnset) {
+  AddWinMM(1, "[Emulated]");
+  AddWinMM(2, " (emuliert)");
+  MakeRoot();
+  EXPECT_EQ(GetEmulatedString(), "");
+  EXPECT_EQ(Test_DirectMusicClientAccess::KnownEmulatedString(), "");
 }
 
 TEST_F(DirectMusicClientTest, MissIsNotKeptAndTheScanRepeated) {

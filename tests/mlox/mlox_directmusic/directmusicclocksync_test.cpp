@@ -79,6 +79,19 @@ TEST_F(DirectMusicClockSyncTest, TwoQuestionsWithin100MillisecondsTakeOneReading
   EXPECT_EQ(Readings(), 2);
 }
 
+TEST_F(DirectMusicClockSyncTest, FirstOfTheTwoMicrosecondReadingsTellsWhetherTheIntervalIsOver) {
+  MakeRoot();
+  Test_FakeTime::Set(1000000);
+  Test_FakeTime::SetStep(1);
+  const DirectMusicClockSyncPtr clock(DirectMusicClockSync::Acquire());
+  Test_FakeTime::Set(Access::LastUpdate(*clock) + 99999);
+  clock->Update();
+  EXPECT_EQ(Readings(), 1);
+  Test_FakeTime::Set(Access::LastUpdate(*clock) + 100000);
+  clock->Update();
+  EXPECT_EQ(Readings(), 2);
+}
+
 TEST_F(DirectMusicClockSyncTest, BeforeTheSecondReadingThereIsNoTime) {
   MakeRoot();
   SetBoth(1000000);
@@ -211,6 +224,19 @@ TEST_F(DirectMusicClockSyncTest, FailureOfTheSecondRoundLeavesTheFirstDifference
   port.LatencyClock().mStep = 500;
   Calls().Fail("Out latency: GetTime", E_FAIL, 1, 1);
   EXPECT_EQ(clock->MeasureLatency(&port), 2000);
+}
+
+TEST_F(DirectMusicClockSyncTest, FailureOfTheFirstRoundLeavesItsDifferenceAndNoSecondRound) {
+  MakeRoot();
+  Test_FakePort& port = mRoot.AddOutput(1, "Out");
+  const DirectMusicClockSyncPtr clock(DirectMusicClockSync::Acquire());
+  mRoot.MasterClock().mTime = 1000;
+  port.LatencyClock().mTime = 3000;
+  Calls().Fail("MasterClock: GetTime", E_FAIL, 1);
+  Calls().Clear();
+  EXPECT_EQ(clock->MeasureLatency(&port), 3000) << "a clock that can't be read counts as 0";
+  EXPECT_EQ(Calls().Count("MasterClock: GetTime"), 1);
+  EXPECT_EQ(Calls().Count("Out latency: GetTime"), 1);
 }
 
 TEST_F(DirectMusicClockSyncTest, PortWithoutALatencyClockHasNone) {

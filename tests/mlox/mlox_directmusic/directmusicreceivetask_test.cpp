@@ -383,6 +383,17 @@ TEST_F(ReceiveTask, WaitingGroupsTakeThePlaceOfThoseWithTheSamePort) {
   EXPECT_THAT(*Access::Groups(*mTask)[0], ElementsAre(kPort, kA, kB));
 }
 
+TEST_F(ReceiveTask, WaitingGroupsOfAllPortsAreAppliedAtOnce) {
+  Test_FakePort& second = mRoot.AddInput(2, "Second");
+  mTask = std::make_unique<DirectMusicReceiveTask>(std::vector<HANDLE>{NewEvent(), NewEvent(), NewEvent()},
+                                                   GroupsOf({{kPort, kA}, {kOther, kB}}),
+                                                   std::vector<IDirectMusicPort*>{&mPort, &second});
+  mTask->PublishGroups(GroupsOf({{kPort, kA, kB}, {kOther, kA, kB}}));
+  Access::ApplyPendingGroups(*mTask);
+  EXPECT_THAT(*Access::Groups(*mTask)[0], ElementsAre(kPort, kA, kB));
+  EXPECT_THAT(*Access::Groups(*mTask)[1], ElementsAre(kOther, kA, kB));
+}
+
 TEST_F(ReceiveTask, LaterGroupsReplaceEarlierOnesThatStillWait) {
   MakeTask({kPort, kA});
   mTask->PublishGroups(GroupsOf({{kPort, kA, kB}}));
@@ -429,6 +440,15 @@ TEST_F(ReceiveTask, StopBeforeTheBodyBeginsEndsItAtOnceAndLeavesNothingButThePor
   EXPECT_EQ(mRoot.BufferReferences(), 0);
   EXPECT_EQ(mRoot.MasterClock().References(), 0);
   EXPECT_EQ(mPort.References(), 1) << "ports are never given back";
+}
+
+TEST_F(ReceiveTask, BufferIsFlushedOnceMoreBeforeItIsGivenBack) {
+  ReceiveAll(mRaw);
+  MakeTask();
+  mTask->Stop();
+  Calls().Clear();
+  mTask->Run();
+  EXPECT_EQ(Calls().Count("Flush"), 1);
 }
 
 TEST_F(ReceiveTask, NoThreadButItsOwnIsTheReceiveThread) {

@@ -192,6 +192,18 @@ TEST_F(ReceivePorts, RecordCorrectionOfTheManagerIsNotApplied) {
   Mlox_Manager::Singleton()->SetGlobalTimeStampedRecordCorrection(Time_SampleLength());
 }
 
+TEST_F(ReceivePorts, EachMessageWakesTheThreadOnceAndNothingElseDoes) {
+  const Line line = AddLine(1, "In");
+  Apply(mRaw, {line});
+  constexpr int kMessages = 20;
+  for (std::size_t i = 1; i <= kMessages; ++i) {
+    line.mPortP->Feed({0xF8});
+    ASSERT_TRUE(mRaw.WaitFor(i));
+  }
+  // Two for each: one that brings the message, and one that brings nothing.
+  EXPECT_EQ(Calls().Count("In: Read"), 2 * kMessages);
+}
+
 TEST_F(ReceivePorts, PortWithMoreThanABatchDeliversEverythingInOrder) {
   const Line line = AddLine(1, "In");
   Apply(mRaw, {line});
@@ -373,6 +385,23 @@ TEST_F(ReceivePorts, WalkEndsAtTheFirstCallThatFails) {
   EXPECT_EQ(mStudio->Calls().Count("GetDeviceCount 0"), 0);
 }
 
+TEST_F(ReceivePorts, WalkEndsAtTheFirstEntityOrEndpointThatFailsToo) {
+  const Line first = AddLine(1, "First");
+  AddLine(2, "Second");
+  const Line third = AddLine(3, "Third");
+  const Receiver receiver = Test_NewReceiver(mRaw);
+  receiver->SetReceiveAll();
+  for (const char* callP : {"GetEntityCount", "GetEntity 0", "GetEndpointCount", "GetEndpoint", "GetIDs 0"}) {
+    mStudio->Calls().Fail(callP, E_FAIL, 1, 1);
+    mSet.Apply(receiver);
+    EXPECT_THAT(Groups(), ElementsAre(PortInputGroup{first.ID(), first.ID()})) << callP;
+    mStudio->Calls().Mend(callP);
+    mSet.Shutdown();
+  }
+  mSet.Apply(receiver);
+  EXPECT_EQ(Groups().back(), (PortInputGroup{third.ID(), third.ID()})) << "none has failed";
+}
+
 TEST_F(ReceivePorts, WithoutAStudioEverythingIsNothing) {
   AddLine(1, "In");
   Mlox_DirectMusic_ServiceHandle::Singleton().SetStudio(nullptr);
@@ -390,6 +419,26 @@ TEST_F(ReceivePorts, WithoutARootTheGroupsStandAndNoThreadRuns) {
   EXPECT_EQ(Apply(mRaw, {line}), E_UNEXPECTED);
   EXPECT_FALSE(IsRunning());
   EXPECT_THAT(Groups(), ElementsAre(PortInputGroup{line.ID(), line.ID()}));
+}
+
+TEST_F(ReceivePorts, UnchangedSetWithoutAThreadAsksForTheRootAgain) {
+  const Line line = AddLine(1, "In");
+  DirectMusicClient::ReleaseDirectMusicPtr();
+  EXPECT_EQ(Apply(mRaw, {line}), E_UNEXPECTED);
+  EXPECT_EQ(Apply(mRaw, {line}), E_UNEXPECTED);
+}
+
+TEST_F(ReceivePorts, OneIsASuccessOfOpeningAndOfArmingAndTwoIsAFailure) {
+  for (const char* callP : {"CreatePort", "SetReadNotificationHandle"}) {
+    for (const HRESULT result : {S_FALSE, HRESULT{2}}) {
+      const Line line = AddLine(static_cast<DWORD>(mInputsP->mHardwareInputs.size()) + 1, "In");
+      Calls().Fail(callP, result);
+      EXPECT_EQ(Apply(mRaw, {line}), 0);
+      EXPECT_EQ(IsRunning(), result == S_FALSE) << callP << " " << result;
+      Calls().Mend(callP);
+      mSet.Shutdown();
+    }
+  }
 }
 
 TEST_F(ReceivePorts, PortThatCannotBeOpenedIsLeftOutAndJoinsAtTheNextRestart) {
@@ -609,6 +658,16 @@ TEST_F(ReceivePorts, ShutdownWithdrawsEverythingAndEndsTheThread) {
   EXPECT_FALSE(first.mPortP->IsArmed());
   EXPECT_FALSE(second.mPortP->IsArmed());
   mSet.Shutdown();
+}
+
+TEST_F(ReceivePorts, ShutdownLeavesNoGroupOfAnInputThatNoReceiverWanted) {
+  const Line line = AddLine(1, "In");
+  AddUserLine("User", line);
+  Apply(mRaw, {line});
+  Apply(mRaw, {line});  // the user-defined input has joined the port's group
+  mSet.Shutdown();
+  EXPECT_THAT(Groups(), IsEmpty());
+  EXPECT_FALSE(line.mPortP->IsArmed());
 }
 
 TEST_F(ReceivePorts, ShutdownEndsAlsoWithoutARootAndWithAReceiverThatHidesItsCallback) {

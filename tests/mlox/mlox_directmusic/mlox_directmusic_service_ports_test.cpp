@@ -113,8 +113,11 @@ TEST_F(Mlox_DirectMusic_ServicePortsTest, ThePlainNameComesBeforeTheOneWithTheSu
   AddMarkedPort("Some port [Emulated]");
   PlugOutput(1, "Synth [Emulated]", 7);
   PlugOutput(2, "Synth", 8);
+  PlugInput(3, "Keys [Emulated]", 9);
+  PlugInput(4, "Keys", 10);
   Live();
   EXPECT_EQ(Service().FindOutputDeviceMatchingName(Wanted("Synth", 0).get()), Device(1));
+  EXPECT_EQ(Service().FindInputMatchingName(Wanted("Keys", 0)).get(), InputAt(1));
 }
 
 TEST_F(Mlox_DirectMusic_ServicePortsTest, AnInputWithTheSuffixIsFoundByTheBareNameThroughItsNameAlone) {

@@ -17,6 +17,7 @@
 #include "mlox/mlox_persistentoutput.h"
 #include "tests/mlox/mlox_directmusic/service_fixture.h"
 #include "tests/support/assert_recorder.h"
+#include "tests/support/fake_studio.h"
 
 namespace {
 
@@ -137,6 +138,9 @@ TEST_F(Mlox_DirectMusic_ServiceTest, AUserDefinedEndpointWithNoConnectionsMakesN
   Live();
   EXPECT_THAT(Devices(), IsEmpty());
   EXPECT_THAT(Inputs(), IsEmpty());
+  Access::Rebuild(Service());
+  EXPECT_FALSE(Access::DevicesChanged(Service())) << "none was made and swept again";
+  EXPECT_FALSE(Access::InputsChanged(Service()));
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, WhereAUserDefinedDeviceSitsOnARealPortOnlyItIsListed) {
@@ -265,9 +269,9 @@ TEST_F(Mlox_DirectMusic_ServiceTest, WithoutDirectMusicTheStudioIsMadeFromANullR
   EXPECT_EQ(Manager().GetNumberOfInputs(), 0);
 }
 
-TEST_F(Mlox_DirectMusic_ServiceTest, AFailingSetDirectSoundDropsTheStudio) {
+TEST_F(Mlox_DirectMusic_ServiceTest, ASetDirectSoundThatAnswersAnythingButZeroDropsTheStudio) {
   mStudio->PlugIn(Output("O", "Synth"));
-  mRoot.Calls().Fail("SetDirectSound", E_FAIL);
+  mRoot.Calls().Fail("SetDirectSound", S_FALSE);
   Mlox_DirectMusic_Service::Create(&mAppCallback, &mAllocator);
   EXPECT_EQ(Service().GetStudio(), nullptr);
   EXPECT_EQ(Service().GetNumberOfOutputDevices(), 0);
@@ -282,6 +286,41 @@ TEST_F(Mlox_DirectMusic_ServiceTest, AFailingRegisterNotificationDropsTheStudio)
 }
 
 // ---- life ----
+
+TEST_F(Mlox_DirectMusic_ServiceTest,
+       ItTakesTheSystemsDefaultOfSoundMakesTheStudioOfTheRootAndFillsThePortCache) {
+  static IDirectMusic8* sRootP;
+  static std::shared_ptr<Test_ModelStudio> sStudio;
+  sRootP = nullptr;
+  sStudio = mStudio;
+  IDirectMusicStudio::SetFactory([](IDirectMusic8* iRootP) -> std::shared_ptr<IDirectMusicStudio> {
+    sRootP = iRootP;
+    return std::move(sStudio);
+  });
+  mRoot.AddOutput(1, "Out");
+  Mlox_DirectMusic_Service::Create(&mAppCallback, &mAllocator);
+  EXPECT_EQ(mRoot.Calls().Count("SetDirectSound null null"), 1);
+  EXPECT_EQ(sRootP, &mRoot);
+  EXPECT_EQ(mRoot.Calls().Count("CreatePort " + Test_FakeDirectMusic::GuidTextOf(1)), 1);
+}
+
+TEST_F(Mlox_DirectMusic_ServiceTest, TheDestructorBroadcastsAlsoWhenItHadNoDevices) {
+  Test_RecordingListener listener(&mLog);
+  Manager().AddListener(&listener);
+  Mlox_DirectMusic_Service::Create(&mAppCallback, &mAllocator);
+  Manager().CheckStudioSetup();
+  mLog.clear();
+  delete &Service();
+  Manager().CheckStudioSetup();
+  EXPECT_THAT(mLog, ElementsAre("listener OutputsChanged true"));
+}
+
+TEST_F(Mlox_DirectMusic_ServiceTest, TheDestructorGivesBackTheClock) {
+  Live();
+  EXPECT_EQ(mRoot.MasterClock().References(), 1);
+  Manager().RemoveAllServices();
+  EXPECT_EQ(mRoot.MasterClock().References(), 0);
+}
 
 TEST_F(Mlox_DirectMusic_ServiceTest, ThereIsAtMostOne) {
   Mlox_DirectMusic_Service::Create(&mAppCallback, &mAllocator);
@@ -681,6 +720,19 @@ TEST_F(Mlox_DirectMusic_ServiceTest, AnEndpointWhoseDirectionCannotBeReadIsADest
   EXPECT_THAT(Devices(), ElementsAre("Odd"));
 }
 
+TEST_F(Mlox_DirectMusic_ServiceTest, AChangeOfAnEntityAddsNothingOfItsNeighbour) {
+  const std::shared_ptr<Test_FakeStudio> studio = Test_FakeStudio::Install();
+  Live();
+  Test_StudioNode& device = studio->AddDevice("D");
+  Test_StudioNode& first = studio->AddEntity(device, "First");
+  studio->AddEndpoint(first, false);
+  studio->AddEndpoint(studio->AddEntity(device, "Second"), false);
+  studio->Notify({{&first, kStudioEndpointAdded}});
+  EXPECT_EQ(Service().GetNumberOfOutputDevices(), 1);
+  studio->Notify({{&device, kStudioEndpointAdded}});
+  EXPECT_EQ(Service().GetNumberOfOutputDevices(), 2);
+}
+
 // ---- user-defined devices ----
 
 TEST_F(Mlox_DirectMusic_ServiceTest, AUserDefinedEndpointGainingItsFirstConnectionIsAddedAndThePortLeaves) {
@@ -773,6 +825,24 @@ TEST_F(Mlox_DirectMusic_ServiceTest, RemovingByLevelTakesEveryInputOfTheDeviceOr
   ASSERT_THAT(Inputs(), ElementsAre("C", "D", "A", "B"));
   mStudio->Tell({{mStudio->IDs("B", 2), 2}});
   EXPECT_THAT(Inputs(), ElementsAre("D"));
+}
+
+TEST_F(Mlox_DirectMusic_ServiceTest, RemovingByLevelTakesEveryOutputOfTheDeviceOrTheEntity) {
+  for (const auto& [id, entity] : {std::pair{"A", 11}, std::pair{"B", 11}, std::pair{"C", 12}}) {
+    Test_ModelDevice output = Output(id, id);
+    const int number = entity;
+    output.mMloxIDs[{2, 0}] = 21;
+    output.mMloxIDs[{1, 0}] = number;
+    mStudio->PlugIn(output);
+  }
+  mStudio->PlugIn(Output("D", "D"));
+  Live();
+  ASSERT_THAT(Devices(), ElementsAre("A", "B", "C", "D"));
+  mStudio->Tell({{mStudio->IDs("A", 1), 2}});
+  EXPECT_THAT(Devices(), ElementsAre("C", "D"));
+  for (const char* id : {"A", "B"}) mStudio->Plug(id);
+  mStudio->Tell({{mStudio->IDs("B", 2), 2}});
+  EXPECT_THAT(Devices(), ElementsAre("D"));
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, TheListsEqualThoseOfAFreshRebuildAfterRandomChanges) {
