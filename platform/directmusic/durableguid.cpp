@@ -42,9 +42,11 @@ std::string SocketOf(const std::string& iPortPath) {
   return begin == std::string::npos ? iPortPath : iPortPath.substr(begin);
 }
 
-GUID GuidByPath(const Platform_PortInfo& iPort) {
+// iNumber: empty but where two would be the same.
+GUID GuidByPath(const Platform_PortInfo& iPort, const std::string& iNumber = "") {
   return Platform_GuidOfText(
-      Join({iPort.mDriver, iPort.mProduct, iPort.mSerial, iPort.mPath, iPort.mPlace, Direction(iPort)}));
+      Join({iPort.mDriver, iPort.mProduct, iPort.mSerial, iPort.mPath, iPort.mPlace, Direction(iPort)}) +
+      iNumber);
 }
 
 GUID GuidBySerial(const Platform_PortInfo& iPort) {
@@ -120,10 +122,20 @@ class SerialCards {
 
   void AddRow(std::size_t iIndex) {
     const Platform_PortInfo& port = mPorts[iIndex];
-    const GUID guid = Kin(iIndex).empty() ? GuidBySerial(port) : GuidByPath(port);
+    GUID guid = Kin(iIndex).empty() ? GuidBySerial(port) : GuidByPath(port);
+    // A card that has been moved keeps the GUID of its first path, which another card may have now.
+    for (int number = 2; IsKnown(guid); ++number) {
+      guid = GuidByPath(port, std::to_string(number));
+    }
     mRows.push_back({Platform_GuidToText(guid), port.mProduct, port.mSerial, PortPath(port)});
     mTable.Put(mRows.back());
     Take(iIndex, Platform_IdentityRow(mRows.back()));
+  }
+
+  bool IsKnown(const GUID& iGuid) const {
+    const std::string text = Platform_GuidToText(iGuid);
+    return std::any_of(mRows.begin(), mRows.end(),
+                       [&](const Platform_IdentityRow& iRow) { return iRow.mGuid == text; });
   }
 
   const std::vector<Platform_PortInfo>& mPorts;

@@ -39,7 +39,7 @@ std::string Platform_GuidToText(const GUID& iGuid);
 /// Gives each of the ports its GUID's text. What is no card goes by its address, a card without a serial
 /// number by its path. A card with one takes the table's row with its path, else the one row with its serial
 /// that is absent, else a new row; the first card of a serial goes by the serial, later ones by serial and
-/// path. Without a table the path always counts.
+/// path. Without a table the path always counts. No two rows have one GUID.
 std::vector<GUID> Platform_IdentifyPorts(const std::vector<Platform_PortInfo>& iPorts,
                                          Platform_IdentityTable* iTableP);
 
