@@ -321,6 +321,32 @@ TEST_F(DirectMusicRoot, ArrivalsSignalTheEventAndWhatIsLeftBehindKeepsItSignalle
   CloseHandle(event);
 }
 
+TEST_F(DirectMusicRoot, ReadReplacesWhatTheBufferHeld) {
+  OpenBoth();
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), S_OK);
+  IDirectMusicBuffer* const buffer = NewBuffer();
+  BYTE old[] = {0x90, 60, 100};
+  EXPECT_EQ(buffer->PackUnstructured(0, 1, sizeof(old), old), S_OK);
+  for (int i = 0; i < 60000 && mInputP->Read(buffer) != S_OK; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  DWORD used = 0;
+  EXPECT_EQ(buffer->GetUsedBytes(&used), S_OK);
+  EXPECT_EQ(used, 24u) << "one event";
+  EXPECT_EQ(mInputP->Read(buffer), S_FALSE) << "none";
+  buffer->Release();
+}
+
+TEST_F(DirectMusicRoot, TheMasterClockIsTheSystemsIn100Nanoseconds) {
+  const StandingClock standing;
+  IReferenceClock* clock = nullptr;
+  ASSERT_EQ(mRootP->GetMasterClock(nullptr, &clock), S_OK);
+  REFERENCE_TIME time = 0;
+  EXPECT_EQ(clock->GetTime(&time), S_OK);
+  EXPECT_EQ(time, Now());
+  clock->Release();
+}
+
 TEST_F(DirectMusicRoot, ARestartOfAnInputWithinASecondLosesNothing) {
   OpenBoth();
   const StandingClock clock;

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#include "platform/directmusic/port.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/directmusic/musicbuffer.h"
+#include "tests/support/fake_time.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::int64_t kNow = 1000000;
+constexpr std::int64_t kAhead = 100000;
+
+struct Sent {
+  std::int64_t mTime;
+  Bytes mBytes;
+  bool operator==(const Sent&) const = default;
+};
+
+// What a driver was given, and what it answers.
+struct DriverState {
+  std::vector<Sent> mSent;
+  Platform_SendResult mAnswer = Platform_SendResult::kTaken;
+  int mDrops = 0;
+};
+
+class FakeOutput : public Platform_DriverOutput {
+ public:
+  explicit FakeOutput(DriverState& ioState) : mState(ioState) {}
+  Platform_SendResult Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength) override {
+    if (mState.mAnswer == Platform_SendResult::kTaken) {
+      mState.mSent.push_back({iTime, Bytes(iBytes, iBytes + iLength)});
+    }
+    return mState.mAnswer;
+  }
+  std::size_t PieceSize() const override { return kPlatform_MaxPiece; }
+  std::int64_t LatencyMicroseconds() const override { return 5000; }
+  void Drop() override { ++mState.mDrops; }
+
+ private:
+  DriverState& mState;
+};
+
+class FakeDriver : public Platform_Driver {
+ public:
+  const char* Name() const override { return "fake"; }
+  bool Start(Platform_DriverHost*, std::string&) override { return true; }
+  void Stop() override {}
+  std::vector<Platform_PortInfo> Ports() override { return {}; }
+  std::unique_ptr<Platform_DriverInput> OpenInput(const Platform_PortInfo&) override { return nullptr; }
+  std::unique_ptr<Platform_DriverOutput> OpenOutput(const Platform_PortInfo&) override {
+    return std::make_unique<FakeOutput>(mState);
+  }
+  DriverState mState;
+};
+
+class FakeHost : public Platform_PortHost {
+ public:
+  HRESULT ActivatePort(Platform_Port*, bool) override { return S_OK; }
+  ULONG ReleaseLast(Platform_Port*) override { return 0; }
+  void WakeWorker() override { ++mWakes; }
+  HRESULT MasterClock(IReferenceClock**) override { return E_NOTIMPL; }
+  int mWakes = 0;
+};
+
+class OutputPort : public ::testing::Test {
+ protected:
+  OutputPort() { mPort.SetActive(true, &mDriver, &mInfo); }
+
+  // iTime in microseconds.
+  HRESULT Play(std::int64_t iTime, Bytes iBytes) {
+    auto* const bufferP = new Platform_MusicBuffer(64);
+    bufferP->PackUnstructured(iTime * 10, 1, static_cast<DWORD>(iBytes.size()), iBytes.data());
+    const HRESULT result = mPort.PlayBuffer(bufferP);
+    bufferP->Release();
+    return result;
+  }
+  // What the driver has been given since the last call.
+  std::vector<Sent> TakeSent() { return std::exchange(mDriver.mState.mSent, {}); }
+
+  Test_FakeTime mTime{kNow};
+  FakeHost mHost;
+  FakeDriver mDriver;
+  Platform_PortInfo mInfo;
+  Platform_OutputPort mPort{mHost, DMUS_PORTCAPS{}};
+};
+
+TEST_F(OutputPort, ADriverGetsWhatIsDueWithinATenthOfASecondAndTheRestWhenItIs) {
+  EXPECT_EQ(Play(kNow + kAhead, {0xC0, 1}), S_OK);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow + kAhead, {0xC0, 1}}}));
+  EXPECT_EQ(Play(kNow + kAhead + 1, {0xC0, 2}), S_OK);
+  EXPECT_EQ(mHost.mWakes, 1) << "the worker learns of the new deadline";
+  EXPECT_EQ(mPort.Work(kNow), kNow + 1);
+  EXPECT_EQ(TakeSent(), std::vector<Sent>{});
+  EXPECT_EQ(mPort.Work(kNow + 1), INT64_MAX);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow + kAhead + 1, {0xC0, 2}}}));
+}
+
+TEST_F(OutputPort, ATimeThatHasPassedCountsAsNowSoThatTimesNeverStepBack) {
+  EXPECT_EQ(Play(kNow - 5000000, {0xC0, 1}), S_OK);
+  EXPECT_EQ(Play(INT64_MIN / 10, {0xC0, 2}), S_OK);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow, {0xC0, 1}}, {kNow, {0xC0, 2}}}));
+}
+
+TEST_F(OutputPort, AFullDriverKeepsNothingBackForGoodAndTheOrderStands) {
+  mDriver.mState.mAnswer = Platform_SendResult::kFull;
+  EXPECT_EQ(Play(kNow, {0xC0, 1}), S_OK);
+  EXPECT_EQ(Play(kNow, {0xC0, 2}), S_OK);
+  EXPECT_EQ(mPort.Work(kNow), kNow + 2000) << "tried again two milliseconds later";
+  mDriver.mState.mAnswer = Platform_SendResult::kTaken;
+  EXPECT_EQ(Play(kNow, {0xC0, 3}), S_OK);
+  EXPECT_EQ(mPort.Work(kNow + 2000), INT64_MAX);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow, {0xC0, 1}}, {kNow, {0xC0, 2}}, {kNow, {0xC0, 3}}}));
+  EXPECT_EQ(mPort.LostMessages(), 0u);
+}
+
+TEST_F(OutputPort, WhileItsHardwareIsAwayItRefusesAndWhatWaitedIsLostAndCounted) {
+  EXPECT_EQ(Play(kNow + 2 * kAhead, {0xC0, 1}), S_OK);
+  mDriver.mState.mAnswer = Platform_SendResult::kGone;
+  EXPECT_EQ(Play(kNow, {0xC0, 2}), E_FAIL);
+  EXPECT_FALSE(mPort.IsConnected());
+  EXPECT_EQ(mPort.LostMessages(), 1u);
+  EXPECT_EQ(mPort.Work(kNow + 2 * kAhead), INT64_MAX);
+  EXPECT_EQ(Play(kNow, {0xC0, 3}), E_FAIL);
+  mDriver.mState.mAnswer = Platform_SendResult::kTaken;
+  mPort.HardwareCame(mDriver, mInfo);
+  EXPECT_EQ(Play(kNow, {0xC0, 4}), S_OK);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow, {0xC0, 4}}}));
+}
+
+TEST_F(OutputPort, HardwareThatComesBackIsConnectedOnlyWhileThePortIsActive) {
+  mPort.SetActive(false, &mDriver, &mInfo);
+  EXPECT_EQ(mDriver.mState.mDrops, 1);
+  mPort.HardwareCame(mDriver, mInfo);
+  EXPECT_FALSE(mPort.IsConnected());
+  mPort.SetActive(true, nullptr, nullptr);
+  EXPECT_FALSE(mPort.IsConnected()) << "away";
+  mPort.HardwareCame(mDriver, mInfo);
+  EXPECT_TRUE(mPort.IsConnected());
+}
+
+TEST_F(OutputPort, ItsLatencyClockIsAheadByTheDriversLatency) {
+  IReferenceClock* clockP = nullptr;
+  ASSERT_EQ(mPort.GetLatencyClock(&clockP), S_OK);
+  REFERENCE_TIME time = 0;
+  EXPECT_EQ(clockP->GetTime(&time), S_OK);
+  EXPECT_EQ(time, (kNow + 5000) * 10);
+  clockP->Release();
+}
+
+}  // namespace
