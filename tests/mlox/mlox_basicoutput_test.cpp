@@ -23,6 +23,21 @@ TEST_F(Mlox_BasicOutputTest, TotalOffsetIsTheSumOfBothAndUserOffsetOnlyTheUsers)
   EXPECT_EQ(mOutput->GetUserBeatClockOffset().AsInt64(), -30);
 }
 
+TEST_F(Mlox_BasicOutputTest, SettingOneOffsetLeavesTheOtherAlone) {
+  mOutput->SetUserBeatClockOffset(Time_SampleLength(7));
+  mOutput->SetMDCBeatClockOffset(Time_SampleLength(100));
+  EXPECT_EQ(mOutput->GetUserBeatClockOffset().AsInt64(), 7);
+  mOutput->SetUserBeatClockOffset(Time_SampleLength(8));
+  EXPECT_EQ(mOutput->GetTotalBeatClockOffset().AsInt64(), 108);
+}
+
+TEST_F(Mlox_BasicOutputTest, OffsetsHave64Bits) {
+  mOutput->SetUserBeatClockOffset(Time_SampleLength(-5000000000));
+  EXPECT_EQ(mOutput->GetUserBeatClockOffset().AsInt64(), -5000000000);
+  mOutput->SetMDCBeatClockOffset(Time_SampleLength(12000000000));
+  EXPECT_EQ(mOutput->GetTotalBeatClockOffset().AsInt64(), 7000000000);
+}
+
 TEST_F(Mlox_BasicOutputTest, OffsetsStartAt0) {
   EXPECT_EQ(mOutput->GetTotalBeatClockOffset().AsInt64(), 0);
   EXPECT_EQ(mOutput->GetUserBeatClockOffset().AsInt64(), 0);
@@ -36,8 +51,10 @@ TEST_F(Mlox_BasicOutputTest, SumOfTwoExtremesWraps) {
 }
 
 TEST_F(Mlox_BasicOutputTest, DelayOffsetIsStoredAndGivenBack) {
-  mOutput->SetDelayOffset(-441);
-  EXPECT_EQ(mOutput->GetDelayOffset(), -441);
+  for (const int samples : {-441, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+    mOutput->SetDelayOffset(samples);
+    EXPECT_EQ(mOutput->GetDelayOffset(), samples);
+  }
 }
 
 TEST_F(Mlox_BasicOutputTest, IsNotTimestampedAndWantsNoPreSendAtAnySampleRate) {
@@ -46,6 +63,18 @@ TEST_F(Mlox_BasicOutputTest, IsNotTimestampedAndWantsNoPreSendAtAnySampleRate) {
     EXPECT_EQ(mOutput->GetTimestampedPreSendSamples(rate), 0) << rate;
     EXPECT_EQ(mOutput->GetZeroJitterDelay(rate).AsInt64(), 0) << rate;
   }
+}
+
+TEST_F(Mlox_BasicOutputTest, KeepsTheAppCallbackOfItsConstructor) {
+  class OpenOutput : public Test_FakeOutput {
+   public:
+    using Mlox_BasicOutput::GetAppCallback;
+    using Test_FakeOutput::Test_FakeOutput;
+  };
+  Test_FakeAppCallback appCallback;
+  const Cmn_AliasedRefCountPtr<OpenOutput> output(
+      new OpenOutput(nullptr, Test_MakeDescriptor("Piano", 1), 0, &appCallback));
+  EXPECT_EQ(output->GetAppCallback(), &appCallback);
 }
 
 TEST_F(Mlox_BasicOutputTest, HasNoControllerScreen) { EXPECT_EQ(mOutput->GetControllerScreen(), nullptr); }

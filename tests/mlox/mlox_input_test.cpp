@@ -48,4 +48,20 @@ TEST(Mlox_Input, AnEmptyNameOrOneThatDiffersInCasePassesNot) {
   EXPECT_FALSE(Mlox_Input::IsNIDawControlInputDevice("MIDIIN2"));
 }
 
+TEST(Mlox_Input, ANameThatHoldsAControlNameAndMorePassesNot) {
+  EXPECT_FALSE(Mlox_Input::IsNIDawControlInputDevice("Komplete Kontrol DAW - 1 "));
+  EXPECT_FALSE(Mlox_Input::IsNIDawControlInputDevice(" Komplete Kontrol DAW - 1"));
+  EXPECT_FALSE(Mlox_Input::IsNIDawControlInputDevice("MIDIIN2 (KONTROL S49 MK3) 2"));
+}
+
+// The lists are what they are: nine names each.
+TEST(Mlox_Input, OtherNamesOfTheFamilyPassNeither) {
+  for (const std::string name : {"Komplete Kontrol S DAW", "Komplete Kontrol DAW - 2", "Komplete Kontrol DAW",
+                                 "MIDIIN2 (KONTROL S25 MK3)", "MIDIOUT2 (KONTROL S25 MK3)",
+                                 "MIDIIN2 (KONTROL S49 MK2)", "KONTROL S49 MK3"}) {
+    EXPECT_FALSE(Mlox_Input::IsNIDawControlInputDevice(name)) << name;
+    EXPECT_FALSE(Mlox_Output::IsNIDawControlOutputDevice(name)) << name;
+  }
+}
+
 }  // namespace

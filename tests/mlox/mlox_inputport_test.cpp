@@ -64,6 +64,18 @@ TEST_F(Mlox_InputPortTest, ConnectAndCloseGoDownToAllServicesInTableOrder) {
   EXPECT_THAT(mLog, ElementsAre("first InputPortCloseConnections", "second InputPortCloseConnections"));
 }
 
+// What an empty list means is each service's own matter.
+TEST_F(Mlox_InputPortTest, ConnectingToNothingIsHandedToTheServicesToo) {
+  auto* serviceP = new Test_FakeService("service", &mLog);
+  Manager().AddService(serviceP, 16);
+  const std::unique_ptr<Mlox_InputPort> port(Manager().CreateInputPort(nullptr));
+  port->ConnectToInputs({serviceP->AddInput("Keys")});
+  mLog.clear();
+  port->ConnectToInputs({});
+  EXPECT_THAT(mLog, ElementsAre("service ConnectInputsToInputPort"));
+  EXPECT_TRUE(serviceP->mConnectedInputs.empty());
+}
+
 TEST_F(Mlox_InputPortTest, ConnectAndCloseWithoutServicesDoNothing) {
   const std::unique_ptr<Mlox_InputPort> port(Manager().CreateInputPort(nullptr));
   const Test_AssertRecorder recorder;

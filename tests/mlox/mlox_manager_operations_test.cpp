@@ -152,8 +152,21 @@ TEST_F(Mlox_ManagerOperationsTest, AnExactOutputIsTheChannelOfTheExactDevice) {
 
 TEST_F(Mlox_ManagerOperationsTest, ByNameChannelMinus1GivesTheCommonOutput) {
   Test_FakeDevice& named = AddNewService("a")->AddDevice("Piano", 1);
+  named.mChannelMask = 0;
   EXPECT_EQ(Manager().FindOutputBestMatchingDescriptor(Test_MakeOutputDescriptor("Piano", 7, -1).get()),
             named.mCommonOutput.get());
+}
+
+TEST_F(Mlox_ManagerOperationsTest,
+       ByNameADeviceWithoutTheOutputGivesNothingAndTheSearchGoesOnWithoutTheName) {
+  Test_FakeDevice& named = AddNewService("a")->AddDevice("Piano", 1);
+  named.mCommonOutput = nullptr;
+  named.mChannelOutputs[3] = nullptr;
+  Test_FakeDevice& sameId = AddNewService("b")->AddDevice("Organ", 7);
+  EXPECT_EQ(Manager().FindOutputBestMatchingDescriptor(Test_MakeOutputDescriptor("Piano", 7, -1).get()),
+            sameId.mCommonOutput.get());
+  EXPECT_EQ(Manager().FindOutputBestMatchingDescriptor(Test_MakeOutputDescriptor("Piano", 7, 3).get()),
+            sameId.mChannelOutputs[3].get());
 }
 
 TEST_F(Mlox_ManagerOperationsTest, ByNameAnAvailableChannelGivesItsOutput) {
@@ -300,6 +313,14 @@ TEST_F(Mlox_ManagerOperationsTest, SuspendAndResumeSelectEveryServiceThatSharesA
   EXPECT_TRUE(thirdP->IsSuspended());
 }
 
+TEST_F(Mlox_ManagerOperationsTest, SuspendAndResumeReachAServiceWhateverItsStateIs) {
+  AddNewService("a", 8);
+  Manager().Resume(Mlox_Manager::kDirectMusicService);
+  Manager().Suspend(Mlox_Manager::kDirectMusicService);
+  Manager().Suspend(Mlox_Manager::kDirectMusicService);
+  EXPECT_THAT(mLog, ElementsAre("a Resume", "a Suspend", "a Suspend"));
+}
+
 TEST_F(Mlox_ManagerOperationsTest, TheHardwareServicesBitIs8) {
   EXPECT_EQ(static_cast<int>(Mlox_Manager::kDirectMusicService), 8);
 }
@@ -427,6 +448,36 @@ TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffCountsFirstIfTheIndicesAreDir
   Manager().QuickAllNotesOff();
   EXPECT_THAT(mLog, ElementsAre("Piano:-1 WriteEvent"));
   EXPECT_EQ(recorder.Count(), 0);
+}
+
+TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffCountsNothingIfTheIndicesAreClean) {
+  Test_FakeService* serviceP = AddNewService("a");
+  serviceP->AddDevice("Piano").mChannelMask = 0;
+  EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 1);
+  serviceP->AddDevice("Organ").mChannelMask = 0;
+  const int countsBefore = serviceP->mCounts;
+  Manager().QuickAllNotesOff();
+  EXPECT_EQ(serviceP->mCounts, countsBefore);
+  EXPECT_THAT(mLog, ElementsAre("Piano:-1 WriteEvent"));
+}
+
+// A channel may share the common output; it is written to for each of its places.
+TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffWritesToAnOutputOnceForEachOfItsPlaces) {
+  Test_FakeService* serviceP = AddNewService("a");
+  Test_FakeDevice& device = serviceP->AddDevice("Piano");
+  device.mChannelMask = 0x0003;
+  device.mChannelOutputs[0] = device.mCommonOutput;
+  device.mChannelOutputs[1] = device.mCommonOutput;
+  Manager().QuickAllNotesOff();
+  EXPECT_EQ(device.mCommonOutput->mWrites.size(), 3u);
+}
+
+TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffReachesSuspendedServicesToo) {
+  AddNewService("a", 8)->AddDevice("Piano").mChannelMask = 0;
+  Manager().Suspend(Mlox_Manager::kDirectMusicService);
+  mLog.clear();
+  Manager().QuickAllNotesOff();
+  EXPECT_THAT(mLog, ElementsAre("Piano:-1 WriteEvent"));
 }
 
 TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffSkipsAnIndexWithoutADevice) {

@@ -83,6 +83,23 @@ TEST(Mlox_OutputContext, AnEntryAddedDuringDeliveryIsDeliveredByTheSameFlush) {
   EXPECT_THAT(delivered, ElementsAre(1, 2, 3));
 }
 
+// Which batches are open counts when the flush begins, and not between two deliveries.
+TEST(Mlox_OutputContext, ABatchOpenedDuringDeliveryDoesNotStopIt) {
+  std::vector<int> delivered;
+  Mlox_OutputContext context;
+  Entry first(&delivered, 1), second(&delivered, 2), late(&delivered, 3);
+  first.mOnDeliver = [&] {
+    context.StartAccumulatingBatchDelivery();
+    context.AddBatchDeliveryEntry(&late);
+  };
+  context.StartAccumulatingBatchDelivery();
+  context.AddBatchDeliveryEntry(&first);
+  context.AddBatchDeliveryEntry(&second);
+  context.FlushBatchDelivery();
+  EXPECT_THAT(delivered, ElementsAre(1, 2, 3));
+  EXPECT_TRUE(context.IsAccumulatingForBatchDelivery());
+}
+
 TEST(Mlox_OutputContext, EntriesAddedWithoutABatchStayUntilALaterFlush) {
   std::vector<int> delivered;
   Entry entry(&delivered, 1);
@@ -115,6 +132,7 @@ TEST(Mlox_OutputContext, ASurplusFlushIsReportedDeliversNothingAndLeavesMinus1) 
   EXPECT_EQ(recorder.Count(kCountText), 1);
   EXPECT_EQ(recorder.Reports()[0].mSource, "mlox/mlox_outputcontext");
   EXPECT_TRUE(delivered.empty());
+  EXPECT_FALSE(context.IsAccumulatingForBatchDelivery());
   // The count stays at -1: the next start only brings it back to 0, and one more opens a batch.
   context.StartAccumulatingBatchDelivery();
   EXPECT_FALSE(context.IsAccumulatingForBatchDelivery());
@@ -146,6 +164,7 @@ TEST(Mlox_OutputContext, ACopyHasEntriesOfServicesAndCountAndAnEmptyList) {
   EXPECT_TRUE(delivered.empty());
 
   // The source has kept its list, after the move too.
+  EXPECT_EQ(source.GetServiceEntry(2), &record);
   source.FlushBatchDelivery();
   EXPECT_THAT(delivered, ElementsAre(1));
 }
@@ -169,8 +188,14 @@ TEST(Mlox_OutputContext, AssigningTakesEntriesOfServicesAndCountAndLeavesTheList
   Mlox_OutputContext moveTarget;
   moveTarget = std::move(source);
   EXPECT_TRUE(moveTarget.IsAccumulatingForBatchDelivery());
+  EXPECT_EQ(moveTarget.GetServiceEntry(3), &record);
   moveTarget.FlushBatchDelivery();
   EXPECT_THAT(delivered, ElementsAre(1));
+
+  // The source is as it was, after the move too.
+  EXPECT_EQ(source.GetServiceEntry(3), &record);
+  source.FlushBatchDelivery();
+  EXPECT_THAT(delivered, ElementsAre(1, 2));
 }
 
 TEST(Mlox_OutputContext, DestructionFreesTheEntriesThatAreLeftAndDeletesNone) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 
 #include "tests/support/assert_recorder.h"
 #include "tests/support/fake_service.h"
@@ -71,6 +72,14 @@ TEST_F(Mlox_PersistentInputTest, FromANullInputIsNullAndOffline) {
   EXPECT_FALSE(reference.IsOnline());
 }
 
+TEST_F(Mlox_PersistentInputTest, FromANullInputListensToNobodyAndIsNeverMarked) {
+  const Mlox_PersistentInput reference{Mlox_InputRef()};
+  EXPECT_EQ(reference.GetListPtr(), nullptr);
+  EXPECT_FALSE(reference.InputNeedsReResolving());
+  ReportChange();
+  EXPECT_FALSE(reference.InputNeedsReResolving());
+}
+
 // Deliberate: of all constructors this one alone doesn't listen.
 TEST_F(Mlox_PersistentInputTest, FromAnInputKeepsItAndIsNeverMarkedThroughAllListChanges) {
   const auto input = mServiceP->AddInput("Keys", 1);
@@ -122,6 +131,16 @@ TEST_F(Mlox_PersistentInputTest, AssigningCopiesAllThreeFieldsAndLeavesTheLink) 
   EXPECT_EQ(target.GetDescriptor(), input->mDescriptorP);
 }
 
+TEST_F(Mlox_PersistentInputTest, AssigningAnUnmarkedReferenceToAMarkedOneTakesTheMarkAway) {
+  const auto input = mServiceP->AddInput("Keys", 1);
+  mServiceP->AddInput("Pads", 2);
+  const Mlox_PersistentInput source{Mlox_InputRef(input)};
+  Mlox_PersistentInput target(Test_MakeDescriptor("Pads", 2));
+  target = source;
+  EXPECT_FALSE(target.InputNeedsReResolving());
+  EXPECT_EQ(target.GetInput().get(), input.get());
+}
+
 TEST_F(Mlox_PersistentInputTest, DestructionLeavesTheListenersAndReleasesBothReferences) {
   const auto descriptor = Test_MakeDescriptor("Keys", 1);
   auto reference = std::make_unique<Mlox_PersistentInput>(descriptor);
@@ -171,6 +190,31 @@ TEST_F(Mlox_PersistentInputTest, GetDescriptorResolvesAndAdoptsTheIdentityOfWhat
   const Mlox_PersistentInput reference(Test_MakeDescriptor("Keys", 1));
   EXPECT_EQ(reference.GetDescriptor(), renamed->mDescriptorP);
   EXPECT_EQ(reference.GetName(), "New Keys");
+}
+
+// There is nothing to search for, so the input stays, and lends its identity as soon as it has one.
+TEST_F(Mlox_PersistentInputTest, ASearchWithoutADescriptorKeepsTheInputAndTakesItsDescriptor) {
+  const auto input = mServiceP->AddInput("Keys", 1);
+  const auto descriptor = std::exchange(input->mDescriptorP, nullptr);
+  const Mlox_PersistentInput original{Mlox_InputRef(input)};
+  const Mlox_PersistentInput copy(original);
+  ReportChange();
+  EXPECT_TRUE(copy.IsOnline());
+  EXPECT_TRUE(copy.IsNull());
+  input->mDescriptorP = descriptor;
+  ReportChange();
+  EXPECT_EQ(copy.GetDescriptor(), descriptor);
+  EXPECT_EQ(copy.GetInput().get(), input.get());
+}
+
+TEST_F(Mlox_PersistentInputTest, EqualsSearchesNothing) {
+  mServiceP->AddInput("New Keys", 1);
+  const Mlox_PersistentInput keys1(Test_MakeDescriptor("Keys", 1)), keys2(Test_MakeDescriptor("Keys", 1));
+  EXPECT_TRUE(keys1.Equals(keys2));
+  EXPECT_TRUE(keys1.InputNeedsReResolving());
+  EXPECT_TRUE(keys2.InputNeedsReResolving());
+  EXPECT_EQ(keys1.GetDescriptor()->GetName(), "New Keys");
+  EXPECT_FALSE(keys1.Equals(keys2)) << "one has adopted the new identity, the other hasn't searched yet";
 }
 
 TEST_F(Mlox_PersistentInputTest, EqualsComparesDescriptorsAndTwoNullReferencesAreEqual) {

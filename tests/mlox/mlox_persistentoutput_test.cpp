@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -110,6 +111,31 @@ TEST_F(Mlox_PersistentOutputTest, AssigningCopiesAllThreeFieldsAndReleasesWhatWa
   EXPECT_EQ(oldP->GetRefCount(), countBefore);
 }
 
+TEST_F(Mlox_PersistentOutputTest, CopyingAndAssigningSearchNothing) {
+  Test_FakeDevice& device = mServiceP->AddDevice("Piano", 1);
+  const Mlox_PersistentOutput original(device.mChannelOutputs[2].get());
+  const Mlox_Output* outputP = original.GetOutput();
+  // A search would find this one.
+  device.mChannelOutputs[2] = new Test_FakeOutput(&device, device.mDescriptorP, 2);
+  const Mlox_PersistentOutput copy(original);
+  Mlox_PersistentOutput assigned;
+  assigned = original;
+  EXPECT_EQ(copy.GetOutput(), outputP);
+  EXPECT_EQ(assigned.GetOutput(), outputP);
+}
+
+TEST_F(Mlox_PersistentOutputTest, CopyingAndAssigningHandNoOffsetToTheDevice) {
+  Test_FakeDevice& device = mServiceP->AddDevice("Piano", 1);
+  Mlox_PersistentOutput original(device.mChannelOutputs[2].get());
+  original.SetUserBeatClockOffset(Time_SampleLength(11));
+  device.SetBeatClockOffsetSamples(5);
+  const Mlox_PersistentOutput copy(original);
+  EXPECT_EQ(device.GetBeatClockOffsetSamples(), 5);
+  Mlox_PersistentOutput assigned;
+  assigned = original;
+  EXPECT_EQ(device.GetBeatClockOffsetSamples(), 5);
+}
+
 TEST_F(Mlox_PersistentOutputTest, DestructionReleasesTheOutputAndLeavesTheRegistry) {
   Test_FakeDevice& device = mServiceP->AddDevice("Piano", 1);
   Test_FakeOutput* outputP = device.mChannelOutputs[2].get();
@@ -138,6 +164,17 @@ TEST_F(Mlox_PersistentOutputTest, OneOutputOfOneDescriptorIsEqual) {
   const Mlox_PersistentOutput first(device.mChannelOutputs[2].get()), second(device.mChannelOutputs[2].get());
   EXPECT_TRUE(first == second);
   EXPECT_FALSE(first != second);
+}
+
+// Both hold no output, which is the same one.
+TEST_F(Mlox_PersistentOutputTest, OfflineReferencesWithDifferentDescriptorsAreNotEqual) {
+  const Mlox_PersistentOutput piano(Test_MakeOutputDescriptor("Piano", 1, 4).get());
+  const Mlox_PersistentOutput samePiano(Test_MakeOutputDescriptor("Piano", 1, 4).get());
+  const Mlox_PersistentOutput organ(Test_MakeOutputDescriptor("Organ", 2, 4).get());
+  const Mlox_PersistentOutput null;
+  EXPECT_TRUE(piano == samePiano);
+  EXPECT_FALSE(piano == organ);
+  EXPECT_FALSE(piano == null);
 }
 
 TEST_F(Mlox_PersistentOutputTest, DescriptorsAreEqualByDeviceAndChannel) {
@@ -239,12 +276,14 @@ TEST_F(Mlox_PersistentOutputTest, AChangeReportedWithFalseMarksJustTheSame) {
   EXPECT_FALSE(reference.IsOnline());
 }
 
-TEST_F(Mlox_PersistentOutputTest, AChangeOfTheInputsMarksNothing) {
+TEST_F(Mlox_PersistentOutputTest, AChangeOfAnythingButTheOutputsMarksNothing) {
   mServiceP->AddDevice("Piano", 1);
   const Mlox_PersistentOutput reference(Test_MakeOutputDescriptor("Piano", 1, 1).get());
   mServiceP->mDevices.clear();
   Manager().ServiceInputListChanged(mServiceP);
+  Manager().Service_OutputPreSendChanged();
   Manager().CheckStudioSetup();
+  Manager().BroadcastPlugInNodeRegistered(nullptr);
   EXPECT_TRUE(reference.IsOnline());
 }
 
@@ -316,6 +355,7 @@ TEST_F(Mlox_PersistentOutputTest, ASearchSetsTheDevicesOffsetAlsoTo0AndTakingAnO
   device.SetBeatClockOffsetSamples(25);
   const Mlox_PersistentOutput given(device.mChannelOutputs[2].get());
   EXPECT_EQ(device.GetBeatClockOffsetSamples(), 25);
+  EXPECT_EQ(given.GetUserBeatClockOffset().AsInt64(), 0);
   const Mlox_PersistentOutput searched(Test_MakeOutputDescriptor("Piano", 1, 2).get());
   EXPECT_EQ(device.GetBeatClockOffsetSamples(), 0);
 }
@@ -362,6 +402,18 @@ TEST_F(Mlox_PersistentOutputTest, TheUsersOffsetGoesToTheDeviceAndFollowsToANewO
   EXPECT_EQ(back.GetBeatClockOffsetSamples(), 0);
   EXPECT_TRUE(reference.IsOnline());
   EXPECT_EQ(back.GetBeatClockOffsetSamples(), -40);
+}
+
+// Another reference to the device may have set its own meanwhile.
+TEST_F(Mlox_PersistentOutputTest, SettingAnUnchangedOffsetHandsItToTheDeviceAgain) {
+  Test_FakeDevice& device = mServiceP->AddDevice("Piano", 1);
+  Mlox_PersistentOutput first(device.mChannelOutputs[2].get()), second(device.mChannelOutputs[3].get());
+  first.SetUserBeatClockOffset(Time_SampleLength(11));
+  second.SetUserBeatClockOffset(Time_SampleLength(22));
+  first.SetUserBeatClockOffset(Time_SampleLength(11));
+  EXPECT_EQ(device.GetBeatClockOffsetSamples(), 11);
+  second.SetUserBeatClockOffset(Time_SampleLength(0));
+  EXPECT_EQ(device.GetBeatClockOffsetSamples(), 0);
 }
 
 TEST_F(Mlox_PersistentOutputTest, ADeviceTakesTheLow32BitsOfTheOffset) {
@@ -526,6 +578,18 @@ TEST_F(Mlox_PersistentOutputTest, AWriterOfRawMIDIKeepsTheOutputToo) {
     const unsigned char bytes[] = {0xFE};
     ioReference.WriteRawMIDI(bytes, 1, Mlox_OutputContextRef());
   });
+}
+
+// 0 if a reference keeps an output that no search would find.
+int QueryBeforeAnyChange() {
+  const Mlox_PersistentOutput reference(new Test_FakeOutput(nullptr, Test_MakeDescriptor("Piano", 1), 0));
+  return reference.IsOnline() ? 0 : 1;
+}
+
+// The registry is made once in a process, and every fixture here has marked it.
+TEST(Mlox_PersistentOutputDeathTest, TheFirstQueryOfAProcessSearchesNothingWithoutAChange) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::exit(QueryBeforeAnyChange()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Mlox_PersistentOutputTest, TheRegistryIsOneAndListens) {

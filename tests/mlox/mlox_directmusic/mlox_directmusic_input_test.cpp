@@ -97,6 +97,20 @@ TEST_F(Mlox_DirectMusic_InputTest, AVirtualPortIsNotPhysical) {
   EXPECT_FALSE(input->IsPhysical());
 }
 
+TEST_F(Mlox_DirectMusic_InputTest, AVirtualPortIsNeitherAPlugInNorASyncSourceAndHasNoTrack) {
+  mStudio->SetRow("P1", [](Test_ModelDevice& ioRow) { ioRow.mIsVirtual = true; });
+  const Input input = New("P1");
+  EXPECT_FALSE(input->IsPlugIn());
+  EXPECT_FALSE(input->IsSyncSource());
+  EXPECT_EQ(input->GetTrackPtr(), 0u);
+}
+
+TEST_F(Mlox_DirectMusic_InputTest, AUserDefinedInputIsPhysicalUnlessItIsVirtual) {
+  const Input input = New("U");
+  EXPECT_TRUE(input->IsUserDefined());
+  EXPECT_TRUE(input->IsPhysical());
+}
+
 TEST_F(Mlox_DirectMusic_InputTest, AFailedReadOfAFlagLeavesTheOldValue) {
   const Input input = New("U");
   ASSERT_TRUE(input->IsUserDefined());

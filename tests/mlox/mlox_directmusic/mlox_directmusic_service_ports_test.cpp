@@ -173,6 +173,31 @@ TEST_F(Mlox_DirectMusic_ServicePortsTest, AConnectionReplacesTheOneBefore) {
   portP->CloseCurrentConnections();
 }
 
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ConnectingAPortToNothingEndsItsConnection) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  KeepingReceiver receiver;
+  Live();
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  EXPECT_TRUE(keys.IsArmed());
+  portP->ConnectToInputs({});
+  EXPECT_FALSE(keys.IsArmed());
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, BlockingAnInputChangesNothing) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  KeepingReceiver receiver;
+  Live();
+  const int number = InputAt(0)->GetInputID().mInputNumber;
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  Manager().BlockInput(*InputAt(0), true);
+  EXPECT_TRUE(keys.IsArmed());
+  keys.Feed({0x90, 60, 100});
+  EXPECT_THAT(receiver.Take(1), ElementsAre(std::to_string(number) + ": 144 60 100"));
+  portP->CloseCurrentConnections();
+}
+
 TEST_F(Mlox_DirectMusic_ServicePortsTest, InputsOfAnotherKindAndNullOnesArePassedOver) {
   Test_FakePort& keys = PlugInput(1, "Keys", 0);
   KeepingReceiver receiver;
