@@ -148,6 +148,20 @@ TEST_F(Mlox_DM_DeliveryBaseTest, ItsThreeStreamsAreImmediatePatchThruAndSlightly
   deliveryP->Release();
 }
 
+TEST_F(Mlox_DM_DeliveryBaseTest, ItHasNoStreamForTheDefaultContextNorForALaterOneReport) {
+  IDirectMIDIBufferedDelivery* const deliveryP = mNodeP->SetBufferedDelivery();
+  Mlox_Manager* const managerP = Mlox_Manager::Singleton();
+  for (const Mlox_OutputContextRef context :
+       {managerP->GetDefaultOutputContext(), managerP->CreateOutputContext()}) {
+    Test_AssertRecorder recorder;
+    Test_IgnoringThrow(
+        [&] { mNodeP->GetCurrentDelivery()->WriteEvent(Test_At(10), Mdie_NoteOnEvent(1, 100), 0, context); });
+    EXPECT_EQ(recorder.Count("it != mOutputContexts.end()"), 1);
+    EXPECT_THAT(Test_PullBlock(*deliveryP, 0, 63), IsEmpty());
+  }
+  deliveryP->Release();
+}
+
 TEST_F(Mlox_DM_DeliveryBaseTest, SetBufferedDeliveryTwiceWritesToTheSecondAndTheFirstStaysValidForPulls) {
   IDirectMIDIBufferedDelivery* const firstP = mNodeP->SetBufferedDelivery();
   mNodeP->WriteNote(1);
