@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_input.h"
 
-const std::set<std::string> Mlox_Input::kNIDawControlInputDeviceNames = {
+// Made before all other static objects and gone after them: those of the library and of the program may ask
+// for names while they are made, and while they go.
+[[gnu::init_priority(101)]] const std::set<std::string> Mlox_Input::kNIDawControlInputDeviceNames = {
     "Komplete Kontrol DAW - 1",
     "Komplete Kontrol A DAW",
     "Komplete Kontrol M DAW",

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,31 @@
 #include "tests/support/fake_service.h"
 
 namespace {
+
+bool IsAControlName() { return Mlox_Input::IsNIDawControlInputDevice("Komplete Kontrol A DAW"); }
+
+// An application's static object. It is made before those of the library that wait for their turn, and goes
+// after them.
+struct StaticUser {
+  StaticUser() : mPassed(IsAControlName()) {}
+  ~StaticUser() {
+    if (mLeavesWithStatus) std::_Exit(IsAControlName() ? 33 : 34);
+  }
+  bool mPassed;
+  bool mLeavesWithStatus = false;
+};
+[[gnu::init_priority(200)]] StaticUser sStaticUser;
+
+TEST(Mlox_Input, ControlNamesAreKnownDuringStaticInitialisation) { EXPECT_TRUE(sStaticUser.mPassed); }
+
+TEST(Mlox_InputExitTest, ControlNamesAreKnownWhileStaticObjectsGo) {
+  EXPECT_EXIT(
+      {
+        sStaticUser.mLeavesWithStatus = true;
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(33), "");
+}
 
 TEST(Mlox_Input, IsUserDefinedAndNoPlugInUnlessASubclassSaysOtherwise) {
   const Mlox_InputRef input(new Test_FakeInput("Keys"));

@@ -3,12 +3,38 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "tests/support/fake_service.h"
 
 namespace {
+
+bool IsAControlName() { return Mlox_Output::IsNIDawControlOutputDevice("Komplete Kontrol A DAW"); }
+
+// An application's static object. It is made before those of the library that wait for their turn, and goes
+// after them.
+struct StaticUser {
+  StaticUser() : mPassed(IsAControlName()) {}
+  ~StaticUser() {
+    if (mLeavesWithStatus) std::_Exit(IsAControlName() ? 33 : 34);
+  }
+  bool mPassed;
+  bool mLeavesWithStatus = false;
+};
+[[gnu::init_priority(200)]] StaticUser sStaticUser;
+
+TEST(Mlox_Output, ControlNamesAreKnownDuringStaticInitialisation) { EXPECT_TRUE(sStaticUser.mPassed); }
+
+TEST(Mlox_OutputExitTest, ControlNamesAreKnownWhileStaticObjectsGo) {
+  EXPECT_EXIT(
+      {
+        sStaticUser.mLeavesWithStatus = true;
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(33), "");
+}
 
 TEST(Mlox_Output, HasNoModesAndAnyModeNameIsEmpty) {
   const Cmn_AliasedRefCountPtr<Test_FakeOutput> output(
