@@ -23,6 +23,7 @@ using testing::StartsWith;
 constexpr int kHashOfDEV = -343347372;      // "DEV"
 constexpr int kHashOfDEV1 = 1713967750;     // "DEV+++1"
 constexpr int kHashOfDEV10 = -425942893;    // "DEV+++1+++0"
+constexpr int kHashOfTwo = 1079277338;      // "DEV50560+++1+++0" and "DEV59617+++1+++0"
 constexpr int kHashOfPortCaps = 793032307;  // "{11223344-5566-7788-99AA-BBCCDDEEFF00}+++1+++0"
 
 class EndpointIdentity : public Test_ClientFixture {
@@ -184,6 +185,16 @@ TEST_F(EndpointIdentity, NothingIsFoundForANullOutputOrAnUnknownIdentity) {
   EXPECT_FALSE(FindRegisteredIDs(Mlox_InputID(4, id.mInputNumber), &found));
   EXPECT_FALSE(FindRegisteredIDs(Mlox_InputID(3, id.mInputNumber + 1), &found));
   EXPECT_EQ(found, nullptr);
+}
+
+TEST_F(EndpointIdentity, ObjectsWhoseTextsHashAlikeHaveOneIdentityAndShareTheRecordOfTheFirst) {
+  Test_StudioNode& first = AddSource("DEV50560");
+  Test_StudioNode& second = AddSource("DEV59617");
+  const Mlox_InputID id = GetMloxIDFromIDs(mStudio->IDsOf(first));
+  EXPECT_EQ(id, Mlox_InputID(3, kHashOfTwo));
+  EXPECT_EQ(GetMloxIDFromIDs(mStudio->IDsOf(second)), id);
+  ASSERT_EQ(GetRegisteredIDs().size(), 1u);
+  EXPECT_TRUE(IsOf(GetRegisteredIDs()[0], first));
 }
 
 TEST_F(EndpointIdentity, EqualNumbersShareTheFirstRecord) {

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "cmn/mem2_masterallocator.h"
 #include "mlox/mlox_directmusic_devicedescriptor.h"
 #include "tests/mlox/mlox_directmusic/device_fixture.h"
 
@@ -467,6 +468,7 @@ TEST_F(Mlox_DirectMusic_DeviceTest, KnowsWhatItIsConnectedTo) {
   EXPECT_EQ(mStudio->Calls().CountBeginning("GetConnection"), 1) << "stops at the first hit";
   mStudio->Calls().Fail("GetConnection 0", E_FAIL);
   EXPECT_FALSE(device->IsConnectedTo(first));
+  EXPECT_TRUE(device->IsConnectedTo(GetMloxIDFromIDs(mStudio->IDsOf(second)))) << "passed over";
 }
 
 TEST_F(Mlox_DirectMusic_DeviceTest, IsPartOfItsEndpointItsEntityAndItsDevice) {
@@ -701,6 +703,41 @@ TEST_F(Mlox_DirectMusic_DeviceTest, AnAssignedDeviceHasEveryFieldOfTheOther) {
   EXPECT_TRUE(other.IsPartOf(device->GetInputID(), 0));
   EXPECT_EQ(mStudio->Calls().Lines(), Lines{}) << "what was read came along";
   EXPECT_EQ(other.GetCommonOutput(), nullptr);
+}
+
+TEST_F(Mlox_DirectMusic_DeviceTest, ACopyMakesOutputsWithTheGroupAndTheAllocatorOfTheOther) {
+  constexpr Mem2_MasterAllocator::Presize kPresizes[] = {{36, 1}};
+  Mem2_MasterAllocator allocator(kPresizes);
+  Mlox_DirectMusic_Device device(&mAppCallback, mStudio->DeviceOf(mDevice), mStudio->EntityOf(mEntity),
+                                 mStudio->EndpointOf(mEndpoint), &allocator);
+  device.GetCommonOutput();
+  Mlox_DirectMusic_Device copy(device);
+  auto* outputP = dynamic_cast<Mlox_DirectMusic_Output*>(copy.GetOutputForChannel(2));
+  EXPECT_EQ(Access::Port(*outputP), &mPort);
+  EXPECT_EQ(Access::Group(*outputP), 1u);
+  const std::vector<unsigned char> bytes(200, 0xF8);
+  outputP->WriteRawMIDI(bytes.data(), static_cast<int>(bytes.size()), Mlox_OutputContextRef());
+  EXPECT_EQ(allocator.GetCounters().mGrownInPlace, 1u);
+}
+
+TEST_F(Mlox_DirectMusic_DeviceTest, ACopyHasTheEndpointToPlayThroughAndTheIdentitiesOfTheOther) {
+  Test_StudioNode& user = AddUserDevice("Mine");
+  Test_FakeStudio::Wire(user, mEndpoint);
+  const int entityNumber = NextNumber();
+  const int deviceNumber = NextNumber();
+  SetNumber(*user.mParentP, entityNumber);
+  SetNumber(*user.mParentP->mParentP, deviceNumber);
+  const auto device = NewDevice(user);
+  std::shared_ptr<IEndpointProperties> endpoint;
+  device->GetIOEndpoint(&endpoint);
+  ASSERT_NE(endpoint, nullptr);
+  Mlox_DirectMusic_Device copy(*device);
+  Handle().SetStudio(nullptr);
+  std::shared_ptr<IEndpointProperties> copied;
+  copy.GetIOEndpoint(&copied);
+  EXPECT_EQ(copied, endpoint);
+  EXPECT_TRUE(copy.IsPartOf({kServiceIndex, entityNumber}, 1));
+  EXPECT_TRUE(copy.IsPartOf({kServiceIndex, deviceNumber}, 2));
 }
 
 TEST_F(Mlox_DirectMusic_DeviceTest, AssigningADeviceToItselfOrToAnotherKeepsThePortsCountRight) {
