@@ -80,6 +80,32 @@ TEST_F(StudioTest, AbsentHardwareKeepsItsRowIsInNoGroupAndIsNotFound) {
   EXPECT_FALSE(Manage().Entries()[0].mIsOnline);
 }
 
+TEST_F(StudioTest, RawObjectsAreFoundDownToTheLevelOfAnIdentifierAndThoseBelowStayEmpty) {
+  const std::string port = Plug("P", false);
+  std::shared_ptr<IEndpointIDs> ids;
+  ASSERT_EQ(Find(port)->GetIDs(&ids), S_OK);
+  EXPECT_EQ(FindRaw(ids), S_OK);
+  EXPECT_EQ(mDevice->CompareRaw(Find(port)), S_OK);
+  EXPECT_EQ(mEntity, nullptr);
+  EXPECT_EQ(mEndpoint, nullptr);
+  ASSERT_EQ(FindEntity(port)->GetIDs(&ids), S_OK);
+  EXPECT_EQ(FindRaw(ids), S_OK);
+  EXPECT_NE(mDevice, nullptr);
+  EXPECT_EQ(mEntity->CompareRaw(FindEntity(port)), S_OK);
+  EXPECT_EQ(mEndpoint, nullptr);
+  EXPECT_EQ(FindRaw(IDsOf(*FindEndpoint(port, false))), S_OK);
+  EXPECT_NE(mDevice, nullptr);
+  EXPECT_NE(mEntity, nullptr);
+  EXPECT_EQ(mEndpoint->CompareRaw(FindEndpoint(port, false)), S_OK);
+}
+
+TEST_F(StudioTest, AUserDeviceIsFoundThoughItIsWiredToNothing) {
+  const std::string user = Add("U");
+  const std::shared_ptr<IEndpointProperties> endpoint = FindEndpoint(user, true, VARIANT_FALSE);
+  EXPECT_EQ(FindRaw(IDsOf(*endpoint)), S_OK);
+  EXPECT_EQ(mEndpoint->CompareRaw(endpoint), S_OK);
+}
+
 TEST_F(StudioTest, ProhibitedPortsOfBothDirectionsAreInNoGroup) {
   const Test_Environment environment("MLOX_APP_DIR", mFolder.Path());
   mFolder.MakeFile("ExcludedMIDIPorts.txt", "Hidden\r\n\r\nOther");
