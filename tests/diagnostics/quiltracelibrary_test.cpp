@@ -136,6 +136,19 @@ TEST(QuilTraceLibraryWithAllNames, FlagIsTheLibrarysAnswerAsOneByte) {
   EXPECT_THAT(RunProbe("all", "TEST_TRACE_ACTIVE=200").mLines, Contains("active 200"));
 }
 
+TEST(QuilTraceLibraryWithAllNames, AnyFlagButZeroIsTracingOn) {
+  const ProbeRun run = RunProbe("all", "TEST_TRACE_ACTIVE=200");
+  EXPECT_THAT(run.mLines, Contains("TRACE 0200000E plain"));
+  EXPECT_EQ(CountContaining(run, "TRACE 04000E0F"), 1);
+}
+
+TEST(QuilTraceLibraryWithAllNames, ItIsAskedOnceWhetherItIsActiveAndNothingMoreWhenItIsNot) {
+  EXPECT_EQ(CountContaining(RunProbe("all"), "ASKED active"), 1);
+  const ProbeRun inactive = RunProbe("all", "TEST_TRACE_ACTIVE=0");
+  EXPECT_EQ(CountContaining(inactive, "ASKED active"), 1);
+  EXPECT_EQ(CountContaining(inactive, "ASKED"), 1) << "a trace site costs the test of the flag alone";
+}
+
 TEST(QuilTraceLibraryWithAllNames, LibraryIsLoadedOnceAndTheBoundOnlyNamesAreNeverCalled) {
   const ProbeRun run = RunProbe("all", "LD_DEBUG=libs");
   EXPECT_EQ(CountContaining(run, "find library=libQuilTrace.so"), 1);
@@ -156,6 +169,7 @@ TEST(QuilTraceLibraryWithOneNameMissing, FlagIsZeroAlthoughTheOtherPointersAreSe
     EXPECT_THAT(run.mLines, Contains(name + (name == "QuilTraceGetTimestamp" ? " -1501 null" : " 0 set")));
   EXPECT_THAT(run.mLines, Contains("format set"));
   EXPECT_THAT(run.mLines, Contains("facility set"));
+  EXPECT_EQ(CountContaining(run, "ASKED"), 0) << "nor is it called";
 }
 
 TEST(QuilTraceLibraryWithOneNameMissing, NothingIsTracedAndFailedTraceAssertStillReports) {

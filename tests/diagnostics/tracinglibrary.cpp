@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file
-/// A tracing library for tests. Each line goes to standard output as "TRACE <category> <text>".
+/// A tracing library for tests. Each line goes to standard output as "TRACE <category> <text>", and each
+/// question as "ASKED active" or "ASKED <category>".
 ///
 /// `TEST_TRACE_ACTIVE` in the environment is what it answers when asked whether it is active (default 1), and
 /// `TEST_TRACE_OFF` a category, in hexadecimal digits, that is off.
@@ -12,11 +13,13 @@
 #define TEST_EXPORT extern "C" __attribute__((visibility("default")))
 
 TEST_EXPORT unsigned char QuilTraceIsActiveFunc() {
+  std::printf("ASKED active\n");
   const char* textP = std::getenv("TEST_TRACE_ACTIVE");
   return textP == nullptr ? 1 : static_cast<unsigned char>(std::atoi(textP));
 }
 
 TEST_EXPORT bool QuilTraceFacilityOnFunc(std::uint32_t iCategory) {
+  std::printf("ASKED %08X\n", iCategory);
   const char* textP = std::getenv("TEST_TRACE_OFF");
   return textP == nullptr || std::strtoul(textP, nullptr, 16) != iCategory;
 }

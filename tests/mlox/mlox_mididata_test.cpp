@@ -214,6 +214,12 @@ TEST(Mlox_SetSysexState, BytesBehindTheEndAreNotLookedAt) {
   EXPECT_EQ((Answer{4, 0}), Step(3, {1, 0xF7, 0xF0, 2}));
 }
 
+TEST(Mlox_SetSysexState, InsideAMessageAPieceOfRealTimeOrChannelBytesCountsAsItsMiddle) {
+  EXPECT_EQ((Answer{3, 3}), Step(2, {0xF8}));
+  EXPECT_EQ((Answer{3, 3}), Step(3, {0x90, 60, 100}));
+  EXPECT_EQ((Answer{4, 0}), Step(3, {0x90, 60, 100, 0xF7}));
+}
+
 TEST(Mlox_SetSysexState, OnlyTheFieldOfTheRecordIsWritten) {
   const std::uint8_t bytes[] = {0xF0, 1, 0xF7};
   Mlox_MidiData data;
