@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "fuzz/fuzz_input.h"
 
@@ -29,3 +30,15 @@ class Fuzz_Document {
  private:
   int mDescriptor;
 };
+
+/// The part of a document from the iNumber-th last of its start tags on, counted from 1; nothing if it has
+/// fewer. After a fault in front of that tag, what may come there finds the parser's elements still open.
+inline std::string_view Fuzz_TailOfDocument(const std::uint8_t* iDataP, std::size_t iSize, int iNumber) {
+  const std::string_view text(reinterpret_cast<const char*>(iDataP), iSize);
+  std::size_t at = text.size();
+  while (iNumber > 0 && at > 0 && (at = text.rfind('<', at - 1)) != std::string_view::npos) {
+    const char next = at + 1 < text.size() ? text[at + 1] : '/';
+    if (next != '/' && next != '!' && next != '?' && --iNumber == 0) return text.substr(at);
+  }
+  return {};
+}

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
-// A name document of any bytes is read twice by one parser, which keeps its records or refuses them, and
-// through a names reader, which is then asked everything. The last byte of the input chooses. What comes of
-// it: a code or a result, and answers that agree with each other.
+// A name document of any bytes is read twice by one parser, which keeps its records or refuses them; the
+// second time it may be the document's tail alone, which goes on where a fault ended the first. It is also
+// read through a names reader, which is then asked everything. The last byte of the input chooses. What comes
+// of it: a code or a result, and answers that agree with each other.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cmn/sys_filelocposix.h"
@@ -77,9 +79,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iDataP, std::size_t iS
   const Fuzz_Document document(iDataP, iSize - 1);
   Parser parser(document.Path(), (choice & 1) != 0);
   const int first = CodeOf(parser);
-  parser.Reset("");
+  const std::string_view tail = Fuzz_TailOfDocument(iDataP, iSize - 1, choice >> 6);
+  const Fuzz_Document end(reinterpret_cast<const std::uint8_t*>(tail.data()), tail.size());
+  parser.Reset(tail.empty() ? "" : end.Path());
   const int second = CodeOf(parser);
-  Fuzz_Require(first != 0 || second == 0, "a good document is good twice");
+  Fuzz_Require(first != 0 || second == 0 || !tail.empty(), "a good document is good twice");
   if ((choice & 2) != 0) AskReader(document.Path(), (choice >> 2) % 16);
   return 0;
 }

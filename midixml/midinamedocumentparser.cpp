@@ -341,33 +341,33 @@ void MIDINameDocumentParser::StartUsesControlNameList(int iId, int iParentId,
 // ---- lists: each is made and named before its parent is tested ----
 
 void MIDINameDocumentParser::StartPatchNameList(int iId, int iParentId, XMLAttributeList& ioAttributes) {
-  mPatchNameList = CountedPtr<PatchNameList>::Make();
-  PatchNameList* listP = mPatchNameList.get();
-  if (GetStringAttribute(ioAttributes, "Name", listP->mName, iParentId != kPatchBank) &&
-      listP->mName.IsEmpty()) {
-    ReportError(GetImpl(), 206, kEmptyPatchListName);
+  const auto list = CountedPtr<PatchNameList>::Make();
+  mLastPatchListName.emplace();
+  if (GetStringAttribute(ioAttributes, "Name", list->mName, iParentId != kPatchBank)) {
+    mLastPatchListName = list->mName;
+    if (list->mName.IsEmpty()) ReportError(GetImpl(), 206, kEmptyPatchListName);
   }
   if (iParentId == kPatchBank) {
     const bool hadOne = mPatchBank->mPatchNameList.GetObject() != nullptr;
-    mPatchBank->mPatchNameList.SetObject(listP);
+    mPatchBank->mPatchNameList.SetObject(list.get());
     if (hadOne) ReportError(GetImpl(), 201, "<patchBank> may only contain one <patchNameList>");
   } else if (iParentId == kCustomDeviceMode) {
-    mMode->mPatchNameLists.emplace_back(listP);
+    mMode->mPatchNameLists.emplace_back(list.get());
   } else if (IsDeviceElement(iParentId)) {
-    mDeviceNames->mPatchNameLists.emplace_back(listP);
+    mDeviceNames->mPatchNameLists.emplace_back(list.get());
   } else {
     ContainmentError(iId, iParentId);
   }
+  mPatchNameList = list.get();
 }
 
 void MIDINameDocumentParser::StartNoteNameList(int iId, int iParentId, XMLAttributeList& ioAttributes) {
   const auto list = CountedPtr<NoteNameList>::Make();
-  mNoteNameList = list.get();
   // What is tested is the name of the patch name list most recently begun, and not that of this list. That is
   // settled: a named note name list behind a patch name list without a name, as a bank may hold it, is
   // refused.
-  if (GetStringAttribute(ioAttributes, "Name", list->mName, false) && mPatchNameList &&
-      mPatchNameList->mName.IsEmpty()) {
+  if (GetStringAttribute(ioAttributes, "Name", list->mName, false) && mLastPatchListName &&
+      mLastPatchListName->IsEmpty()) {
     ReportError(GetImpl(), 206, kEmptyPatchListName);
   }
   if (iParentId == kPatch) {
@@ -381,11 +381,11 @@ void MIDINameDocumentParser::StartNoteNameList(int iId, int iParentId, XMLAttrib
   } else {
     ContainmentError(iId, iParentId);
   }
+  mNoteNameList = list.get();
 }
 
 void MIDINameDocumentParser::StartControlNameList(int iId, int iParentId, XMLAttributeList& ioAttributes) {
   const auto list = CountedPtr<ControlNameList>::Make();
-  mControlNameList = list.get();
   if (GetStringAttribute(ioAttributes, "Name", list->mName, false) && list->mName.IsEmpty()) {
     ReportError(GetImpl(), 206, kEmptyControlListName);
   }
@@ -400,30 +400,31 @@ void MIDINameDocumentParser::StartControlNameList(int iId, int iParentId, XMLAtt
   } else {
     ContainmentError(iId, iParentId);
   }
+  mControlNameList = list.get();
 }
 
 void MIDINameDocumentParser::StartValueNameList(int iId, int iParentId, XMLAttributeList& ioAttributes) {
   const auto list = CountedPtr<ValueNameList>::Make();
-  mValueNameList = list.get();
   if (GetStringAttribute(ioAttributes, "Name", list->mName, false) && list->mName.IsEmpty()) {
     ReportError(GetImpl(), 206, kEmptyValueListName);
   }
-  if (IsDeviceElement(iParentId)) {
-    mDeviceNames->mValueNameLists.emplace_back(list.get());
-    return;
-  }
   if (iParentId == kCustomDeviceMode) {
     mMode->mValueNameLists.emplace_back(list.get());
-    return;
+  } else if (IsDeviceElement(iParentId)) {
+    mDeviceNames->mValueNameLists.emplace_back(list.get());
+  } else {
+    if (iParentId == kValues) StoreInlineValueNameList(list.get());
+    ContainmentError(iId, iParentId);
   }
-  if (iParentId == kValues) {
-    // Stored, and refused all the same. That is settled: value names are given at device or mode level and
-    // used from there.
-    const bool hadOne = mControl->mValueNameList.GetObject() != nullptr;
-    mControl->mValueNameList.SetObject(list.get());
-    if (hadOne) ReportError(GetImpl(), 207, "<control> may only contain one <valueNameList>");
-  }
-  ContainmentError(iId, iParentId);
+  mValueNameList = list.get();
+}
+
+// Stored, and refused all the same by who calls. That is settled: value names are given at device or mode
+// level and used from there.
+void MIDINameDocumentParser::StoreInlineValueNameList(ValueNameList* iListP) {
+  const bool hadOne = mControl->mValueNameList.GetObject() != nullptr;
+  mControl->mValueNameList.SetObject(iListP);
+  if (hadOne) ReportError(GetImpl(), 207, "<control> may only contain one <valueNameList>");
 }
 
 // ---- what lists hold ----

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
 
 #include "cmn/cmn_export.h"
@@ -69,6 +70,7 @@ class MLOX_EXPORT MIDINameDocumentParser : public MIDIXMLParser {
   void StartNoteNameList(int iId, int iParentId, XMLAttributeList& ioAttributes);
   void StartControlNameList(int iId, int iParentId, XMLAttributeList& ioAttributes);
   void StartValueNameList(int iId, int iParentId, XMLAttributeList& ioAttributes);
+  void StoreInlineValueNameList(ValueNameList* iListP);
   void StartPatch(XMLAttributeList& ioAttributes);
   void StartNoteGroup(XMLAttributeList& ioAttributes);
   void StartNote(int iParentId, XMLAttributeList& ioAttributes);
@@ -96,9 +98,9 @@ class MLOX_EXPORT MIDINameDocumentParser : public MIDIXMLParser {
   ChannelNameSetAssign* mChannelAssigns = nullptr;
   ChannelNameSet* mChannelNameSet = nullptr;
   PatchBank* mPatchBank = nullptr;
-  // Its name is looked at by note name lists long after its element and its record ended: hence the
-  // reference.
-  CountedPtr<PatchNameList> mPatchNameList;
+  // The lists are those that stand open in a record. One that a fault refuses never gets here: what a next
+  // document holds for the open list around it finds that one.
+  PatchNameList* mPatchNameList = nullptr;
   MIDIMessage* mCommands = nullptr;
   Patch* mPatch = nullptr;
   NoteNameList* mNoteNameList = nullptr;
@@ -107,6 +109,9 @@ class MLOX_EXPORT MIDINameDocumentParser : public MIDIXMLParser {
   Control* mControl = nullptr;
   ValueNameList* mValueNameList = nullptr;
   bool* mAvailableChannels = nullptr;
+  // The name of the patch name list most recently begun, also of one that was refused; none before the first.
+  // Note name lists look at it long after that list and its record ended.
+  std::optional<SharedString> mLastPatchListName;
   // Stays 0.
   int mDocumentKind = 0;
   // True from the start of a device's element until its record is handed over.

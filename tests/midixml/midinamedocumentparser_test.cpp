@@ -1033,6 +1033,41 @@ TEST(Reading, AfterAFaultElementsThatFitWhereItHappenedGoToTheUnfinishedRecord) 
   EXPECT_EQ(parser.mHanded, 0);
 }
 
+// The codes of documents that one parser reads one after the other.
+std::vector<int> CodesInARow(const std::vector<std::string>& iDocuments) {
+  Test_NamesParser parser("");
+  std::vector<int> codes;
+  for (const std::string& document : iDocuments) {
+    const Test_MemoryFile file(document);
+    parser.Reset(file.Path());
+    try {
+      parser.Parse();
+      codes.push_back(0);
+    } catch (int code) {
+      codes.push_back(code);
+    }
+  }
+  EXPECT_EQ(parser.mHanded, 0);
+  return codes;
+}
+
+TEST(Reading, BehindAListThatWasRefusedInsideAnotherTheOuterOneIsStillThere) {
+  using Codes = std::vector<int>;
+  const std::string begin = "<MIDINameDocument><MasterDeviceNames>";
+  EXPECT_EQ(CodesInARow({begin + "<NoteNameList><NoteNameList/>", "<Note Number='1' Name='n'/>",
+                         "<NoteGroup><Note Number='1' Name='n'/></NoteGroup>"}),
+            (Codes{102, 0, 0}));
+  EXPECT_EQ(CodesInARow({begin + "<ControlNameList><ControlNameList/>",
+                         "<Control Number='1' Name='c'><Note/></Control>", "<Values Min='0' Max='1'/>"}),
+            (Codes{102, 102, 0}));
+  EXPECT_EQ(CodesInARow({begin + "<ValueNameList><ValueNameList Name=''/>", "<Value Number='1' Name='v'/>"}),
+            (Codes{206, 0}));
+  EXPECT_EQ(CodesInARow({begin + "<PatchNameList Name='a'><PatchNameList Name='b'/>",
+                         "<Patch Number='1' Name='P'><PatchNameList Name='c'/></Patch>",
+                         "<PatchMIDICommands><OmniOn/></PatchMIDICommands>"}),
+            (Codes{102, 102, 0}));
+}
+
 TEST(Reading, AFaultAtEveryPlaceOfADocumentLeavesAParserThatCanGo) {
   const std::string document = Test_Document(
       "<Author>A</Author><MasterDeviceNames><Manufacturer>M</Manufacturer><Model>X</Model><CustomDeviceMode "
