@@ -273,6 +273,34 @@ TEST_F(NamesCommandTest, ShowFillsColumnsFromTheTopDownWithinTheTerminal) {
       << output;
 }
 
+TEST_F(NamesCommandTest, ShowPrintsAlsoWhatNoModeGivesToAChannel) {
+  const std::string standard =
+      mFolder.MakeFile("standard.midnam",
+                       "<MIDINameDocument><StandardDeviceMode><ChannelNameSet Name='GM'><PatchBank "
+                       "Name='B'><UsesPatchNameList "
+                       "Name='L'/></PatchBank></ChannelNameSet><PatchNameList Name='L'><Patch Number='1' "
+                       "Name='Piano'/></PatchNameList><NoteNameList Name='Drums'><Note Number='36' "
+                       "Name='Kick'/></NoteNameList><ControlNameList Name='C'><Control Number='7' "
+                       "Name='Volume'/></ControlNameList></StandardDeviceMode></MIDINameDocument>");
+  EXPECT_EQ(Run({"names", "show", standard}).mOutput,
+            "A device without a name\n\n  No channel: GM\n\n  Bank B: no select, 1 patches\n    1 Piano\n\n"
+            "  Notes: Drums\n     36 Kick\n\n  Controllers: C\n    CC 7 Volume\n");
+}
+
+TEST_F(NamesCommandTest, ShowPrintsTheControllersOfAPatch) {
+  const std::string file = mFolder.MakeFile(
+      "controllers.midnam",
+      "<MIDINameDocument><MasterDeviceNames><Model>X</Model><CustomDeviceMode "
+      "Name='M'><ChannelNameSetAssignments><ChannelNameSetAssign Channel='1' NameSet='S'/>"
+      "</ChannelNameSetAssignments></CustomDeviceMode><ChannelNameSet Name='S'><PatchBank "
+      "Name='B'><PatchNameList><Patch Number='1' Name='P'><ControlNameList><Control Number='1' Name='Wheel'/>"
+      "</ControlNameList></Patch></PatchNameList></PatchBank></ChannelNameSet></MasterDeviceNames>"
+      "</MIDINameDocument>");
+  EXPECT_EQ(Run({"names", "show", file}).mOutput,
+            "X\n\nMode: M\n\n  Channel 1: S\n\n  Bank B: no select, 1 patches\n    1 P\n\n"
+            "  Controllers of P: \n    CC 1 Wheel\n");
+}
+
 TEST_F(NamesCommandTest, ShowOfWhatIsNotThereIsAnError) {
   const std::string text = mFile + ": there is no such mode, or it gives the channel no names";
   EXPECT_EQ(Run({"names", "show", mFile, "--mode", "X"}).mError, text);

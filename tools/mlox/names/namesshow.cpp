@@ -86,21 +86,51 @@ class Printer {
   Printer(const ShowRequest& iRequest, size_t iColumns) : mRequest(iRequest), mColumns(iColumns) {}
 
   void Print(const MIDIDeviceNames& iDevice) {
-    std::string models;
-    for (const auto& model : iDevice.mModels) {
-      models += models.empty() ? "" : ", ";
-      models += model.View();
-    }
-    fmt::print("{} {}\n", ForTerminal(iDevice.mManufacturer.View()), ForTerminal(models));
+    mDeviceP = &iDevice;
+    PrintTitle();
     for (const auto& mode : iDevice.mModes) {
       if (!mRequest.mMode || mode.GetObject()->mName.View() == *mRequest.mMode) PrintMode(*mode.GetObject());
     }
+    if (!mRequest.mMode && !mRequest.mChannel) PrintWhatNoModeGives();
   }
 
   /// Whether something that was asked for was there.
   bool FoundAny() const { return mFoundAny; }
 
  private:
+  void PrintTitle() {
+    std::string title = mDeviceP->mManufacturer.AsString();
+    std::string_view separator = title.empty() ? "" : " ";
+    for (const auto& model : mDeviceP->mModels) {
+      title += separator;
+      title += model.View();
+      separator = ", ";
+    }
+    fmt::print("{}\n", title.empty() ? "A device without a name" : ForTerminal(title));
+  }
+
+  // A standard mode document has no modes at all, and some sets are only there to be chosen by name.
+  void PrintWhatNoModeGives() {
+    for (const auto& element : mDeviceP->mChannelNameSets) {
+      const ChannelNameSet& set = *element.GetObject();
+      if (IsGiven(set)) continue;
+      fmt::print("\n  No channel: {}\n", ForTerminal(set.mName.View()));
+      PrintContents(set);
+    }
+    if (!mDeviceP->mModes.empty()) return;
+    for (const auto& list : mDeviceP->mNoteNameLists) PrintNotes(list.GetObject(), "  Notes");
+    for (const auto& list : mDeviceP->mControlNameLists) PrintControls(list.GetObject(), "  Controllers");
+  }
+
+  bool IsGiven(const ChannelNameSet& iSet) const {
+    const auto gives = [&iSet](const auto& iMode) {
+      const auto& assigns = iMode.GetObject()->mChannelNameSets;
+      return std::any_of(assigns.begin(), assigns.end(),
+                         [&iSet](const auto& iAssign) { return iAssign.GetObject() == &iSet; });
+    };
+    return std::any_of(mDeviceP->mModes.begin(), mDeviceP->mModes.end(), gives);
+  }
+
   void PrintMode(const Mode& iMode) {
     fmt::print("\nMode: {}{}\n", ForTerminal(iMode.mName.View()),
                iMode.mSupportsStandardDeviceMode ? " (a standard mode)" : "");
@@ -127,15 +157,26 @@ class Printer {
       if (SetOf(iMode, channel) == &iSet) channels.push_back(channel);
     }
     fmt::print("\n  Channel {}: {}\n", ChannelsText(channels), ForTerminal(iSet.mName.View()));
+    PrintContents(iSet);
+  }
+
+  void PrintContents(const ChannelNameSet& iSet) {
     for (const PatchBank& bank : iSet.mPatchBanks) PrintBank(bank);
     PrintNotes(iSet.mNoteNameList.GetObject(), "  Notes");
-    PrintControls(iSet.mControlNameList.GetObject());
+    PrintControls(iSet.mControlNameList.GetObject(), "  Controllers");
+  }
+
+  // The banks of a set that no mode gives get their lists when the set is chosen by its name.
+  const PatchNameList* PatchesOf(const PatchBank& iBank) const {
+    midixml::NamedRef<PatchNameList> reference = iBank.mPatchNameList;
+    reference.Resolve(mDeviceP->mPatchNameLists.begin(), mDeviceP->mPatchNameLists.end());
+    return reference.GetObject();
   }
 
   void PrintBank(const PatchBank& iBank) {
     const std::string select =
         iBank.mCommands.GetLength() == 0 ? "no select" : "select " + Bytes(iBank.mCommands);
-    const PatchNameList* listP = iBank.mPatchNameList.GetObject();
+    const PatchNameList* listP = PatchesOf(iBank);
     fmt::print("\n  Bank {}: {}, {}\n", ForTerminal(iBank.mName.View()), select,
                listP ? fmt::format("{} patches", listP->size()) : std::string("no patches"));
     if (!listP) return;
@@ -144,12 +185,17 @@ class Printer {
       cells.push_back(ForTerminal(fmt::format("{} {}", patch.mNumber.View(), patch.mName.View())));
     }
     PrintColumns(cells, mColumns);
-    std::set<const NoteNameList*> shown;
-    for (const Patch& patch : *listP) {
+    PrintListsOfPatches(*listP);
+  }
+
+  void PrintListsOfPatches(const PatchNameList& iList) {
+    std::set<const void*> shown;
+    for (const Patch& patch : iList) {
       const NoteNameList* notesP = patch.mNoteNameList.GetObject();
-      if (notesP && shown.insert(notesP).second) {
-        PrintNotes(notesP, fmt::format("  Notes of {}", ForTerminal(patch.mName.View())));
-      }
+      const ControlNameList* controlsP = patch.mControlNameList.GetObject();
+      const std::string name = ForTerminal(patch.mName.View());
+      if (notesP && shown.insert(notesP).second) PrintNotes(notesP, "  Notes of " + name);
+      if (controlsP && shown.insert(controlsP).second) PrintControls(controlsP, "  Controllers of " + name);
     }
   }
 
@@ -163,9 +209,9 @@ class Printer {
     PrintColumns(cells, mColumns);
   }
 
-  void PrintControls(const ControlNameList* iListP) {
+  void PrintControls(const ControlNameList* iListP, const std::string& iTitle) {
     if (!iListP || iListP->empty()) return;
-    fmt::print("\n  Controllers: {}\n", ForTerminal(iListP->mName.View()));
+    fmt::print("\n{}: {}\n", iTitle, ForTerminal(iListP->mName.View()));
     std::vector<std::string> cells;
     for (const Control& control : *iListP) {
       cells.push_back(
@@ -176,6 +222,8 @@ class Printer {
 
   const ShowRequest& mRequest;
   size_t mColumns;
+  // The record at hand.
+  const MIDIDeviceNames* mDeviceP = nullptr;
   bool mFoundAny = false;
 };
 
