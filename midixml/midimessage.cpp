@@ -31,9 +31,11 @@ class MIDIMessage::LargeMessage final : public SharedObject {
 
 namespace {
 
-// A body is as large as its bytes. Only from this size on does it get room to grow: a system exclusive
-// message of megabytes arrives in thousands of pieces, and a full copy for each would cost the square of its
-// length.
+// A body is as large as its bytes, and each Append makes a new one. Only from this size on does it get room
+// to grow, and a body that nobody shares is appended to in place: a system exclusive message of megabytes
+// arrives in thousands of pieces, and a full copy for each would cost the square of its length. That is
+// decided: bytes, length and what copies hold are the same either way, and a pointer from GetData ends with
+// the next change in both.
 constexpr int32_t kGrowingBody = 4096;
 
 int32_t CapacityFor(int32_t iLength) {
