@@ -2,9 +2,9 @@
 #include "midixml/expatparser.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -17,6 +17,17 @@ using midixml::MIDIXMLParser;
 using midixml::XMLAttributeList;
 using midixml::XMLElement;
 using midixml::XMLElementType;
+
+namespace {
+
+bool sNoTokeniser = false;
+
+}  // namespace
+
+// Takes the place of Expat's own, so that it can fail as if there were no memory.
+extern "C" XML_Parser XML_ParserCreate(const XML_Char* iEncodingP) {
+  return sNoTokeniser ? nullptr : XML_ParserCreate_MM(iEncodingP, nullptr, nullptr);
+}
 
 namespace {
 
@@ -154,6 +165,33 @@ TEST_F(ExpatParserTest, BackslashOfAFilesOwnNameIsKeptIfThereIsNoOther) {
   EXPECT_EQ(Collector(mFolder / "a\\b.xml").Code(), 0);
 }
 
+// ---- a tokeniser that can't be had ----
+
+int CodeWithoutTokeniser(const std::function<void()>& iCall) {
+  sNoTokeniser = true;
+  int code = 0;
+  try {
+    iCall();
+  } catch (int thrown) {
+    code = thrown;
+  }
+  sNoTokeniser = false;
+  return code;
+}
+
+TEST_F(ExpatParserTest, AParserWithoutATokeniserThrows3) {
+  EXPECT_EQ(CodeWithoutTokeniser([] { const Collector parser("d.xml"); }), 3);
+}
+
+TEST_F(ExpatParserTest, ResetWithoutATokeniserThrows3AndTheNextOneMayHelp) {
+  Collector parser(mFolder.MakeFile("d.xml", "<r/>"));
+  EXPECT_EQ(CodeWithoutTokeniser([&] { parser.Reset(""); }), 3);
+  EXPECT_EQ(parser.GetFault().message, "couldn't create parser");
+  EXPECT_EQ(parser.Code(), 4);
+  parser.Reset("");
+  EXPECT_EQ(parser.Code(), 0);
+}
+
 // ---- throwing handlers ----
 
 TEST_F(ExpatParserTest, NothingIsHandledAfterAThrow) {
@@ -272,6 +310,22 @@ TEST_F(ExpatParserTest, ADefaultAttributeThatMultipliesThrows7) {
   std::string document = "<!DOCTYPE r [<!ATTLIST r a CDATA '" + std::string(100000, 'x') + "'>]><r>";
   for (int index = 0; index < 40000; ++index) document += "<r/>";
   EXPECT_EQ(CodeOf(document + "</r>"), 7);
+}
+
+// A document of a megabyte whose entity is written out forty times its size, which Expat by itself permits.
+std::string ExpandingDocument(const std::string& iUnit) {
+  std::string unit;
+  while (unit.size() < 10000) unit += iUnit;
+  std::string document =
+      "<!DOCTYPE r [<!ENTITY e \"" + unit + "\">]><r><!--" + std::string(1000000, ' ') + "-->";
+  for (int index = 0; index < 4200; ++index) document += "&e;";
+  return document + "</r>";
+}
+
+TEST_F(ExpatParserTest, TextThatEntitiesMultiplyThrows7) { EXPECT_EQ(CodeOf(ExpandingDocument("xxxx")), 7); }
+
+TEST_F(ExpatParserTest, ElementsThatEntitiesMultiplyThrow7) {
+  EXPECT_EQ(CodeOf(ExpandingDocument("<r/>")), 7);
 }
 
 TEST_F(ExpatParserTest, ALargeTextBehindAnEntityIsNoBomb) {

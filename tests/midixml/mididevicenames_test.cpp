@@ -270,6 +270,20 @@ TEST_F(ResolveReferencesTest, ASecondModesListFillsWhatTheFirstLeftOpen) {
   EXPECT_EQ(setP->mPatchBanks[2].mPatchNameList.GetObject(), ofSecondP);
 }
 
+TEST_F(ResolveReferencesTest, WhatAModeFilledStaysHoweverManyListsLaterModesHave) {
+  ChannelNameSet* setP = Add(mDevice.mChannelNameSets, "S");
+  for (const char* nameP : {"a", "b", "c"}) AddBank(*setP, nameP);
+  AddMode("S");
+  Add(AddMode("S")->mPatchNameLists, "x");
+  Mode* fillingP = AddMode("S");
+  PatchNameList* filledP = Add(fillingP->mPatchNameLists, "a");
+  for (const char* nameP : {"y", "z"}) Add(fillingP->mPatchNameLists, nameP);
+  Add(AddMode("S")->mPatchNameLists, "a");
+  Resolve();
+  EXPECT_EQ(setP->mPatchBanks[0].mPatchNameList.GetObject(), filledP);
+  EXPECT_TRUE(setP->mPatchBanks[1].mPatchNameList.IsUnresolved());
+}
+
 TEST_F(ResolveReferencesTest, LaterModesFillValuesOfASharedControlList) {
   ChannelNameSet* setP = Add(mDevice.mChannelNameSets, "S");
   setP->mControlNameList.mName = "C";

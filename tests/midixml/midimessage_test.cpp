@@ -114,6 +114,17 @@ TEST(MIDIMessage, ManyAppendsToALongMessageLeaveSharedCopiesUntouched) {
   }
 }
 
+TEST(MIDIMessage, TwoCopiesOfALongMessageGrowApart) {
+  MIDIMessage message = Message(5000);
+  MIDIMessage copy(message);
+  const uint8_t first = 0x11;
+  const uint8_t second = 0x22;
+  message.Append(1, &first);
+  copy.Append(1, &second);
+  EXPECT_EQ(message.GetData()[5000], first);
+  EXPECT_EQ(copy.GetData()[5000], second);
+}
+
 TEST(MIDIMessage, AssignmentSharesAndReleases) {
   MIDIMessage message = Message(20);
   MIDIMessage other = Message(30);

@@ -183,6 +183,10 @@ TEST(Model, EachTextIsAppended) {
   EXPECT_TRUE(parsed.Device().mModels[2].IsEmpty());
 }
 
+TEST(Model, TextIsTrimmed) {
+  EXPECT_EQ(Parse(Test_Master("<Model> One  </Model>")).Device().mModels.at(0).View(), "On");
+}
+
 TEST(Device, NameAndIDAreStoredAndTextIsDiscardedAtItsEnd) {
   const Test_ParsedNames parsed = Parse(Test_Master("<Device Name='D' UniqueID='77'>text</Device>"));
   EXPECT_EQ(parsed.Device().mDeviceName.View(), "D");
@@ -854,6 +858,17 @@ TEST(SysEx, ANumberAboveTwoDigitsThrows106) {
   EXPECT_EQ(CodeOf(BankWith("<MIDICommands><SysEx>-1</SysEx></MIDICommands>")), 106);
 }
 
+TEST(SysEx, BehindAFaultNoFurtherPieceOfTheTextIsRead) {
+  // Text of two bytes a character comes in pieces of a kilobyte, all within one piece of the file.
+  const std::string narrow =
+      BankWith("<MIDICommands><SysEx>1234 " + std::string(3000, ' ') + "5678</SysEx></MIDICommands>");
+  std::string wide = "\xFF\xFE";
+  for (const char character : narrow) wide += {character, '\0'};
+  const Test_ParsedNames parsed = Parse(wide);
+  EXPECT_EQ(parsed.mCode, 106);
+  EXPECT_EQ(parsed.mFault.message, "invalid hex byte: 1234");
+}
+
 TEST(SysEx, ALongMessageOfManyPiecesIsWhole) {
   // One digit a byte, so that none is cut where a piece of the file ends.
   std::string text = "<SysEx>";
@@ -899,6 +914,14 @@ TEST(FaultOrder, TheParentComesBeforeTheAttributes) {
   EXPECT_EQ(CodeOf(Test_Master("<Control Type='9bit'/>")), 102);
   EXPECT_EQ(CodeOf(Test_Master("<ControlChange Control='x'/>")), 102);
   EXPECT_EQ(CodeOf("<ChannelNameSet Name=''/>"), 100);
+}
+
+TEST(FaultOrder, TheFirstInTheDocumentWinsOverWhatIsMalformedBehindIt) {
+  const Test_ParsedNames parsed = Parse("<MIDINameDocument>\n<Patch/>\n</Wrong>");
+  EXPECT_EQ(parsed.mCode, 102);
+  EXPECT_EQ(parsed.mFault.code, 102);
+  EXPECT_EQ(parsed.mFault.line, 2u);
+  EXPECT_EQ(CodeOf("<MIDINameDocument></Wrong><Patch/>"), 7);
 }
 
 TEST(FaultOrder, AttributesComeInTheOrderOfTheirRow) {
@@ -992,6 +1015,26 @@ TEST(Reading, ARecordWhoseElementDidNotEndIsLost) {
       Test_Document("<MasterDeviceNames/><MasterDeviceNames><Model>M</Model><Patch/></MasterDeviceNames>"));
   EXPECT_EQ(parsed.mCode, 102);
   EXPECT_EQ(parsed.mDevices.size(), 1u);
+}
+
+TEST(HandleDeviceNames, GetsARecordWhoseReferencesAreResolved) {
+  class Parser : public midixml::MIDINameDocumentParser {
+   public:
+    using MIDINameDocumentParser::MIDINameDocumentParser;
+    bool mIsResolved = false;
+
+   protected:
+    bool HandleDeviceNames(midixml::MIDIDeviceNames* iDeviceNamesP) override {
+      mIsResolved = iDeviceNamesP->mModes.at(0).GetObject()->mChannelNameSets[0].GetObject() != nullptr;
+      return false;
+    }
+  };
+  const Test_MemoryFile file(
+      Test_Master("<CustomDeviceMode Name='M'><ChannelNameSetAssignments><ChannelNameSetAssign Channel='1' "
+                  "NameSet='S'/></ChannelNameSetAssignments></CustomDeviceMode><ChannelNameSet Name='S'/>"));
+  Parser parser("", file.Path(), 0);
+  parser.Parse();
+  EXPECT_TRUE(parser.mIsResolved);
 }
 
 TEST(Reading, RefusedRecordsAreDestroyedAndTheParserGoesOn) {

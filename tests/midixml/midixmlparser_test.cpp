@@ -257,6 +257,7 @@ TEST(MIDIXMLParserTrim, CutsAsRequired) {
       {"ab  ", "a"},
       {"     ab  ", "a"},
       {"  a  ", "a  "},
+      {"  a ", "a "},
       {"\xC3\xA4\xC3\xB6 ", "\xC3\xA4\xC3"},
       {"x\xC2\xA0", "x\xC2\xA0"},
   };
@@ -285,6 +286,14 @@ TEST(MIDIXMLParserContent, ContentIntReadsOrThrows103) {
   std::string bad = "x42";
   EXPECT_EQ(CodeOf([&] { parser.ContentInt(bad); }), 103);
   EXPECT_EQ(parser.GetFault().message, "invalid integer 'x42'");
+}
+
+TEST(MIDIXMLParserContent, ContentIntReadsWhatTheTrimLeaves) {
+  Recorder parser;
+  std::string cut = "427 ";
+  EXPECT_EQ(parser.ContentInt(cut), 42);
+  std::string nothing = "7 ";
+  EXPECT_EQ(CodeOf([&] { parser.ContentInt(nothing); }), 103);
 }
 
 TEST(MIDIXMLParserContent, ContentBoolReadsOrThrows105) {
