@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 
 FUZZ_SECONDS ?= 30
 
-.PHONY: help packages build test servers demo bench lint sanitize asan tsan rtsan fuzz docs clean
+.PHONY: help packages build test servers demo bench lint sanitize asan tsan rtsan fuzz package docs clean
 
 help:
 	@sed -n 's/^## //p' Makefile
@@ -57,6 +57,12 @@ rtsan: configure-rtsan
 fuzz: configure-fuzz
 	cmake --build --preset fuzz -j $(JOBS)
 	bash fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
+## make package   the Debian packages libmlox1, libmlox-dev and mlox-tools in build/packages
+package: configure-release
+	cmake --build --preset release -j $(JOBS) --target mlox mlox_tool
+	cpack --config build/release/CPackConfig.cmake -G DEB -B $(CURDIR)/build/packages
+	@rm -rf build/packages/_CPack_Packages
 
 ## make docs      the Doxygen site in build/docs; a warning is an error
 docs: packages

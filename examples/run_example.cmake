@@ -1,6 +1,13 @@
 # SPDX-License-Identifier: MIT
 # Runs an example and compares what it prints with what it should: -DPROGRAM=... -DEXPECTED=...
+# Ports and studio of its own: an example leaves nothing behind and finds nothing that another one left.
+string(RANDOM LENGTH 12 name)
+set(folder ${CMAKE_CURRENT_BINARY_DIR}/studio_${name})
+set(ENV{MLOX_STUDIO_DB} ${folder}/studio.db)
+set(ENV{MLOX_MIDI_DRIVERS} loopback)
+unset(ENV{MLOX_LOOPBACK_PORTS})
 execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE result TIMEOUT 600)
+file(REMOVE_RECURSE ${folder})
 file(READ ${EXPECTED} expected)
 if(NOT result EQUAL 0)
   message(FATAL_ERROR "${PROGRAM} ended with ${result}: ${errors}")

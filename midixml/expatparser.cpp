@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "midixml/expatparser.h"
 
+#include <expat.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>

@@ -3,14 +3,15 @@
 /// The tokeniser of the reader, on Expat.
 #pragma once
 
-#include <expat.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <string>
 
 #include "midixml/xmlparserimpl.h"
+
+// Expat's own name for what its XML_Parser points to: those who include this need no Expat.
+struct XML_ParserStruct;
 
 namespace midixml {
 
@@ -44,7 +45,7 @@ class ExpatParser final : public XMLParserImpl {
   void ThrowPending();
 
   // The tokeniser, owned.
-  XML_Parser mExpat = nullptr;
+  XML_ParserStruct* mExpat = nullptr;
   // What a handler threw, until Expat has returned.
   std::exception_ptr mPending;
   // How many bytes were read, and how much they made in names, values and text.

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "cmn/cmn_export.h"
-#include "platform/studio/studiorecords.h"
+#include "platform/studio/studiobank.h"
 
 struct IDirectMusicStudio;
 struct IDirectMusic8;

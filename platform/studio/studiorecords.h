@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/directmusic/durableguid.h"
+#include "platform/studio/studiobank.h"
 
 /// Levels of the studio, as PROPID_EndpointCollectionLevel tells them.
 inline constexpr int kStudio_EndpointLevel = 0;
@@ -40,14 +41,6 @@ struct Platform_StudioList {
   std::string mName;
   std::vector<std::string> mItems;
   bool operator==(const Platform_StudioList&) const = default;
-};
-
-/// A patch bank: its name, the full path of a name document, the name of a patch name list.
-struct Platform_StudioBank {
-  std::string mName;
-  std::string mFile;
-  std::string mPatchNameList;
-  bool operator==(const Platform_StudioBank&) const = default;
 };
 
 /// One row: a port of hardware, in one direction, or a device that the user has defined, which has both.

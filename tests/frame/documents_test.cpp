@@ -130,6 +130,8 @@ TEST(Documents, CodeThatDiffersFromItsExampleIsSeen) {
 
 TEST(Documents, TheGuideForHostsShowsItsExamplesAsTheyAre) { ExpectIsUpToDate("docs/hosting-plugins.md"); }
 
+TEST(Documents, TheFirstStepsShowTheirExamplesAsTheyAre) { ExpectIsUpToDate("docs/first-steps.md"); }
+
 TEST(Documents, TheReadmeShowsItsProgramAsItIs) { ExpectIsUpToDate("README.md"); }
 
 TEST(Documents, TheGuideForHostsShowsAllThreeExamples) {

@@ -9,20 +9,9 @@
 #include <vector>
 
 #include "platform/directmusic/driver.h"
+#include "platform/directmusic/loopback/loopbackports.h"
 
 #if !defined(_WIN32)
-
-/// Named pairs of ports, the same for every instance of the driver. What is sent to a pair's output arrives
-/// at its input at the time it was sent for. The first pairs are those of MLOX_LOOPBACK_PORTS (names, comma
-/// between), or else one pair "mlox loopback". [any thread]
-class Platform_LoopbackPorts {
- public:
-  /// Plugs a pair in; one that is there stays as it is.
-  static void Plug(const std::string& iName);
-  /// Pulls a pair out: what waits in it is gone.
-  static void Unplug(const std::string& iName);
-  static std::vector<std::string> Names();
-};
 
 /// The driver over Platform_LoopbackPorts.
 class Platform_LoopbackDriver final : public Platform_Driver {
