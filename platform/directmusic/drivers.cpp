@@ -48,8 +48,9 @@ std::vector<std::string> SplitNames(const std::string& iText) {
   return names;
 }
 
-std::unique_ptr<Platform_Driver> Started(const std::string& iName, Platform_DriverHost* iHostP) {
-  std::unique_ptr<Platform_Driver> driver = Platform_MakeDriver(iName);
+std::unique_ptr<Platform_Driver> Started(const std::string& iName, Platform_DriverHost* iHostP,
+                                         const Platform_DriverMaker& iMake) {
+  std::unique_ptr<Platform_Driver> driver = iMake(iName);
   std::string reason = "this build does not have it";
   if (driver != nullptr && driver->Start(iHostP, reason)) {
     return driver;
@@ -77,12 +78,13 @@ std::unique_ptr<Platform_Driver> Platform_MakeDriver(const std::string& iName) {
   return nullptr;
 }
 
-std::vector<std::unique_ptr<Platform_Driver>> Platform_StartDrivers(Platform_DriverHost* iHostP) {
+std::vector<std::unique_ptr<Platform_Driver>> Platform_StartDrivers(Platform_DriverHost* iHostP,
+                                                                    const Platform_DriverMaker& iMake) {
   const char* const chosen = std::getenv("MLOX_MIDI_DRIVERS");
   const bool isChosen = chosen != nullptr && *chosen != '\0';
   std::vector<std::unique_ptr<Platform_Driver>> drivers;
   for (const std::string& name : isChosen ? SplitNames(chosen) : Platform_DriverNames()) {
-    if (std::unique_ptr<Platform_Driver> driver = Started(name, iHostP)) {
+    if (std::unique_ptr<Platform_Driver> driver = Started(name, iHostP, iMake)) {
       drivers.push_back(std::move(driver));
       if (!isChosen) {
         break;

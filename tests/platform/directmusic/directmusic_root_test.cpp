@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -387,6 +389,25 @@ TEST_F(DirectMusicRoot, APortOutlivesAReplugWithNoCallOfItsHolder) {
   }
   Bytes received = Receive();
   EXPECT_EQ(received, (Bytes{0x90, 61, 100}));
+}
+
+TEST_F(DirectMusicRoot, DriversStopWhenTheLastPortIsLetGo) {
+  const auto threads = [] {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  };
+  mOutputP = Open(DMUS_PC_OUTPUTCLASS);
+  // The loopback driver begins with a thread of its own. An input of another test may have its second of
+  // grace first, which keeps the driver running.
+  bool hasBegunAnew = false;
+  for (int i = 0; i < 6000 && !hasBegunAnew; ++i) {
+    EXPECT_EQ(mOutputP->Activate(FALSE), S_OK);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const auto idle = threads();
+    ASSERT_EQ(mOutputP->Activate(TRUE), S_OK);
+    hasBegunAnew = threads() > idle;
+  }
+  EXPECT_TRUE(hasBegunAnew);
 }
 
 TEST_F(DirectMusicRoot, AWatcherHearsOfComingAndGoing) {

@@ -3,63 +3,97 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/test_environment.h"
 
 namespace {
 
+using Names = std::vector<std::string>;
+
 class SilentHost : public Platform_DriverHost {
  public:
   void PortsMayHaveChanged() override {}
 };
 
+// A driver that starts or doesn't.
+class FakeDriver : public Platform_Driver {
+ public:
+  FakeDriver(std::string iName, bool iStarts) : mName(std::move(iName)), mStarts(iStarts) {}
+  const char* Name() const override { return mName.c_str(); }
+  bool Start(Platform_DriverHost*, std::string& oReason) override {
+    oReason = "it is not there";
+    return mStarts;
+  }
+  void Stop() override {}
+  std::vector<Platform_PortInfo> Ports() override { return {}; }
+  std::unique_ptr<Platform_DriverInput> OpenInput(const Platform_PortInfo&) override { return nullptr; }
+  std::unique_ptr<Platform_DriverOutput> OpenOutput(const Platform_PortInfo&) override { return nullptr; }
+
+ private:
+  const std::string mName;
+  const bool mStarts;
+};
+
 class Drivers : public ::testing::Test {
  protected:
-  ~Drivers() override {
-    for (const auto& driver : mStarted) {
-      driver->Stop();
-    }
-  }
-  std::vector<std::string> Start() {
-    std::vector<std::string> names;
-    mStarted = Platform_StartDrivers(&mHost);
-    for (const auto& driver : mStarted) {
+  // Those that run of a choice, where some of all names can't start.
+  Names Start(const std::optional<std::string>& iChoice, const std::set<std::string>& iBroken = {}) {
+    const Test_Environment choice("MLOX_MIDI_DRIVERS", iChoice);
+    Names names;
+    for (const auto& driver :
+         Platform_StartDrivers(&mHost, [&](const std::string& iName) -> std::unique_ptr<Platform_Driver> {
+           if (iName == "unknown") {
+             return nullptr;
+           }
+           return std::make_unique<FakeDriver>(iName, iBroken.count(iName) == 0);
+         })) {
       names.emplace_back(driver->Name());
     }
     return names;
   }
 
   SilentHost mHost;
-  std::vector<std::unique_ptr<Platform_Driver>> mStarted;
 };
 
-TEST_F(Drivers, TheChosenOnesStartAndOnesThatAreNotThereAreLeftOut) {
-  const Test_Environment choice("MLOX_MIDI_DRIVERS", "nothing,,loopback,Loopback");
-  EXPECT_EQ(Start(), std::vector<std::string>{"loopback"});
-}
-
-TEST_F(Drivers, AChoiceOfNoneThatIsThereStartsNone) {
-  const Test_Environment choice("MLOX_MIDI_DRIVERS", "none");
-  EXPECT_EQ(Start(), std::vector<std::string>{});
-}
-
-// Which one that is depends on the machine; on one without a sequencer and a server it is the loopback.
-TEST_F(Drivers, WithoutAChoiceTheFirstThatStartsIsTheOnlyOne) {
-  const Test_Environment choice("MLOX_MIDI_DRIVERS", "");
-  const std::vector<std::string> started = Start();
-  ASSERT_EQ(started.size(), 1u);
-  for (const std::string& name : Platform_DriverNames()) {
-    if (name == started[0]) {
-      break;
-    }
-    std::string reason;
-    EXPECT_FALSE(Platform_MakeDriver(name)->Start(&mHost, reason)) << name << " comes before " << started[0];
-    EXPECT_NE(reason, "");
+TEST_F(Drivers, ThoseThatWereBuiltStandInTheOrderOfPreferenceTheLoopbackLast) {
+  const Names all = {"alsa", "jack", "loopback"};
+  const Names built = Platform_DriverNames();
+  auto at = all.begin();
+  for (const std::string& name : built) {
+    at = std::find(at, all.end(), name);
+    ASSERT_NE(at, all.end()) << name;
+    EXPECT_STREQ(Platform_MakeDriver(name)->Name(), name.c_str());
   }
-  EXPECT_EQ(Platform_DriverNames().back(), "loopback");
+  EXPECT_EQ(built.back(), "loopback");
+  EXPECT_EQ(Platform_MakeDriver("unknown"), nullptr);
+}
+
+TEST_F(Drivers, AllThatAreChosenStartInTheOrderOfTheChoice) {
+  EXPECT_EQ(Start("jack,,alsa,loopback"), (Names{"jack", "alsa", "loopback"}));
+}
+
+TEST_F(Drivers, OnesThatAreChosenAndUnknownOrNotThereAreLeftOut) {
+  EXPECT_EQ(Start("unknown,jack,alsa", {"jack"}), Names{"alsa"});
+  EXPECT_EQ(Start("unknown"), Names{});
+}
+
+TEST_F(Drivers, WithoutAChoiceTheFirstThatStartsIsTheOnlyOne) {
+  for (const std::optional<std::string>& none :
+       {std::optional<std::string>(), std::optional<std::string>("")}) {
+    std::set<std::string> broken;
+    for (const std::string& name : Platform_DriverNames()) {
+      EXPECT_EQ(Start(none, broken), Names{name});
+      broken.insert(name);
+    }
+    EXPECT_EQ(Start(none, broken), Names{});
+  }
 }
 
 }  // namespace
