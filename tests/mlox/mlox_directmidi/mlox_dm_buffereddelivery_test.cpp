@@ -140,6 +140,18 @@ TEST(Mlox_DM_BufferedDeliveryTest, ABlockBeforeZeroEndsBehindEveryTimeSoThatNoJu
   EXPECT_THAT(delivery.Pull(-64, -1), ElementsAre(NoteAt(100, 2))) << "as unsigned, -1 is the latest time";
 }
 
+TEST(Mlox_DM_BufferedDeliveryTest, ABlockBeforeZeroDeliversItsOwnEventsAtTheirTimesAndReadingThoseReports) {
+  Test_AssertRecorder recorder;
+  Test_Delivery delivery;
+  delivery.Write(-5, Note(1));
+  EXPECT_THAT(delivery.Pull(-64, -1), ElementsAre(NoteAt(-5, 1)));
+  delivery.WriteNow(Note(2));
+  EXPECT_THAT(delivery.Pull(-64, -1), ElementsAre(NoteAt(-5, 2)));
+  delivery.WriteNow(Note(3));
+  EXPECT_THAT(delivery.Pull(0, 63), ElementsAre(NoteAt(0, 3))) << "as unsigned, this is a jump back";
+  EXPECT_THAT(recorder.Texts(), ElementsAre("result >= 0", "result >= 0"));
+}
+
 TEST(Mlox_DM_BufferedDeliveryTest, ANegativeStampIsNotYetDueAndHoldsBackEverythingUntilAClear) {
   Test_Delivery delivery;
   delivery.Write(-5, Note(1), 1);
