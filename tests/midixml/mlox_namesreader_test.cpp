@@ -325,6 +325,16 @@ TEST_F(NamesReaderTest, Step12ASetThatNoModeAssignsTakesItsListsFromTheDevice) {
   EXPECT_EQ(Count(), 3 + 3);
 }
 
+TEST_F(NamesReaderTest, Step12ABankLeftWithoutAListIsLookedUpAlsoForAnUnknownSetName) {
+  MakeMaster(Device(Mode("M", "S") + Set("S", Bank("B", "L")) + List("L", 3) + List("Y", 20)));
+  mFolder.MakeFile("first.midnam", Test_Document(Device("")));
+  AddOverride("none", "first.midnam", "");
+  AddOverride("B", "first.midnam", "Y");
+  EXPECT_EQ(Count(), 0);
+  mNameSet = "unknown";
+  EXPECT_EQ(Count(), 20);
+}
+
 TEST_F(NamesReaderTest, Step12TheAcceptedRecordIsUsedAlsoWhenALaterOneWasRefused) {
   MakeMaster(Device(Mode("M", "S") + Set("S", "") + Set("T", Bank("A", "L")) + List("L", 3)) +
              "<MasterDeviceNames><Model>Other</Model>" + List("L", 99) + "</MasterDeviceNames>");
@@ -347,6 +357,22 @@ TEST_F(NamesReaderDeathTest, Step5AStandardModeThatLeavesTheChannelOpenReadsAllD
   EXPECT_EXIT(std::_Exit(loadedWith("GM") ? 0 : 1), testing::ExitedWithCode(0), "");
   EXPECT_EXIT(std::_Exit(loadedWith("M") ? 0 : 1), testing::ExitedWithCode(1), "");
   EXPECT_EXIT(std::_Exit(loadedWith("") ? 0 : 1), testing::ExitedWithCode(1), "");
+}
+
+TEST_F(NamesReaderDeathTest, Step5OtherModesAndChannelsThatHaveASetReadNoDocuments) {
+  MakeMaster(Device("<CustomDeviceMode Name='M'/><SupportsStandardDeviceMode Name='GM'/>") +
+             "<StandardDeviceMode><ChannelNameSetAssignments><ChannelNameSetAssign Channel='1' NameSet='S'/>"
+             "</ChannelNameSetAssignments></StandardDeviceMode>");
+  const Test_Environment base("MLOX_PATCH_NAMES_DIR", mFolder.Path());
+  const auto loadedWith = [this](const std::string& iMode, int iChannel) {
+    mMode = iMode;
+    Count(iChannel);
+    return Mlox_StandardModeParserImpl::Instance().IsLoaded();
+  };
+  EXPECT_EXIT(std::_Exit(loadedWith("M", 0) ? 0 : 1), testing::ExitedWithCode(1), "") << "no standard mode";
+  EXPECT_EXIT(std::_Exit(loadedWith("GM", 0) ? 0 : 1), testing::ExitedWithCode(1), "")
+      << "the channel has a name";
+  EXPECT_EXIT(std::_Exit(loadedWith("GM", 1) ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 // ---- ReadBankNames ----
