@@ -3,38 +3,23 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "mlox/mlox_output.h"
 #include "tests/support/fake_service.h"
+#include "tests/support/static_user.h"
 
 namespace {
 
 bool IsAControlName() { return Mlox_Input::IsNIDawControlInputDevice("Komplete Kontrol A DAW"); }
 
-// An application's static object. It is made before those of the library that wait for their turn, and goes
-// after them.
-struct StaticUser {
-  StaticUser() : mPassed(IsAControlName()) {}
-  ~StaticUser() {
-    if (mLeavesWithStatus) std::_Exit(IsAControlName() ? 33 : 34);
-  }
-  bool mPassed;
-  bool mLeavesWithStatus = false;
-};
-[[gnu::init_priority(200)]] StaticUser sStaticUser;
+[[gnu::init_priority(200)]] Test_StaticUser<&IsAControlName> sStaticUser;
 
-TEST(Mlox_Input, ControlNamesAreKnownDuringStaticInitialisation) { EXPECT_TRUE(sStaticUser.mPassed); }
+TEST(Mlox_Input, ControlNamesAreKnownDuringStaticInitialisation) { EXPECT_TRUE(sStaticUser.FirstAnswer()); }
 
 TEST(Mlox_InputExitTest, ControlNamesAreKnownWhileStaticObjectsGo) {
-  EXPECT_EXIT(
-      {
-        sStaticUser.mLeavesWithStatus = true;
-        std::exit(0);
-      },
-      ::testing::ExitedWithCode(33), "");
+  EXPECT_EXIT(sStaticUser.ExitWithLastAnswer(), ::testing::ExitedWithCode(sStaticUser.kYes), "");
 }
 
 TEST(Mlox_Input, IsUserDefinedAndNoPlugInUnlessASubclassSaysOtherwise) {

@@ -10,6 +10,7 @@
 #include "mlox/mlox_inputport.h"
 #include "mlox/mlox_manager.h"
 #include "tests/support/assert_recorder.h"
+#include "tests/support/delayed_deletions.h"
 #include "tests/support/fake_service.h"
 #include "tests/support/manager_fixture.h"
 
@@ -494,23 +495,25 @@ TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffSkipsAnIndexWithoutADevice) {
   EXPECT_THAT(mLog, ElementsAre("Piano:-1 WriteEvent"));
 }
 
-// A write can end in a plug-in that takes its node away: the next device must not be skipped for it.
+// A write can end in a plug-in that takes its node away.
+class CallingOutput : public Test_FakeOutput {
+ public:
+  using Test_FakeOutput::Test_FakeOutput;
+  void WriteEvent(const Mdie_Timestamp& iTimestamp, const Mdie_Event& iEvent,
+                  Mlox_OutputContextRef iContext) override {
+    Test_FakeOutput::WriteEvent(iTimestamp, iEvent, iContext);
+    mOnWrite();
+  }
+  std::function<void()> mOnWrite;
+};
+
+// The next device must not be skipped for it.
 TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffReachesEveryDeviceAlsoWhenAWriteTakesItsOwnAway) {
-  class LeavingOutput : public Test_FakeOutput {
-   public:
-    using Test_FakeOutput::Test_FakeOutput;
-    void WriteEvent(const Mdie_Timestamp& iTimestamp, const Mdie_Event& iEvent,
-                    Mlox_OutputContextRef iContext) override {
-      Test_FakeOutput::WriteEvent(iTimestamp, iEvent, iContext);
-      mOnWrite();
-    }
-    std::function<void()> mOnWrite;
-  };
   Test_FakeService* serviceP = AddNewService("a");
   Test_FakeDevice& leaving = serviceP->AddDevice("Piano");
   leaving.mChannelMask = 0x0001;
   serviceP->AddDevice("Organ").mChannelMask = 0;
-  auto* outputP = new LeavingOutput(&leaving, leaving.mDescriptorP, -1);
+  auto* outputP = new CallingOutput(&leaving, leaving.mDescriptorP, -1);
   outputP->mOnWrite = [&] {
     serviceP->mDevices.erase(serviceP->mDevices.begin());
     Manager().ServiceOutputListChanged(serviceP, true);
@@ -519,6 +522,25 @@ TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffReachesEveryDeviceAlsoWhenAWr
   Manager().ServiceOutputListChanged(serviceP, true);
   Manager().QuickAllNotesOff();
   EXPECT_THAT(mLog, ElementsAre("Piano:0 WriteEvent", "Organ:-1 WriteEvent"));
+}
+
+TEST_F(Mlox_ManagerOperationsTest, QuickAllNotesOffKeepsTheOutputsOfADeviceThatGoesMeanwhile) {
+  Test_FakeService* serviceP = AddNewService("a");
+  Test_FakeDevice& piano = serviceP->AddDevice("Piano");
+  piano.mChannelMask = 0;
+  Test_FakeDevice& organ = serviceP->AddDevice("Organ");
+  organ.mChannelMask = 0;
+  organ.mCommonOutput->mDeletionLogP = &mLog;
+  auto* outputP = new CallingOutput(&piano, piano.mDescriptorP, -1);
+  outputP->mOnWrite = [&] {
+    serviceP->mDevices.pop_back();
+    const Test_FakeTime time(Sys_Clock::Microseconds() + 2 * Sys_DelayedDeletion::kMinimumAge);
+    for (int pass = 0; pass < 2; ++pass) Sys_DelayedDeletion::RunPass();
+  };
+  piano.mCommonOutput = outputP;
+  Manager().QuickAllNotesOff();
+  Test_RunDelayedDeletions();
+  EXPECT_THAT(mLog, ElementsAre("Organ:-1 WriteEvent", "Organ:-1 deleted"));
 }
 
 }  // namespace
