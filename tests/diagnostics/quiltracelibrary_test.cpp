@@ -4,10 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdio>
+#include <cstddef>
 #include <string>
 #include <vector>
+
+#include "tests/diagnostics/proberun.h"
 
 namespace {
 
@@ -48,30 +49,13 @@ const std::vector<std::string> kNames = {
 constexpr char kReport[] =
     "REPORT index >= 0 && 100%s@$^$@tests/diagnostics/trace_probe line 4711 flag 1 throwing 1";
 
-struct ProbeRun {
-  std::vector<std::string> mLines;
-  int mStatus = -1;
-};
-
 // Runs the probe with the tracing library of one state on its loader's path.
-ProbeRun RunProbe(const std::string& iState, const std::string& iEnvironment = "") {
-  const std::string command = "env -u MLOX_ASSERT LD_LIBRARY_PATH='" MLOX_TEST_TRACE_FOLDER "/" + iState +
-                              "' " + iEnvironment + " '" MLOX_TEST_TRACE_PROBE "' 2>&1";
-  ProbeRun run;
-  std::FILE* outputP = popen(command.c_str(), "r");
-  if (outputP == nullptr) return run;
-  char line[4096];
-  while (std::fgets(line, sizeof(line), outputP) != nullptr) {
-    run.mLines.emplace_back(line);
-    if (run.mLines.back().ends_with('\n')) run.mLines.back().pop_back();
-  }
-  run.mStatus = pclose(outputP);
-  return run;
+Test_ProbeRun RunProbe(const std::string& iState, const std::string& iEnvironment = "") {
+  return Test_RunProbe(MLOX_TEST_TRACE_FOLDER "/" + iState, iEnvironment);
 }
 
-std::ptrdiff_t CountContaining(const ProbeRun& iRun, const std::string& iText) {
-  return std::count_if(iRun.mLines.begin(), iRun.mLines.end(),
-                       [&](const std::string& iLine) { return iLine.find(iText) != std::string::npos; });
+std::ptrdiff_t CountContaining(const Test_ProbeRun& iRun, const std::string& iText) {
+  return Test_CountContaining(iRun.mLines, iText);
 }
 
 TEST(QuilTraceLibrary, NamesAreBoundInTheOrderOfTheTable) {
@@ -84,7 +68,7 @@ TEST(QuilTraceLibrary, NamesAreBoundInTheOrderOfTheTable) {
 // ---- all names there ----
 
 TEST(QuilTraceLibraryWithAllNames, BindsEveryNameAndIsActive) {
-  const ProbeRun run = RunProbe("all");
+  const Test_ProbeRun run = RunProbe("all");
   EXPECT_EQ(run.mStatus, 0);
   EXPECT_THAT(run.mLines, Contains("active 1"));
   EXPECT_THAT(run.mLines, Contains("binder there"));
@@ -92,21 +76,21 @@ TEST(QuilTraceLibraryWithAllNames, BindsEveryNameAndIsActive) {
 }
 
 TEST(QuilTraceLibraryWithAllNames, TraceLinesArriveFormatted) {
-  const ProbeRun run = RunProbe("all");
+  const Test_ProbeRun run = RunProbe("all");
   EXPECT_THAT(run.mLines, Contains("TRACE 0200000E plain"));
   EXPECT_THAT(run.mLines, Contains("TRACE 0200000E value 1 of channel"));
   EXPECT_THAT(run.mLines, Contains("arguments evaluated 1"));
 }
 
 TEST(QuilTraceLibraryWithAllNames, CategoryThatIsOffWritesNothing) {
-  const ProbeRun run = RunProbe("all", "TEST_TRACE_OFF=0200000E");
+  const Test_ProbeRun run = RunProbe("all", "TEST_TRACE_OFF=0200000E");
   EXPECT_EQ(CountContaining(run, "TRACE 0200000E"), 0);
   EXPECT_THAT(run.mLines, Contains("arguments evaluated 0"));
   EXPECT_EQ(CountContaining(run, "TRACE 04000E0F"), 1) << "the other category is still on";
 }
 
 TEST(QuilTraceLibraryWithAllNames, FailedTraceAssertWritesTheLineAndReports) {
-  const ProbeRun run = RunProbe("all");
+  const Test_ProbeRun run = RunProbe("all");
   EXPECT_THAT(
       run.mLines,
       Contains("TRACE 04000E0F CMN_TRACEASSERT index >= 0 && 100%s tests/diagnostics/trace_probe line 4711"));
@@ -115,13 +99,13 @@ TEST(QuilTraceLibraryWithAllNames, FailedTraceAssertWritesTheLineAndReports) {
 }
 
 TEST(QuilTraceLibraryWithAllNames, FailedTraceAssertOfACategoryThatIsOffStillReports) {
-  const ProbeRun run = RunProbe("all", "TEST_TRACE_OFF=04000E0F");
+  const Test_ProbeRun run = RunProbe("all", "TEST_TRACE_OFF=04000E0F");
   EXPECT_EQ(CountContaining(run, "TRACE 04000E0F"), 0);
   EXPECT_THAT(run.mLines, Contains(kReport));
 }
 
 TEST(QuilTraceLibraryWithAllNames, FailedTraceAssertMayThrow) {
-  const ProbeRun run = RunProbe("all", "MLOX_ASSERT=throw");
+  const Test_ProbeRun run = RunProbe("all", "MLOX_ASSERT=throw");
   EXPECT_EQ(run.mStatus, 0);
   EXPECT_THAT(run.mLines, Contains("thrown"));
   EXPECT_THAT(run.mLines, Not(Contains("held 0")));
@@ -129,7 +113,7 @@ TEST(QuilTraceLibraryWithAllNames, FailedTraceAssertMayThrow) {
 }
 
 TEST(QuilTraceLibraryWithAllNames, FlagIsTheLibrarysAnswerAsOneByte) {
-  const ProbeRun inactive = RunProbe("all", "TEST_TRACE_ACTIVE=0");
+  const Test_ProbeRun inactive = RunProbe("all", "TEST_TRACE_ACTIVE=0");
   EXPECT_THAT(inactive.mLines, Contains("active 0"));
   EXPECT_THAT(inactive.mLines, Contains("QuilTraceFormat 0 set")) << "it is bound all the same";
   EXPECT_THAT(inactive.mLines, Not(Contains(StartsWith("TRACE"))));
@@ -137,20 +121,20 @@ TEST(QuilTraceLibraryWithAllNames, FlagIsTheLibrarysAnswerAsOneByte) {
 }
 
 TEST(QuilTraceLibraryWithAllNames, AnyFlagButZeroIsTracingOn) {
-  const ProbeRun run = RunProbe("all", "TEST_TRACE_ACTIVE=200");
+  const Test_ProbeRun run = RunProbe("all", "TEST_TRACE_ACTIVE=200");
   EXPECT_THAT(run.mLines, Contains("TRACE 0200000E plain"));
   EXPECT_EQ(CountContaining(run, "TRACE 04000E0F"), 1);
 }
 
 TEST(QuilTraceLibraryWithAllNames, ItIsAskedOnceWhetherItIsActiveAndNothingMoreWhenItIsNot) {
   EXPECT_EQ(CountContaining(RunProbe("all"), "ASKED active"), 1);
-  const ProbeRun inactive = RunProbe("all", "TEST_TRACE_ACTIVE=0");
+  const Test_ProbeRun inactive = RunProbe("all", "TEST_TRACE_ACTIVE=0");
   EXPECT_EQ(CountContaining(inactive, "ASKED active"), 1);
   EXPECT_EQ(CountContaining(inactive, "ASKED"), 1) << "a trace site costs the test of the flag alone";
 }
 
 TEST(QuilTraceLibraryWithAllNames, LibraryIsLoadedOnceAndTheBoundOnlyNamesAreNeverCalled) {
-  const ProbeRun run = RunProbe("all", "LD_DEBUG=libs");
+  const Test_ProbeRun run = RunProbe("all", "LD_DEBUG=libs");
   EXPECT_EQ(CountContaining(run, "find library=libQuilTrace.so"), 1);
   EXPECT_EQ(CountContaining(run, "CALLED"), 0);
 }
@@ -162,7 +146,7 @@ TEST(QuilTraceLibraryWithAllNames, AfterTheBindersEndTracingIsOffAndTheLibrarySt
 // ---- one name missing ----
 
 TEST(QuilTraceLibraryWithOneNameMissing, FlagIsZeroAlthoughTheOtherPointersAreSet) {
-  const ProbeRun run = RunProbe("lacking");
+  const Test_ProbeRun run = RunProbe("lacking");
   EXPECT_EQ(run.mStatus, 0);
   EXPECT_THAT(run.mLines, Contains("active 0"));
   for (const std::string& name : kNames)
@@ -173,7 +157,7 @@ TEST(QuilTraceLibraryWithOneNameMissing, FlagIsZeroAlthoughTheOtherPointersAreSe
 }
 
 TEST(QuilTraceLibraryWithOneNameMissing, NothingIsTracedAndFailedTraceAssertStillReports) {
-  const ProbeRun run = RunProbe("lacking");
+  const Test_ProbeRun run = RunProbe("lacking");
   EXPECT_THAT(run.mLines, Not(Contains(StartsWith("TRACE"))));
   EXPECT_THAT(run.mLines, Contains("arguments evaluated 0"));
   EXPECT_THAT(run.mLines, Contains(kReport));
@@ -182,7 +166,7 @@ TEST(QuilTraceLibraryWithOneNameMissing, NothingIsTracedAndFailedTraceAssertStil
 // ---- no library ----
 
 TEST(QuilTraceLibraryWithNone, ProgramRunsWithTheFlagAtZeroAndNoCallThroughNull) {
-  const ProbeRun run = RunProbe("none");
+  const Test_ProbeRun run = RunProbe("none");
   EXPECT_EQ(run.mStatus, 0);
   EXPECT_THAT(run.mLines, Contains("active 0"));
   for (const std::string& name : kNames) EXPECT_THAT(run.mLines, Contains(name + " -1502 null"));
@@ -193,13 +177,13 @@ TEST(QuilTraceLibraryWithNone, ProgramRunsWithTheFlagAtZeroAndNoCallThroughNull)
 }
 
 TEST(QuilTraceLibraryWithNone, FailedTraceAssertStillReports) {
-  const ProbeRun run = RunProbe("none");
+  const Test_ProbeRun run = RunProbe("none");
   EXPECT_THAT(run.mLines, Contains(kReport));
   EXPECT_THAT(run.mLines, Contains("held 0"));
 }
 
 TEST(QuilTraceLibraryWithNone, BinderWritesNoMessage) {
-  const ProbeRun run = RunProbe("none");
+  const Test_ProbeRun run = RunProbe("none");
   EXPECT_THAT(run.mLines, Contains("active 0"));
   for (const std::string& line : run.mLines) EXPECT_THAT(line, Not(HasSubstr("libQuilTrace")));
 }
@@ -210,7 +194,7 @@ TEST(QuilTraceLibraryWithNone, LoadIsTriedAgainForEachName) {
 }
 
 TEST(QuilTraceLibraryWithNone, FileThatIsNoLibraryCountsAsNone) {
-  const ProbeRun run = RunProbe("broken");
+  const Test_ProbeRun run = RunProbe("broken");
   EXPECT_EQ(run.mStatus, 0);
   EXPECT_THAT(run.mLines, Contains("active 0"));
   EXPECT_THAT(run.mLines, Contains("QuilTraceFormat -1502 null"));
