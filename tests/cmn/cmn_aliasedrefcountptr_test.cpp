@@ -92,6 +92,18 @@ TEST(Cmn_AliasedRefCountPtr, MovingTakesTheReferenceOver) {
   EXPECT_EQ(object.mRemoved, 0);
 }
 
+TEST(Cmn_AliasedRefCountPtr, MovingOntoAnotherPointerToTheObjectDropsOneOfTheTwoReferences) {
+  Recording object;
+  RecordingPtr first(&object);
+  RecordingPtr second(&object);
+  first = std::move(second);
+  EXPECT_EQ(second.get(),
+            nullptr);  // NOLINT(bugprone-use-after-move): the moved-from state is what is tested
+  EXPECT_EQ(first.get(), &object);
+  EXPECT_EQ(object.mAdded, 2);
+  EXPECT_EQ(object.mRemoved, 1);
+}
+
 TEST(Cmn_AliasedRefCountPtr, MovingOntoItselfKeepsTheReference) {
   Recording object;
   RecordingPtr pointer(&object);

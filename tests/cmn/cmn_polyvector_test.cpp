@@ -106,6 +106,12 @@ TEST(Cmn_PolyVector, MovingTakesTheElements) {
   const Cmn_PolyVector<std::string> moved(std::move(vector));
   EXPECT_THAT(Content(moved), ElementsAre(Long("a")));
   EXPECT_EQ(vector.Size(), 0U);  // NOLINT(bugprone-use-after-move): the moved-from state is what is tested
+  Cmn_PolyVector<std::string> source = Filled({Long("b")});
+  Cmn_PolyVector<std::string> assigned = Filled({Long("c"), Long("d")});
+  const std::string* elementP = source.Begin();
+  assigned = std::move(source);
+  EXPECT_THAT(Content(assigned), ElementsAre(Long("b")));
+  EXPECT_EQ(assigned.Begin(), elementP) << "moved, not copied";
 }
 
 TEST(Cmn_PolyVector, ClearedVectorCanBeUsedAgain) {

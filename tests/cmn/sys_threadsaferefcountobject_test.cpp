@@ -73,6 +73,26 @@ TEST(Sys_ThreadSafeRefCountObjectTest, ACopyStartsAt0AndAssigningLeavesBothCount
   EXPECT_EQ(dead, 2);
 }
 
+TEST(Sys_ThreadSafeRefCountObjectTest, NoChangeOfTheCountIsLostBetweenThreads) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 1000000;  // long enough to be interrupted on a machine that does much else
+  Kept kept;
+  kept.AddReference();
+  std::atomic<int> ready{0};
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&] {
+      ready.fetch_add(1);
+      while (ready != kThreads) std::this_thread::yield();
+      for (int round = 0; round < kRounds; ++round) kept.AddReference();
+      for (int round = 0; round < kRounds; ++round) kept.RemoveReference();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(kept.GetRefCount(), 1);
+  EXPECT_EQ(kept.mDeletions, 0) << "the first reference was there all the time";
+}
+
 TEST(Sys_ThreadSafeRefCountObjectTest, OneOfManyThreadsDeletes) {
   std::atomic<int> dead{0};
   constexpr int kThreads = 4;

@@ -41,6 +41,11 @@ TEST(Sys_Umid, ThousandsMadeOnSeveralThreadsAreAllDifferent) {
   std::set<std::string> different;
   for (const auto& texts : made) different.insert(texts.begin(), texts.end());
   EXPECT_EQ(different.size(), 4000U);
+  for (std::size_t group = 0; group < 32; group += 8) {
+    std::set<std::string> words;
+    for (const std::string& text : different) words.insert(text.substr(group, 8));
+    EXPECT_GT(words.size(), 1000U) << "each word takes part, from digit " << group << " on";
+  }
 }
 
 TEST(Sys_Umid, ForkedProcessesMakeDifferentOnes) {
