@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "mlox/mlox_directmusic/directmusicreceivers.h"
@@ -418,10 +420,37 @@ TEST_F(ReceiveTask, StopDisarmsEveryPortAndSignalsTheLastEvent) {
   mTask = std::make_unique<DirectMusicReceiveTask>(events, GroupsOf({{kPort, kA}, {kOther, kB}}),
                                                    std::vector<IDirectMusicPort*>{&mPort, &second});
   Calls().Clear();
+  Calls().mOnCall = [&](const std::string&) {
+    EXPECT_EQ(MsgWaitForMultipleObjects(1, &events.back(), FALSE, 0, 0), WAIT_TIMEOUT) << "the ports first";
+  };
   EXPECT_TRUE(mTask->Stop());
+  Calls().mOnCall = nullptr;
   EXPECT_THAT(Calls().Lines(), ElementsAre("In: SetReadNotificationHandle null", "In: Activate 0",
                                            "Second: SetReadNotificationHandle null", "Second: Activate 0"));
   EXPECT_EQ(MsgWaitForMultipleObjects(3, events.data(), FALSE, 0, 0), 2u);
+}
+
+TEST_F(ReceiveTask, EventOfANullPortOrANullGroupGoesBackToTheWait) {
+  PretendThread();
+  ReceiveAll(mRaw);
+  PortInputGroupList groups = GroupsOf({{kOther, kA}, {kOther, kB}, {kPort, kA}});
+  groups[1] = nullptr;
+  Test_FakePort& groupless = mRoot.AddInput(2, "Groupless");
+  const std::vector<HANDLE> events = {NewEvent(), NewEvent(), NewEvent(), NewEvent()};
+  mTask = std::make_unique<DirectMusicReceiveTask>(
+      events, std::move(groups), std::vector<IDirectMusicPort*>{nullptr, &groupless, &mPort});
+  mPort.SetReadNotificationHandle(events[2]);
+  SetEvent(events[0]);
+  SetEvent(events[1]);
+  std::thread thread([&] { mTask->Run(); });
+  // No event is served twice while another waits, so after two of the third the others were served.
+  for (std::size_t i = 1; i <= 2; ++i) {
+    mPort.Feed({0xF8});
+    EXPECT_TRUE(mRaw.WaitFor(i));
+  }
+  mTask->Stop();
+  thread.join();
+  EXPECT_EQ(Calls().Count("Groupless: Read"), 0);
 }
 
 TEST_F(ReceiveTask, StopOfAnEmptyTaskIsGranted) {

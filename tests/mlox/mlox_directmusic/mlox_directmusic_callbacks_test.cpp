@@ -629,6 +629,20 @@ TEST_F(ReceivePorts, ReceiverThatNeverTakesTheRecordDoesNotKeepARestart) {
   EXPECT_TRUE(mSecond.WaitFor(1));
 }
 
+TEST_F(ReceivePorts, DeliveryInProgressKnowsItsThreadToItsEndWhileARestartWaitsForIt) {
+  const Line first = AddLine(1, "First");
+  const Line second = AddLine(2, "Second");
+  mRaw.mOnReceive = [](Mlox_MidiData&) {
+    Test_WaitUntil([] { return DirectMusicReceiveTask::IsStopRequestedOnThisThread(); });
+    return 0;
+  };
+  Apply(mRaw, {first});
+  first.mPortP->FeedAll({{0xF8}, {0xFA}});
+  ASSERT_TRUE(mRaw.WaitFor(1));
+  Apply(mSecond, {second});
+  EXPECT_THAT(mRaw.Bytes(), ElementsAre(Bytes{0xF8}, Bytes{0xFA}));
+}
+
 TEST_F(ReceivePorts, ReceiverThatComesBackAfterItsWithdrawalIsServedAsBefore) {
   const Line line = AddLine(1, "In");
   const Receiver receiver = NewReceiver(mRaw, {line});
