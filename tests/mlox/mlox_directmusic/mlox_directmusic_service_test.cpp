@@ -807,42 +807,36 @@ TEST_F(Mlox_DirectMusic_ServiceTest, RemovingAUserDefinedDeviceBringsTheRealPort
   EXPECT_THAT(Inputs(), ElementsAre("Port in"));
 }
 
-TEST_F(Mlox_DirectMusic_ServiceTest, RemovingByLevelTakesEveryInputOfTheDeviceOrTheEntity) {
-  // Three inputs of one device, two of which are of one entity: told by the ids of these levels.
-  for (const auto& [id, entity] : {std::pair{"A", 11}, std::pair{"B", 11}, std::pair{"C", 12}}) {
-    Test_ModelDevice input = Input(id, id);
-    const int number = entity;
-    input.mMloxIDs[{2, 0}] = 21;
-    input.mMloxIDs[{1, 0}] = number;
-    mStudio->PlugIn(input);
+class Mlox_DirectMusic_ServiceLevelTest : public Mlox_DirectMusic_ServiceTest {
+ protected:
+  // Three ports of one device, two of which are of one entity: told by the ids of these levels.
+  void RemoveByLevel(Test_ModelDevice (*iPort)(const std::string&, const std::string&),
+                     std::vector<std::string> (*iListed)()) {
+    for (const auto& [id, entity] : {std::pair{"A", 11}, std::pair{"B", 11}, std::pair{"C", 12}}) {
+      Test_ModelDevice port = iPort(id, id);
+      const int number = entity;
+      port.mMloxIDs[{2, 0}] = 21;
+      port.mMloxIDs[{1, 0}] = number;
+      mStudio->PlugIn(port);
+    }
+    mStudio->PlugIn(iPort("D", "D"));
+    Live();
+    ASSERT_THAT(iListed(), ElementsAre("A", "B", "C", "D"));
+    mStudio->Tell({{mStudio->IDs("A", 1), 2}});
+    EXPECT_THAT(iListed(), ElementsAre("C", "D"));
+    for (const char* id : {"A", "B"}) mStudio->Plug(id);
+    ASSERT_THAT(iListed(), ElementsAre("C", "D", "A", "B"));
+    mStudio->Tell({{mStudio->IDs("B", 2), 2}});
+    EXPECT_THAT(iListed(), ElementsAre("D"));
   }
-  mStudio->PlugIn(Input("D", "D"));
-  Live();
-  ASSERT_THAT(Inputs(), ElementsAre("A", "B", "C", "D"));
-  mStudio->Tell({{mStudio->IDs("A", 1), 2}});
-  EXPECT_THAT(Inputs(), ElementsAre("C", "D"));
-  for (const char* id : {"A", "B"}) mStudio->Plug(id);
-  ASSERT_THAT(Inputs(), ElementsAre("C", "D", "A", "B"));
-  mStudio->Tell({{mStudio->IDs("B", 2), 2}});
-  EXPECT_THAT(Inputs(), ElementsAre("D"));
+};
+
+TEST_F(Mlox_DirectMusic_ServiceLevelTest, RemovingByLevelTakesEveryInputOfTheDeviceOrTheEntity) {
+  RemoveByLevel(&Input, &Inputs);
 }
 
-TEST_F(Mlox_DirectMusic_ServiceTest, RemovingByLevelTakesEveryOutputOfTheDeviceOrTheEntity) {
-  for (const auto& [id, entity] : {std::pair{"A", 11}, std::pair{"B", 11}, std::pair{"C", 12}}) {
-    Test_ModelDevice output = Output(id, id);
-    const int number = entity;
-    output.mMloxIDs[{2, 0}] = 21;
-    output.mMloxIDs[{1, 0}] = number;
-    mStudio->PlugIn(output);
-  }
-  mStudio->PlugIn(Output("D", "D"));
-  Live();
-  ASSERT_THAT(Devices(), ElementsAre("A", "B", "C", "D"));
-  mStudio->Tell({{mStudio->IDs("A", 1), 2}});
-  EXPECT_THAT(Devices(), ElementsAre("C", "D"));
-  for (const char* id : {"A", "B"}) mStudio->Plug(id);
-  mStudio->Tell({{mStudio->IDs("B", 2), 2}});
-  EXPECT_THAT(Devices(), ElementsAre("D"));
+TEST_F(Mlox_DirectMusic_ServiceLevelTest, RemovingByLevelTakesEveryOutputDeviceOfTheDeviceOrTheEntity) {
+  RemoveByLevel(&Output, &Devices);
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, TheListsEqualThoseOfAFreshRebuildAfterRandomChanges) {
