@@ -23,8 +23,10 @@ constexpr int kPieceSize = 16384;
 
 // Expat begins a token that a piece leaves unfinished from its first byte again with the next one, so that
 // the cost of a tag or a comment of a hundred megabytes would be the square of its length. Once this much has
-// come by without a word, it goes on in pieces that grow with what is waiting.
-constexpr uint64_t kLongSilence = 256 * 1024;
+// come by without a word, it goes on in pieces that grow with what is waiting; the text that stands in one
+// piece with the token's end is then not cut at 16384 bytes. No document for people has a tag or a comment of
+// a megabyte; below that the cost of beginning again doesn't count.
+constexpr uint64_t kLongSilence = 1024 * 1024;
 constexpr uint64_t kLargestPiece = 256 * 1024 * 1024;
 
 // A document may not become much larger in memory than it is on disk: entities and default attributes can

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "midixml/expatparser.h"
 
+#include <expat.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -274,10 +275,23 @@ TEST_F(ExpatParserTest, AnEntityOf100MegabytesThatNobodyUsesIsPassedOver) {
   EXPECT_EQ(parser.mText, "text");
 }
 
+TEST_F(ExpatParserTest, BehindACommentOfHalfAMegabyteTextIsCutAsAnywhere) {
+  const std::string document =
+      "<r><!--" + std::string(500000, 'c') + "-->" + std::string(50000, 'x') + "</r>";
+  Collector parser(mFolder.MakeFile("d.xml", document));
+  EXPECT_EQ(parser.Code(), 0);
+  size_t end = document.find('x');
+  for (const std::string& piece : parser.mPieces) {
+    end += piece.size();
+    EXPECT_TRUE(end % 16384 == 0 || &piece == &parser.mPieces.back()) << end;
+  }
+  EXPECT_EQ(end, document.find("</r>"));
+}
+
 TEST_F(ExpatParserTest, BehindALongCommentTheDocumentGoesOnInPiecesOf16384Bytes) {
   // The line break ends what was read together with the comment.
-  const std::string text = std::string(400000, 'y') + "\n" + std::string(50000, 'x');
-  Collector parser(mFolder.MakeFile("d.xml", "<r><!--" + std::string(1000000, 'c') + "-->" + text + "</r>"));
+  const std::string text = std::string(3000000, 'y') + "\n" + std::string(50000, 'x');
+  Collector parser(mFolder.MakeFile("d.xml", "<r><!--" + std::string(4000000, 'c') + "-->" + text + "</r>"));
   EXPECT_EQ(parser.Code(), 0);
   size_t total = 0;
   for (const std::string& piece : parser.mPieces) {

@@ -211,6 +211,17 @@ TEST(DeviceTypesFaults, NothingIsHandedOverAfterAFault) {
   EXPECT_EQ(parser.mHanded, 0);
 }
 
+TEST(DeviceTypesFaults, TheParentOfAnElementThatFailedStaysBehind) {
+  const Test_MemoryFile file("<MIDIDeviceTypes><Author><MIDIIn/>");
+  Keeper parser(file.Path());
+  EXPECT_EQ(parser.Code(), 102);
+  // So the elements that are open end as if each stood one deeper, and nothing is handed over.
+  midixml::MIDIXMLParser& base = parser;
+  base.EndElement("Author");
+  base.EndElement("MIDIDeviceTypes");
+  EXPECT_EQ(parser.mHanded, 0);
+}
+
 TEST(DeviceTypesFaults, AfterAFaultTheNextRecordsDeleteTheUnfinishedOnes) {
   const Test_MemoryFile bad("<MIDIDeviceTypes><MIDIDeviceType><MIDIPortGroup><MIDIIn/><Author/>");
   const Test_MemoryFile port("<MIDIOut/>");

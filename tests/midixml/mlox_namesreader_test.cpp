@@ -399,6 +399,16 @@ TEST_F(NamesReaderTest, ASecondReadReplacesTheBankNamesAndAFailedOneKeepsThem) {
   EXPECT_EQ(mReader.GetBankName(1), "");
 }
 
+TEST_F(NamesReaderTest, AFailedLoadLeavesNothingOfTheOneBefore) {
+  MakeMaster(Device(Mode("M", "S") + Set("S", Bank("B", "L")) + List("L", 3)));
+  EXPECT_EQ(Count(), 3);
+  mModel = "Other";
+  EXPECT_EQ(Count(), -1);
+  EXPECT_FALSE(mReader.GetPatchInfo(0));
+  EXPECT_EQ(NameOf(Event({}, {}, 0)), "(unchanged)");
+  EXPECT_EQ(mReader.GetChannelNameSetName(), "");
+}
+
 TEST_F(NamesReaderTest, AChangedFileIsSeenAtTheNextCount) {
   MakeMaster(Device(Mode("M", "S") + Set("S", Bank("B", "L")) + List("L", 3)));
   EXPECT_EQ(Count(), 3);
