@@ -84,16 +84,16 @@ TEST_F(StudioTest, RawObjectsAreFoundDownToTheLevelOfAnIdentifierAndThoseBelowSt
   const std::string port = Plug("P", false);
   std::shared_ptr<IEndpointIDs> ids;
   ASSERT_EQ(Find(port)->GetIDs(&ids), S_OK);
-  EXPECT_EQ(FindRaw(ids), S_OK);
+  ASSERT_EQ(FindRaw(ids), S_OK);
   EXPECT_EQ(mDevice->CompareRaw(Find(port)), S_OK);
   EXPECT_EQ(mEntity, nullptr);
   EXPECT_EQ(mEndpoint, nullptr);
   ASSERT_EQ(FindEntity(port)->GetIDs(&ids), S_OK);
-  EXPECT_EQ(FindRaw(ids), S_OK);
+  ASSERT_EQ(FindRaw(ids), S_OK);
   EXPECT_NE(mDevice, nullptr);
   EXPECT_EQ(mEntity->CompareRaw(FindEntity(port)), S_OK);
   EXPECT_EQ(mEndpoint, nullptr);
-  EXPECT_EQ(FindRaw(IDsOf(*FindEndpoint(port, false))), S_OK);
+  ASSERT_EQ(FindRaw(IDsOf(*FindEndpoint(port, false))), S_OK);
   EXPECT_NE(mDevice, nullptr);
   EXPECT_NE(mEntity, nullptr);
   EXPECT_EQ(mEndpoint->CompareRaw(FindEndpoint(port, false)), S_OK);
@@ -102,7 +102,7 @@ TEST_F(StudioTest, RawObjectsAreFoundDownToTheLevelOfAnIdentifierAndThoseBelowSt
 TEST_F(StudioTest, AUserDeviceIsFoundThoughItIsWiredToNothing) {
   const std::string user = Add("U");
   const std::shared_ptr<IEndpointProperties> endpoint = FindEndpoint(user, true, VARIANT_FALSE);
-  EXPECT_EQ(FindRaw(IDsOf(*endpoint)), S_OK);
+  ASSERT_EQ(FindRaw(IDsOf(*endpoint)), S_OK);
   EXPECT_EQ(mEndpoint->CompareRaw(endpoint), S_OK);
 }
 
