@@ -27,19 +27,26 @@ namespace {
 
 using Result = Platform_StudioResult;
 
+// How long the tests' own connections wait for a studio's thread, which may be closing the file yet.
+constexpr int kBusyMilliseconds = 30000;
+
 class StudioDatabaseTest : public ::testing::Test {
  protected:
-  // Makes a studio with one user-defined device in the file, and closes it.
+  // Makes a studio with one user-defined device in the file, and closes it. The studio's thread may close the
+  // file some time after the studio has gone; the log goes with it.
   std::string MakeFile() {
-    const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
     std::string guid;
-    EXPECT_EQ(faces.mManagement->Add("kept", "", "", guid), Result::kDone);
-    EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+    {
+      const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+      EXPECT_EQ(faces.mManagement->Add("kept", "", "", guid), Result::kDone);
+      EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+    }
+    EXPECT_TRUE(Test_Eventually([this] { return !std::filesystem::exists(mPath + "-wal"); }));
     return guid;
   }
 
   void Execute(const std::string& iSql) const {
-    SQLite::Database database(mPath, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    SQLite::Database database(mPath, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, kBusyMilliseconds);
     database.exec(iSql);
   }
 
@@ -218,7 +225,7 @@ TEST_F(StudioDatabaseTest, DamageDuringLifeLosesNothingThatMemoryKnows) {
   ASSERT_EQ(faces.mManagement->Add("first", "", "", first), Result::kDone);
   ASSERT_TRUE(faces.mManagement->Flush(Test_kPatience));
   {
-    SQLite::Database database(mPath, SQLite::OPEN_READWRITE);
+    SQLite::Database database(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
     database.exec("PRAGMA wal_checkpoint(TRUNCATE)");
     // Another page each, so that the file's pages are read anew.
     std::fstream file(mPath, std::ios::in | std::ios::out | std::ios::binary);
@@ -305,7 +312,7 @@ TEST_F(StudioDatabaseTest, AFolderInItsPlaceIsLeftInPlace) {
 
 TEST_F(StudioDatabaseTest, AFileThatAnotherHoldsAnswersFromMemoryAndIsReadWhenItIsFree) {
   const std::string guid = MakeFile();
-  auto holder = std::make_unique<SQLite::Database>(mPath, SQLite::OPEN_READWRITE);
+  auto holder = std::make_unique<SQLite::Database>(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
   holder->exec("PRAGMA locking_mode = EXCLUSIVE");
   holder->exec("BEGIN EXCLUSIVE; UPDATE device SET model = 'held'; COMMIT");
   const Test_StudioLines lines;
@@ -335,7 +342,7 @@ TEST_F(StudioDatabaseTest, ChangesWaitForAWriterAndNobodyWaitsForThem) {
   MakeFile();
   const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
   ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
-  SQLite::Database writer(mPath, SQLite::OPEN_READWRITE);
+  SQLite::Database writer(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
   writer.exec("BEGIN IMMEDIATE");
   std::string guid;
   EXPECT_EQ(faces.mManagement->Add("added", "", "", guid), Result::kDone);
@@ -347,7 +354,7 @@ TEST_F(StudioDatabaseTest, ChangesWaitForAWriterAndNobodyWaitsForThem) {
 
 TEST_F(StudioDatabaseTest, AStudioThatGoesLeavesItsLastChangesToItsThread) {
   MakeFile();
-  SQLite::Database writer(mPath, SQLite::OPEN_READWRITE);
+  SQLite::Database writer(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
   {
     const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
     ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
