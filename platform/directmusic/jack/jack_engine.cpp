@@ -5,29 +5,15 @@
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
 
 #include "cmn/sys_clock.h"
+#include "platform/directmusic/jack/jack_patience.h"
 
 namespace {
 
 constexpr std::int64_t kMicrosecondsASecond = 1'000'000;
-// Longer than any period; a server that stands still must not keep us.
-constexpr std::chrono::milliseconds kCyclePatience{250};
 constexpr std::chrono::milliseconds kRemovePatience{1000};
-
-// Waits for a condition in small steps; false when it did not come true in time.
-template <class Condition>
-bool WaitFor(std::chrono::milliseconds iPatience, Condition iCondition) {
-  const auto end = std::chrono::steady_clock::now() + iPatience;
-  while (!iCondition()) {
-    if (std::chrono::steady_clock::now() >= end) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::microseconds(500));
-  }
-  return true;
-}
+constexpr std::chrono::microseconds kStep{500};
 
 }  // namespace
 
@@ -65,7 +51,8 @@ bool Platform_JackEngine::Remove(Platform_JackWay* iWayP) {
 
 bool Platform_JackEngine::WaitForEnd() const {
   const std::uint64_t cycle = mCycles.load();
-  return cycle % 2 == 0 || WaitFor(kRemovePatience, [&] { return mCycles.load() != cycle; });
+  return cycle % 2 == 0 ||
+         Platform_JackWaitFor(kRemovePatience, kStep, [&] { return mCycles.load() != cycle; });
 }
 
 void Platform_JackEngine::Clear() {
@@ -77,9 +64,9 @@ void Platform_JackEngine::Clear() {
   mCycles.store(0);
 }
 
-void Platform_JackEngine::WaitForCycles(int iCount) const {
+void Platform_JackEngine::WaitForCycles(int iCount, std::chrono::milliseconds iPatience) const {
   const std::uint64_t wanted = mCycles.load() + 2 * static_cast<std::uint64_t>(iCount) + 1;
-  static_cast<void>(WaitFor(kCyclePatience, [&] { return mCycles.load() >= wanted; }));
+  static_cast<void>(Platform_JackWaitFor(iPatience, kStep, [&] { return mCycles.load() >= wanted; }));
 }
 
 std::int64_t Platform_JackEngine::PeriodMicroseconds() const {

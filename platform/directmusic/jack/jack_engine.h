@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 
 #include "platform/directmusic/jack/jack_way.h"
@@ -27,8 +28,8 @@ class Platform_JackEngine {
   bool WaitForEnd() const;
   /// Forgets all ways; only when no callback comes any more.
   void Clear();
-  /// Waits until whole cycles have run, as long as they run at all.
-  void WaitForCycles(int iCount) const;
+  /// Waits until whole cycles have run; not for ever, since a server may stand still.
+  void WaitForCycles(int iCount, std::chrono::milliseconds iPatience) const;
   /// How far Sys_Clock is ahead of the server's clock, in microseconds.
   void SetClockOffset(std::int64_t iOffset) { mClockOffset.store(iOffset); }
   /// @}

@@ -13,6 +13,7 @@
 
 #include "cmn/sys_clock.h"
 #include "cmn/sys_utils.h"
+#include "platform/directmusic/jack/jack_patience.h"
 
 namespace {
 
@@ -21,6 +22,13 @@ using Clock = std::chrono::steady_clock;
 // How long others wait for our thread. The root asks with its lock held, and applications wait behind that.
 constexpr std::chrono::milliseconds kPatience{2000};
 constexpr std::chrono::milliseconds kEndPatience{10000};
+// How long the thread itself waits for a connection: to be promised, to be made, to hold. Together less than
+// kPatience; a server that stands still must not keep us.
+constexpr std::chrono::milliseconds kConnectPatience{600};
+constexpr std::chrono::microseconds kConnectStep{2000};
+constexpr std::chrono::milliseconds kDisconnectPatience{1000};
+// When whoever could not be connected to a port that is there may try again.
+constexpr std::chrono::milliseconds kTellAfter{3000};
 // A server that is back must play its first note within two seconds.
 constexpr std::chrono::milliseconds kJoinEvery{300};
 // jackd tells of the end of a client's ports before it takes them away.
@@ -233,7 +241,8 @@ void Platform_JackSession::Run() {
 int Platform_JackSession::SleepMilliseconds() const {
   auto next = mNextJoin;
   if (mClientP.load() != nullptr) {
-    next = mWays.empty() ? mNextLook : std::min(mNextLook, mNextMeasurement);
+    next = std::min(mNextLook, mNextTell);
+    next = mWays.empty() ? next : std::min(next, mNextMeasurement);
   }
   if (next == Clock::time_point::max()) {
     return -1;
@@ -259,8 +268,12 @@ void Platform_JackSession::Round() {
     Rescan();
     mNextLook = Clock::now() + kLookAgainAfter;
   } else if (Clock::now() >= mNextLook) {
-    mNextLook = Clock::time_point::max();
     Rescan();
+    mNextLook = mIsConnectionOwed ? Clock::now() + kLookAgainAfter : Clock::time_point::max();
+  }
+  if (Clock::now() >= mNextTell) {
+    mNextTell = Clock::time_point::max();
+    TellHost();
   }
   if (!mWays.empty() && Clock::now() >= mNextMeasurement) {
     MeasureClock();
@@ -288,6 +301,7 @@ void Platform_JackSession::RunTasks() {
     mTaskDone.notify_all();
     if (isAbandoned && task->mUndo) {
       task->mUndo();
+      mNextTell = Clock::now() + kTellAfter;
     }
   }
 }
@@ -446,6 +460,7 @@ void Platform_JackSession::Number(std::vector<Platform_PortInfo>& ioPorts) {
 // A way whose port has gone ends. One whose port went and came back between two looks is connected again.
 void Platform_JackSession::FollowPorts(const std::vector<Platform_PortInfo>& iPorts) {
   std::vector<std::shared_ptr<Platform_JackWay>> gone;
+  mIsConnectionOwed = false;
   for (const std::shared_ptr<Platform_JackWay>& way : mWays) {
     const bool isThere = std::any_of(iPorts.begin(), iPorts.end(), [&](const Platform_PortInfo& iPort) {
       return iPort.mHandle == way->mHandle && iPort.mIsInput == way->IsInput();
@@ -453,10 +468,18 @@ void Platform_JackSession::FollowPorts(const std::vector<Platform_PortInfo>& iPo
     if (!isThere) {
       gone.push_back(way);
     } else if (!IsConnected(*way)) {
-      Connect(*way);
+      ConnectAgain(*way);
     }
   }
   EndWays(gone);
+}
+
+void Platform_JackSession::ConnectAgain(Platform_JackWay& ioWay) {
+  if (Connect(ioWay)) {
+    ioWay.WasConnected();
+  } else {
+    mIsConnectionOwed = true;
+  }
 }
 
 void Platform_JackSession::EndWays(const std::vector<std::shared_ptr<Platform_JackWay>>& iWays) {
@@ -531,13 +554,36 @@ std::shared_ptr<Platform_JackWay> Platform_JackSession::OpenHere(const std::stri
   }
   MeasureClock();
   mWays.push_back(way);
-  if (!mEngine.Add(way.get()) || !Connect(*way)) {
+  if (!mEngine.Add(way.get()) || !ConnectPatiently(*way)) {
     CloseHere(way);
+    mNextTell = Clock::now() + kTellAfter;
     return nullptr;
   }
-  // A connection holds from the server's next cycle on; what was sent before would sound nowhere.
-  mEngine.WaitForCycles(2);
   return way;
+}
+
+// jackd lists the ports of a client that is about to run, and refuses to connect them until it does. PipeWire
+// makes a connection some time after it has promised it. What is sent before it stands sounds nowhere.
+bool Platform_JackSession::ConnectPatiently(Platform_JackWay& ioWay) {
+  bool isPromised = false;
+  const auto isDecided = [&] {
+    isPromised = Connect(ioWay);
+    return isPromised || mIsShutDown.load() ||
+           jack_port_by_name(mClientP.load(), ioWay.mTarget.c_str()) == nullptr;
+  };
+  Platform_JackWaitFor(kConnectPatience, kConnectStep, isDecided);
+  if (!isPromised) {
+    return false;
+  }
+  const auto stands = [&] { return jack_port_connected(ioWay.mPortP) != 0 || mIsShutDown.load(); };
+  mIsConnectionOwed = !Platform_JackWaitFor(kConnectPatience, kConnectStep, stands) || mIsConnectionOwed;
+  ioWay.WasConnected();
+  // It holds from the server's next cycle on: what others send from now on arrives.
+  mEngine.WaitForCycles(2, kConnectPatience);
+  if (mIsConnectionOwed) {
+    mNextLook = Clock::now() + kLookAgainAfter;
+  }
+  return true;
 }
 
 // First nobody hears the port any more, then the callback lets go of it, then it ends: a port that is no
@@ -552,7 +598,7 @@ void Platform_JackSession::CloseHere(const std::shared_ptr<Platform_JackWay>& iW
   jack_port_disconnect(client, iWayP->mPortP);
   // The connection holds for the cycle that runs, and jackd may take one more to switch: served, and so
   // cleared, until then.
-  mEngine.WaitForCycles(2);
+  mEngine.WaitForCycles(2, kDisconnectPatience);
   if (!mEngine.Remove(iWayP.get())) {
     mRetired.push_back(iWayP);
   }

@@ -97,6 +97,8 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   void EndWays(const std::vector<std::shared_ptr<Platform_JackWay>>& iWays);
   void CloseHere(const std::shared_ptr<Platform_JackWay>& iWayP);
   bool Connect(const Platform_JackWay& iWay);
+  bool ConnectPatiently(Platform_JackWay& ioWay);
+  void ConnectAgain(Platform_JackWay& ioWay);
   bool IsConnected(const Platform_JackWay& iWay) const;
   std::string FreeName(bool iIsInput) const;
 
@@ -129,7 +131,10 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   // Which appearance of a name this is: a port that went and came back is another one to who had opened it.
   std::map<std::string, unsigned> mAppearances;
   unsigned mNextAppearance = 0;
+  // A way's port is there and was not to be connected yet: tried again with the next look.
+  bool mIsConnectionOwed = false;
   std::chrono::steady_clock::time_point mNextJoin;
   std::chrono::steady_clock::time_point mNextLook = std::chrono::steady_clock::time_point::max();
+  std::chrono::steady_clock::time_point mNextTell = std::chrono::steady_clock::time_point::max();
   std::chrono::steady_clock::time_point mNextMeasurement;
 };

@@ -23,10 +23,16 @@ void Platform_JackInputWay::Process(void* iBufferP, const Platform_JackCycle& /*
   mLane.Wake();
 }
 
+bool Platform_JackOutputWay::IsHeldBack() noexcept {
+  int left = mCyclesToWait.load();
+  // Should the session set it anew at this moment, its word holds.
+  return left > 0 && (mCyclesToWait.compare_exchange_strong(left, left - 1) || left > 0);
+}
+
 void Platform_JackOutputWay::Process(void* iBufferP, const Platform_JackCycle& iCycle) noexcept {
   // Not cleared, a buffer sounds again in every cycle.
   jack_midi_clear_buffer(iBufferP);
-  if (!mIsSilent.load()) {
+  if (!mIsSilent.load() && !IsHeldBack()) {
     mLane.Process(iCycle, WriteEvent, iBufferP);
   }
 }

@@ -18,6 +18,8 @@ struct Platform_JackWay {
   /// Moves what this cycle holds. [process callback] Wait-free.
   virtual void Process(void* iBufferP, const Platform_JackCycle& iCycle) noexcept = 0;
   virtual bool IsInput() const = 0;
+  /// The connection was made just now. [session's thread]
+  virtual void WasConnected() {}
   /// What was accepted and not played. [any thread, after the way has gone]
   virtual std::uint64_t Lost() const = 0;
 
@@ -41,8 +43,16 @@ struct Platform_JackInputWay final : Platform_JackWay {
 
 /// A way from one of our senders.
 struct Platform_JackOutputWay final : Platform_JackWay {
+  /// Holds back what is sent until the server has taken the connection over, with one of its next cycles.
+  void WasConnected() override { mCyclesToWait.store(kCyclesToConnect); }
   void Process(void* iBufferP, const Platform_JackCycle& iCycle) noexcept override;
   bool IsInput() const override { return false; }
   std::uint64_t Lost() const override { return mLane.Unplayed(); }
   Platform_JackOutputLane mLane;
+
+ private:
+  static constexpr int kCyclesToConnect = 2;
+  bool IsHeldBack() noexcept;
+
+  std::atomic<int> mCyclesToWait{kCyclesToConnect};
 };
