@@ -4,6 +4,7 @@
 #if !defined(_WIN32)
 
 #include <algorithm>
+#include <typeinfo>
 
 #include "cmn/sys_clock.h"
 #include "platform/directmusic/musicbuffer.h"
@@ -111,10 +112,14 @@ HRESULT Platform_OutputPort::SetReadNotificationHandle(HANDLE /*iEvent*/) { retu
 HRESULT Platform_OutputPort::Read(IDirectMusicBuffer* /*ioBufferP*/) { return E_NOTIMPL; }
 
 HRESULT Platform_OutputPort::PlayBuffer(IDirectMusicBuffer* iBufferP) {
-  const auto* const buffer = dynamic_cast<const Platform_MusicBuffer*>(iBufferP);
-  if (buffer == nullptr) {
-    return iBufferP == nullptr ? E_POINTER : E_INVALIDARG;
+  if (iBufferP == nullptr) {
+    return E_POINTER;
   }
+  // A final class: this asks the same as a dynamic_cast, at the cost of one comparison.
+  if (typeid(*iBufferP) != typeid(Platform_MusicBuffer)) {
+    return E_INVALIDARG;
+  }
+  const auto* const buffer = static_cast<const Platform_MusicBuffer*>(iBufferP);
   const std::lock_guard lock(mMutex);
   if (mOutputP == nullptr) {
     return E_FAIL;
