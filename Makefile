@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 
 FUZZ_SECONDS ?= 30
 
-.PHONY: help packages build test servers demo bench lint sanitize asan tsan rtsan fuzz package docs clean
+.PHONY: help packages build test soak servers demo bench lint sanitize asan tsan rtsan fuzz package docs clean
 
 help:
 	@sed -n 's/^## //p' Makefile
@@ -25,12 +25,17 @@ demo: configure-release
 
 ## make test      build everything and run every test; prints how many each driver had
 test: build
-	@bash packaging/run_tests.sh dev $(JOBS) -LE servers
+	@bash packaging/run_tests.sh dev $(JOBS) -LE 'soak|restarts'
 	bash packaging/driver_counts.sh build/dev
 
-## make servers   the tests that start, kill and restart JACK servers: one at a time, on a machine that does nothing else
+## make soak      the tests that take long; prints what they measured
+soak: build
+	@bash packaging/run_tests.sh dev 1 -L soak
+	@grep -a '^soak: ' build/dev/Testing/Temporary/LastTest.log
+
+## make servers   of all tests those that start, kill and restart JACK servers, with two that `make test` leaves out
 servers: build
-	@bash packaging/run_tests.sh dev 1 -L servers
+	@bash packaging/run_tests.sh dev 1 -L 'servers|restarts'
 
 ## make bench     measure ours beside its peers, table at the end
 bench: configure-bench

@@ -59,14 +59,12 @@ class DriverConformance : public ::testing::Test {
   void OpenOutput() {
     Platform_PortInfo port;
     ASSERT_TRUE(Test_WaitFor([&] { return Find(false, port); })) << "the peer's sink is not listed";
-    mOutputP = mDriverP->OpenOutput(port);
-    ASSERT_NE(mOutputP, nullptr);
+    ASSERT_TRUE(Test_WaitFor([&] { return (mOutputP = mDriverP->OpenOutput(port)) != nullptr; }));
   }
   void OpenInput() {
     Platform_PortInfo port;
     ASSERT_TRUE(Test_WaitFor([&] { return Find(true, port); })) << "the peer's source is not listed";
-    mInputP = mDriverP->OpenInput(port);
-    ASSERT_NE(mInputP, nullptr);
+    ASSERT_TRUE(Test_WaitFor([&] { return (mInputP = mDriverP->OpenInput(port)) != nullptr; }));
   }
 
   // Sends as the port above a driver does: what finds no room is tried again.

@@ -5,8 +5,8 @@
 
 #include <jack/types.h>
 
+#include <array>
 #include <atomic>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -14,10 +14,12 @@
 
 #include "tests/platform/directmusic/conformance/driver_peer.h"
 
-/// A client with any number of MIDI ports. Ports are known by their short names. One test thread.
+/// A client with up to 16 MIDI ports. Ports are known by their short names. One test thread, except that
+/// another one may Send. Its process callback waits for nobody: a server goes on without clients that are
+/// late, and what they had to say is lost.
 class Test_JackClient {
  public:
-  Test_JackClient() = default;
+  Test_JackClient();
   ~Test_JackClient();
   Test_JackClient(const Test_JackClient&) = delete;
   Test_JackClient& operator=(const Test_JackClient&) = delete;
@@ -33,25 +35,51 @@ class Test_JackClient {
   bool AddSource(const std::string& iName, unsigned long iFlags = 0);
   bool AddSink(const std::string& iName, unsigned long iFlags = 0);
   void Remove(const std::string& iName);
-  jack_port_t* Port(const std::string& iName);
+  /// Whether another client's port is there and can be connected: its client may be about to start yet.
+  bool CanConnectTo(const std::string& iPort);
 
   /// Sends an event behind those sent before, in the next cycle that has room.
   bool Send(const std::string& iSource, const Test_MidiBytes& iBytes);
   /// Events that have not been sent yet.
-  std::size_t Waiting(const std::string& iSource);
-  /// All that a sink has recorded; also after it was removed.
-  std::vector<Test_Heard> Heard(const std::string& iSink);
+  std::size_t Waiting(const std::string& iSource) const;
+  /// All that a sink has recorded; also after it was removed, and after Close.
+  std::vector<Test_Heard> Heard(const std::string& iSink) const;
+  std::size_t HeardCount(const std::string& iSink) const;
   /// How often the server came too late, left frames out, or its frames went apart from its clock.
   int Troubles() const { return mTroubles.load(); }
   /// The most events that a cycle held at a sink.
   std::size_t MostInACycle() const { return mMostInACycle.load(); }
 
  private:
+  // Events in the order of their coming, one writer, any readers. All memory is there from the beginning.
+  class Tape {
+   public:
+    Tape();
+    bool Append(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength);
+    std::size_t Count() const { return mCount.load(std::memory_order_acquire); }
+    Test_Heard At(std::size_t iIndex) const;
+    const std::uint8_t* BytesAt(std::size_t iIndex) const { return &mBytes[mEvents[iIndex].mPlace]; }
+    std::size_t LengthAt(std::size_t iIndex) const { return mEvents[iIndex].mLength; }
+
+   private:
+    struct Event {
+      std::int64_t mTime = 0;
+      std::size_t mPlace = 0;
+      std::size_t mLength = 0;
+    };
+    std::vector<Event> mEvents;
+    std::vector<std::uint8_t> mBytes;
+    std::size_t mUsed = 0;
+    std::atomic<std::size_t> mCount{0};
+  };
   struct Way {
-    jack_port_t* mPortP = nullptr;
+    std::string mName;
     bool mIsSource = false;
-    std::deque<Test_MidiBytes> mWaiting;
-    std::vector<Test_Heard> mHeard;
+    std::atomic<jack_port_t*> mPortP{nullptr};
+    Tape mTape;
+    // Of a source: events that the callback has sent, or left out since their port was away.
+    std::atomic<std::size_t> mSent{0};
+    std::mutex mSendMutex;
   };
 
   static int OnLate(void* iClientP);
@@ -61,15 +89,18 @@ class Test_JackClient {
   void Play(Way& ioWay, void* iBufferP);
   void Record(Way& ioWay, void* iBufferP, jack_nframes_t iFrames);
   bool Add(const std::string& iName, bool iIsSource, unsigned long iFlags);
+  Way* Find(const std::string& iName) const;
+  void WaitForCallback() const;
 
   jack_client_t* mClientP = nullptr;
-  std::mutex mMutex;
-  std::vector<std::pair<std::string, std::unique_ptr<Way>>> mWays;
+  std::array<std::unique_ptr<Way>, 16> mWays;
+  std::atomic<std::size_t> mWayCount{0};
+  // Odd while the callback runs.
+  std::atomic<std::uint64_t> mCallbacks{0};
   std::atomic<std::size_t> mMostInACycle{0};
   std::atomic<int> mTroubles{0};
   // The process callback's: where frames and clock were together, and the next cycle's first frame.
   std::int64_t mFirstStart = 0;
   jack_nframes_t mFirstFrame = 0;
   jack_nframes_t mNextFrame = 0;
-  Way* Find(const std::string& iName);
 };

@@ -4,6 +4,7 @@
 /// runs with.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <string>
@@ -21,7 +22,8 @@ class Test_JackServer {
   Test_JackServer(const Test_JackServer&) = delete;
   Test_JackServer& operator=(const Test_JackServer&) = delete;
 
-  /// Starts it and waits until it takes clients. \returns why that can't be had; empty when it runs.
+  /// Starts it and waits until it takes clients. No client of this process may be left from a server before
+  /// it. \returns why that can't be had; empty when it runs.
   std::string Start();
   /// Ends it in good order.
   void Stop();
@@ -34,11 +36,19 @@ class Test_JackServer {
  private:
   std::string Missing() const;
   void TakeName();
+  bool TakeNextFreeName();
+  void GiveNameBack();
+  void ClearLeftovers() const;
   void Spawn();
+  bool IsUp();
+  bool IsNameTaken() const;
+  std::string Log() const;
+  std::string Program() const;
 
   std::string mFolder;
   std::string mName;
   int mLock = -1;
+  int mNextName = 0;
   int mPeriod = 256;
   pid_t mProcess = -1;
 };
@@ -54,8 +64,8 @@ class Test_Program {
 
   /// What it has written so far.
   std::string Output();
-  /// Ends it.
-  void Stop();
+  /// Ends it. Some sleep until an event comes, and look at a milder signal only then.
+  void Stop(int iSignal = SIGKILL);
 
  private:
   std::string mOutputFile;

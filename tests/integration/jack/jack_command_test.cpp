@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: MIT
+// The command over a JACK server, heard and fed by programs that nobody here wrote.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/integration/jack/dumped_messages.h"
+#include "tests/platform/directmusic/conformance/driver_test_support.h"
+#include "tests/platform/directmusic/jack/jack_test_client.h"
+#include "tests/platform/directmusic/jack/jack_test_server.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/test_files.h"
+#include "tests/support/test_temp_folder.h"
+
+namespace {
+
+using Messages = std::vector<Test_MidiBytes>;
+
+constexpr int kSongNotes = 96;
+constexpr std::int64_t kMicrosecondsAStep = 10'416;  // 2 ticks of 96 at 120 quarter notes a minute
+constexpr std::int64_t kFramesASecond = 48'000;
+constexpr std::int64_t kInTime = 5'000;
+
+// A note every two ticks, round about the channels, on and off in turn.
+Test_MidiBytes NoteOfSong(int iIndex) {
+  const auto channel = static_cast<std::uint8_t>(iIndex / 2 % 16);
+  const auto key = static_cast<std::uint8_t>(30 + iIndex / 2);
+  return iIndex % 2 == 0 ? Test_MidiBytes{static_cast<std::uint8_t>(0x90 | channel), key, 100}
+                         : Test_MidiBytes{static_cast<std::uint8_t>(0x80 | channel), key, 64};
+}
+const Test_MidiBytes kSongSysex = {0xF0, 0x7D, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0xF7};
+
+Test_Bytes Song() {
+  Test_Bytes events = {0x00, 0xF0, static_cast<std::uint8_t>(kSongSysex.size() - 1)};
+  events.insert(events.end(), kSongSysex.begin() + 1, kSongSysex.end());
+  for (int i = 0; i < kSongNotes; ++i) {
+    events.push_back(2);
+    const Test_MidiBytes note = NoteOfSong(i);
+    events.insert(events.end(), note.begin(), note.end());
+  }
+  return Test_OneTrackSong(events);
+}
+
+std::string Hex(const Test_MidiBytes& iBytes) {
+  std::string text;
+  char number[4];
+  for (const std::uint8_t byte : iBytes) {
+    std::snprintf(number, sizeof(number), "%02x ", byte);
+    text += number;
+  }
+  return text;
+}
+
+class JackCommand : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ::setenv("MLOX_MIDI_DRIVERS", "jack", 1);
+    ::setenv("MLOX_STUDIO_DB", (mFolder / "studio.db").c_str(), 1);
+    ::setenv("MLOX_DEBUG_LOG", (mFolder / "debug.log").c_str(), 1);
+    ASSERT_EQ(mServer.Start(), "");
+    ASSERT_EQ(mPeer.Open("peer"), "");
+  }
+  void TearDown() override {
+    mPeer.Close();
+    mServer.Stop();
+    mProgramP.reset();
+  }
+
+  // A program of the system's. It ends after the server: jackd waits long for a client that is killed.
+  void Run(const std::vector<std::string>& iArguments, const std::string& iPort) {
+    mProgramP = std::make_unique<Test_Program>(iArguments);
+    ASSERT_TRUE(Test_WaitFor([&] { return mPeer.CanConnectTo(iPort); })) << mProgramP->Output();
+  }
+  void RunDump() { Run({"jack_midi_dump", "-a", "dump"}, "dump:input"); }
+
+  void Mlox(const std::string& iArguments) const {
+    const std::string errors = mFolder / "errors";
+    const int status = std::system((MLOX_TEST_TOOL " " + iArguments + " >/dev/null 2>" + errors).c_str());
+    ASSERT_EQ(status, 0) << Test_ReadFile(errors);
+  }
+
+  // Runs a command until iHeard, which gives all that has been heard so far, has got what is wanted from one
+  // run; that is given then. A command waits a quarter of a second for what it has written: where the server
+  // got no cycle meanwhile, the end is missing, and nothing else may be.
+  template <class Part, class Heard>
+  std::vector<Part> RunUntilWhole(const std::string& iArguments, const std::vector<Part>& iWanted,
+                                  Heard iHeard) {
+    std::vector<Part> heard;
+    Test_WaitFor([&] {
+      const auto before = static_cast<std::ptrdiff_t>(iHeard().size());
+      Mlox(iArguments);
+      Test_WaitFor([&] { return iHeard().size() >= static_cast<std::size_t>(before) + iWanted.size(); },
+                   std::chrono::seconds(3));
+      heard = iHeard();
+      heard.erase(heard.begin(), heard.begin() + before);
+      EXPECT_LE(heard.size(), iWanted.size());
+      EXPECT_TRUE(heard.size() > iWanted.size() || std::equal(heard.begin(), heard.end(), iWanted.begin()));
+      return heard.size() >= iWanted.size() || HasFailure();
+    });
+    return heard;
+  }
+  Messages DumpedBytes() {
+    Messages messages;
+    for (const Test_Heard& message : Test_DumpedMessages(mProgramP->Output())) {
+      messages.push_back(message.mBytes);
+    }
+    return messages;
+  }
+
+  Test_TempFolder mFolder;
+  std::unique_ptr<Test_Program> mProgramP;
+  Test_JackServer mServer;
+  Test_JackClient mPeer;
+};
+
+TEST_F(JackCommand, WhatSendPutsOutIsRecordedByJackMidiDumpByteForByte) {
+  RunDump();
+  const Messages messages = {{0x90, 60, 100},       {0x80, 60, 64}, {0xC5, 12}, {0xEF, 1, 2},
+                             {0xF0, 0x7E, 1, 0xF7}, {0xB3, 7, 127}, {0xD2, 33}, {0xF0, 0x7D, 9, 8, 0xF7}};
+  std::string bytes;
+  for (const Test_MidiBytes& message : messages) {
+    bytes += Hex(message);
+  }
+  EXPECT_EQ(RunUntilWhole("send dump:input " + bytes, messages, [&] { return DumpedBytes(); }), messages);
+}
+
+TEST_F(JackCommand, ASystemExclusiveFileGoesOutByteForByte) {
+  ASSERT_TRUE(mPeer.AddSink("sink"));
+  const Test_MidiBytes sysex = Test_LongSysex(3'000);
+  const std::string file = mFolder / "long.syx";
+  std::ofstream(file, std::ios::binary)
+      .write(reinterpret_cast<const char*>(sysex.data()), static_cast<std::streamsize>(sysex.size()));
+  const auto heard = [&] {
+    Test_MidiBytes bytes;
+    for (const Test_Heard& piece : mPeer.Heard("sink")) {
+      bytes.insert(bytes.end(), piece.mBytes.begin(), piece.mBytes.end());
+    }
+    return bytes;
+  };
+  EXPECT_EQ(RunUntilWhole("send peer:sink --sysex " + file, sysex, heard), sysex);
+}
+
+// How far each message lies behind its place in the song, the earliest taken as the measure of the others.
+std::vector<std::int64_t> Lateness(const std::vector<Test_Heard>& iNotes) {
+  std::vector<std::int64_t> late;
+  for (std::size_t i = 0; i < iNotes.size(); ++i) {
+    late.push_back(iNotes[i].mTime * 1'000'000 / kFramesASecond -
+                   static_cast<std::int64_t>(i) * kMicrosecondsAStep);
+  }
+  const std::int64_t least = *std::min_element(late.begin(), late.end());
+  for (std::int64_t& time : late) {
+    time -= least;
+  }
+  std::sort(late.begin(), late.end());
+  return late;
+}
+
+// Every time all is there and in order. Times count only where the server ran evenly, for frames are no clock
+// where it stumbled; and of the best run only half of the messages, for a player is late as often as the
+// machine keeps it from running.
+TEST_F(JackCommand, WhatPlayPutsOutIsRecordedByJackMidiDumpInOrderAndInTime) {
+  RunDump();
+  const Test_Bytes song = Song();
+  const std::string file = mFolder / "song.mid";
+  std::ofstream(file, std::ios::binary)
+      .write(reinterpret_cast<const char*>(song.data()), static_cast<std::streamsize>(song.size()));
+  Messages messages = {kSongSysex};
+  for (int i = 0; i < kSongNotes; ++i) {
+    messages.push_back(NoteOfSong(i));
+  }
+  std::int64_t bestMiddle = INT64_MAX;
+  std::int64_t bestLast = INT64_MAX;
+  for (int attempt = 0; attempt < 5 && bestLast > kInTime; ++attempt) {
+    const int troubles = mPeer.Troubles();
+    const Messages whole =
+        RunUntilWhole("play " + file + " --to dump:input", messages, [&] { return DumpedBytes(); });
+    ASSERT_EQ(whole, messages);
+    std::vector<Test_Heard> heard = Test_DumpedMessages(mProgramP->Output());
+    heard.erase(heard.begin(), heard.end() - kSongNotes);
+    const std::vector<std::int64_t> late = Lateness(heard);
+    const bool isClock = mPeer.Troubles() == troubles;
+    std::printf("behind the song's time, microseconds: p50 %lld, most %lld%s\n",
+                static_cast<long long>(late[late.size() / 2]), static_cast<long long>(late.back()),
+                isClock ? "" : " (the server stumbled)");
+    if (isClock) {
+      bestMiddle = std::min(bestMiddle, late[late.size() / 2]);
+      bestLast = std::min(bestLast, late.back());
+    }
+  }
+  EXPECT_TRUE(bestMiddle <= kInTime || bestMiddle == INT64_MAX) << bestMiddle;
+}
+
+TEST_F(JackCommand, WhatJackMidiseqSendsIsMonitoredCompleteAndInOrder) {
+  // A loop of 2,400 frames with two notes: on and off of both, over and over.
+  Run({"jack_midiseq", "seq", "2400", "0", "60", "600", "1200", "63", "600"}, "seq:out");
+  Test_Program monitor({MLOX_TEST_TOOL, "monitor", "seq:out", "--json"});
+  std::vector<int> steps;
+  const auto readSteps = [&] {
+    steps.clear();
+    std::istringstream output(monitor.Output());
+    for (std::string line; std::getline(output, line) && !output.eof();) {
+      const auto bytes = nlohmann::json::parse(line)["bytes"].get<std::vector<int>>();
+      const bool isStep =
+          bytes.size() == 3 && (bytes[0] | 0x10) == 0x90 && (bytes[1] == 60 || bytes[1] == 63);
+      steps.push_back(isStep ? (bytes[1] == 63 ? 2 : 0) + (bytes[0] == 0x80 ? 1 : 0) : -1);
+    }
+    return steps.size() >= 200;
+  };
+  EXPECT_TRUE(Test_WaitFor(readSteps)) << monitor.Output() << Test_ReadFile(mFolder / "debug.log");
+  monitor.Stop(SIGINT);
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    ASSERT_GE(steps[i], 0) << "not what was sent";
+    ASSERT_TRUE(i == 0 || steps[i] == (steps[i - 1] + 1) % 4) << "a message is missing or doubled at " << i;
+  }
+}
+
+}  // namespace
