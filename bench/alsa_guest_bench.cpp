@@ -3,13 +3,15 @@
 // for the guest with virtual time (bench/alsa_guest.sh), where a nanosecond is half an instruction and
 // figures repeat.
 //
-//   arrival   from another client's write to the reader's hands, 2,000 messages one at a time
-//   write     the call that plays one short message at once
+//   arrival   from another client's write to the reader's hands, 2,000 messages one at a time; ours to the
+//             Mlox_RawMidiReceiver of an application
+//   write     the call that plays one short message at once; ours from WriteEvent of an output on
 //   ahead     how late messages sound that were written 100 ms ahead
 #include <RtMidi.h>
 #include <alsa/asoundlib.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <sched.h>
 #include <time.h>
 
 #include <algorithm>
@@ -23,9 +25,16 @@
 #include <thread>
 #include <vector>
 
-#include "platform/directmusic/directmusic.h"
-#include "platform/directmusic/windows_com.h"
-#include "platform/directmusic/windows_events.h"
+#include "cmn/mem2_masterallocator.h"
+#include "mdid/mdie_event.h"
+#include "mdid/mdie_timestamp.h"
+#include "mlox/mdi_appcallback.h"
+#include "mlox/mlox_device.h"
+#include "mlox/mlox_init.h"
+#include "mlox/mlox_inputport.h"
+#include "mlox/mlox_manager.h"
+#include "mlox/mlox_output.h"
+#include "mlox/mlox_rawmidireceiver.h"
 
 namespace {
 
@@ -95,60 +104,65 @@ class Client {
 
 // ---- our side ----
 
-std::string Text(const WCHAR* iText) {
-  std::string text;
-  for (; *iText != 0; ++iText) {
-    text.push_back(static_cast<char>(*iText));
-  }
-  return text;
-}
+// A sample is a microsecond of the monotonic clock.
+class AppCallback : public Mdi_AppCallback {
+ public:
+  std::int64_t SampleToMicroseconds(Time_Sample iSample) override { return iSample.AsInt64(); }
+  void StopPlayback() override {}
+};
 
-IDirectMusic8* Root() {
-  static IDirectMusic8* const sRoot = [] {
-    void* root = nullptr;
-    if (CoCreateInstance(CLSID_DirectMusic, nullptr, CLSCTX_INPROC_SERVER, IID_IDirectMusic8, &root) !=
-        S_OK) {
-      Fail("no root");
+// The library with the hardware service active, from the first use on.
+Mlox_Manager& Manager() {
+  static Mlox_Manager* const sManagerP = [] {
+    static auto* const sAllocatorP = new Mem2_MasterAllocator;
+    static auto* const sCallbackP = new AppCallback;
+    Mlox_Init::Init();
+    Mlox_Manager::Init();
+    Mlox_Manager* const manager = Mlox_Manager::Singleton();
+    if (!manager->ActivateService(Mlox_Manager::kDirectMusicService, sAllocatorP, sCallbackP)) {
+      Fail("there is no hardware service");
     }
-    return static_cast<IDirectMusic8*>(root);
+    return manager;
   }();
-  return sRoot;
+  return *sManagerP;
 }
 
-IDirectMusicPort* OpenPort(const std::string& iName, DWORD iClass) {
-  for (DWORD i = 0;; ++i) {
-    DMUS_PORTCAPS caps{};
-    caps.dwSize = sizeof(caps);
-    if (Root()->EnumPort(i, &caps) != S_OK) {
-      Fail("no port " + iName);
+// Idles as an application does until the lists have something of this name.
+template <class Find>
+auto WaitFor(const std::string& iName, const Find& iFind) {
+  for (int patience = 0; patience < 1'000; ++patience) {
+    Manager().CheckStudioSetup();
+    if (auto found = iFind()) {
+      return found;
     }
-    if (caps.dwClass != iClass || Text(caps.wszDescription) != iName) {
-      continue;
-    }
-    DMUS_PORTPARAMS8 params{};
-    params.dwSize = sizeof(params);
-    IDirectMusicPort* port = nullptr;
-    if (Root()->CreatePort(caps.guidPort, &params, &port, nullptr) != S_OK || port->Activate(TRUE) != S_OK) {
-      Fail("the port does not open: " + iName);
-    }
-    return port;
+    Sleep(10'000);
   }
+  Fail("no port " + iName);
 }
 
-void ClosePort(IDirectMusicPort* iPortP) {
-  iPortP->Activate(FALSE);
-  iPortP->Release();
+Mlox_InputRef FindInput(const std::string& iName) {
+  return WaitFor(iName, [&] {
+    const int count = Manager().GetNumberOfInputs();
+    for (int i = 0; i < count; ++i) {
+      if (Mlox_InputRef input = Manager().GetInput(i); input && input->GetName() == iName) {
+        return input;
+      }
+    }
+    return Mlox_InputRef();
+  });
 }
 
-IDirectMusicBuffer* NewBuffer() {
-  DMUS_BUFFERDESC desc{};
-  desc.dwSize = sizeof(desc);
-  desc.cbBuffer = 4'128;
-  IDirectMusicBuffer* buffer = nullptr;
-  if (Root()->CreateMusicBuffer(&desc, &buffer, nullptr) != S_OK) {
-    Fail("no buffer");
-  }
-  return buffer;
+Mlox_Device& FindOutput(const std::string& iName) {
+  return *WaitFor(iName, [&]() -> Mlox_Device* {
+    const int count = Manager().GetNumberOfOutputDevices();
+    for (int i = 0; i < count; ++i) {
+      Mlox_Device* const device = Manager().GetOutputDevice(i);
+      if (device != nullptr && device->GetName() == iName) {
+        return device;
+      }
+    }
+    return nullptr;
+  });
 }
 
 // ---- arrival ----
@@ -234,50 +248,33 @@ void ArrivalOfRtMidi() {
   arrivals.Run();
 }
 
-// One reader as the receive thread is one: it waits on events, reads until nothing is left.
+class Receiver : public Mlox_RawMidiReceiver {
+ public:
+  explicit Receiver(Arrivals& iArrivals) : mArrivals(iArrivals) {}
+  int ReceiveRawMidi(Mlox_MidiData* /*iDataP*/) override {
+    mArrivals.Arrived();
+    return 0;
+  }
+
+ private:
+  Arrivals& mArrivals;
+};
+
 void ArrivalOfOurs(std::size_t iPorts) {
   Arrivals arrivals(iPorts == 1 ? "mlox, one port" : fmt::format("mlox, {} ports", iPorts).c_str());
+  Receiver receiver(arrivals);
   std::vector<std::unique_ptr<Client>> idle;
-  std::vector<IDirectMusicPort*> ports = {OpenPort("bench source", DMUS_PC_INPUTCLASS)};
-  while (ports.size() < iPorts) {
-    const std::string name = fmt::format("bench idle {}", ports.size());
+  Mlox_InputList inputs = {FindInput("bench source")};
+  while (inputs.size() < iPorts) {
+    const std::string name = fmt::format("bench idle {}", inputs.size());
     idle.push_back(std::make_unique<Client>(name.c_str(), 0));
-    Sleep(50'000);
-    ports.push_back(OpenPort(name, DMUS_PC_INPUTCLASS));
+    inputs.push_back(FindInput(name));
   }
-  std::vector<HANDLE> events;
-  for (IDirectMusicPort* const port : ports) {
-    events.push_back(CreateEventW(nullptr, FALSE, FALSE, u"bench"));
-    port->SetReadNotificationHandle(events.back());
-  }
-  IDirectMusicBuffer* const buffer = NewBuffer();
-  std::thread thread([&] {
-    while (!arrivals.IsOver()) {
-      const DWORD served =
-          MsgWaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, 1'000, 0);
-      if (served >= events.size()) {
-        continue;
-      }
-      while (ports[served]->Read(buffer) == S_OK) {
-        REFERENCE_TIME time = 0;
-        DWORD group = 0;
-        DWORD length = 0;
-        BYTE* data = nullptr;
-        buffer->ResetReadPtr();
-        while (buffer->GetNextEvent(&time, &group, &length, &data) == S_OK) {
-          arrivals.Arrived();
-        }
-      }
-    }
-  });
+  Mlox_InputPort* const port = Manager().CreateInputPort(&receiver);
+  port->ConnectToInputs(inputs);
   arrivals.Run();
-  thread.join();
-  for (std::size_t i = 0; i < ports.size(); ++i) {
-    ports[i]->SetReadNotificationHandle(nullptr);
-    ClosePort(ports[i]);
-    CloseHandle(events[i]);
-  }
-  buffer->Release();
+  port->CloseCurrentConnections();
+  delete port;
 }
 
 // ---- write, ahead ----
@@ -285,7 +282,7 @@ void ArrivalOfOurs(std::size_t iPorts) {
 // Records when program changes arrive.
 class Sink {
  public:
-  Sink() : mClient("bench sink", SND_SEQ_NONBLOCK) {
+  explicit Sink(bool iIsPatient) : mClient("bench sink", SND_SEQ_NONBLOCK), mIsPatient(iIsPatient) {
     mThread = std::thread([this] { Run(); });
   }
   ~Sink() {
@@ -300,6 +297,11 @@ class Sink {
 
  private:
   void Run() {
+    // Never in the place of who writes: what is timed there would hold this thread's work now and then.
+    const sched_param none{};
+    if (mIsPatient && sched_setscheduler(0, SCHED_BATCH, &none) != 0) {
+      Fail("no batch thread");
+    }
     pollfd poll{-1, 0, 0};
     snd_seq_poll_descriptors(mClient.Handle(), &poll, 1, POLLIN);
     while (!mStop.load()) {
@@ -315,6 +317,7 @@ class Sink {
   }
 
   Client mClient;
+  const bool mIsPatient;
   std::vector<std::int64_t> mTimes = std::vector<std::int64_t>(100'000);
   std::atomic<std::size_t> mCount{0};
   std::atomic<bool> mStop{false};
@@ -350,14 +353,20 @@ void Ahead(const std::string& iWho, Sink& ioSink, const std::function<void(std::
   Print("ahead", iWho, times);
 }
 
-void WriteAndAheadOfBareClient() {
-  Sink sink;
+void WriteOfBareClient() {
+  Sink sink(true);
   Client writer("bench writer", SND_SEQ_NONBLOCK);
   snd_seq_connect_to(writer.Handle(), writer.Port(), sink.Get().Id(), sink.Get().Port());
   Write("bare driver call", [&](int iValue) {
     snd_seq_event_t event = writer.Program(iValue % 128);
     snd_seq_event_output_direct(writer.Handle(), &event);
   });
+}
+
+void AheadOfBareClient() {
+  Sink sink(false);
+  Client writer("bench writer", SND_SEQ_NONBLOCK);
+  snd_seq_connect_to(writer.Handle(), writer.Port(), sink.Get().Id(), sink.Get().Port());
   const int queue = snd_seq_alloc_queue(writer.Handle());
   snd_seq_start_queue(writer.Handle(), queue, nullptr);
   snd_seq_drain_output(writer.Handle());
@@ -379,27 +388,33 @@ void WriteAndAheadOfBareClient() {
   });
 }
 
-void WriteAndAheadOfOurs() {
-  Sink sink;
-  Sleep(100'000);
-  IDirectMusicPort* const port = OpenPort("bench sink", DMUS_PC_OUTPUTCLASS);
-  IDirectMusicBuffer* const buffer = NewBuffer();
-  const auto play = [&](REFERENCE_TIME iTime, int iValue) {
-    buffer->Flush();
-    buffer->SetStartTime(iTime);
-    buffer->PackStructured(iTime, 1, static_cast<DWORD>(0xC0 | ((iValue % 128) << 8)));
-    port->PlayBuffer(buffer);
-  };
-  Write("mlox, PlayBuffer", [&](int iValue) { play(INT64_MIN, iValue); });
-  Ahead("mlox", sink, [&](std::int64_t iTime, int iValue) { play(iTime / 100, iValue); });
-  buffer->Release();
-  ClosePort(port);
+void WriteOfOurs() {
+  Sink sink(true);
+  const Cmn_AliasedRefCountPtr<Mlox_Output> output(FindOutput("bench sink").GetOutputForChannel(0));
+  const Mlox_OutputContextRef context = Manager().GetDefaultOutputContext();
+  Write("mlox, WriteEvent", [&](int iValue) {
+    output->WriteEvent(Mdie_Timestamp(), Mdie_ProgramEvent(static_cast<unsigned char>(iValue % 128)),
+                       context);
+  });
+}
+
+void AheadOfOurs() {
+  Sink sink(false);
+  const Cmn_AliasedRefCountPtr<Mlox_Output> output(FindOutput("bench sink").GetOutputForChannel(0));
+  const Mlox_OutputContextRef context = Manager().GetDefaultOutputContext();
+  // The clock's second reading, without which no time can be told.
+  Sleep(150'000);
+  Ahead("mlox", sink, [&](std::int64_t iTime, int iValue) {
+    output->WriteEvent(Mdie_Timestamp(Time_Sample(iTime / 1'000)),
+                       Mdie_ProgramEvent(static_cast<unsigned char>(iValue % 128)), context);
+  });
 }
 
 }  // namespace
 
 int main() {
   setenv("MLOX_MIDI_DRIVERS", "alsa", 1);
+  setenv("MLOX_STUDIO_DB", "/tmp/alsa_guest_bench.db", 1);
   fmt::print("{:<10}{:<34}{:>9}{:>9}{:>9}{:>9}{:>8}\n", "case", "microseconds", "min", "p50", "p99", "max",
              "n");
   ArrivalOfBareClient(false);
@@ -407,7 +422,11 @@ int main() {
   ArrivalOfRtMidi();
   ArrivalOfOurs(1);
   ArrivalOfOurs(8);
-  WriteAndAheadOfBareClient();
-  WriteAndAheadOfOurs();
+  WriteOfBareClient();
+  WriteOfOurs();
+  AheadOfBareClient();
+  AheadOfOurs();
+  Manager().RemoveAllServices();
+  Mlox_Init::Free();
   return 0;
 }

@@ -16,6 +16,8 @@
 
 #include "platform/directmusic/windows_types.h"
 
+class Platform_EventSource;
+
 /// A time that lies before every other: play at once.
 inline constexpr std::int64_t kPlatform_AtOnce = INT64_MIN;
 
@@ -52,9 +54,12 @@ class Platform_DriverInput {
   virtual ~Platform_DriverInput() = default;
   /// Takes the oldest piece that waits; false when none does. Never blocks.
   virtual bool Read(Platform_Piece& oPiece) = 0;
-  /// Readable while a piece waits that HasBuffered does not tell; the driver keeps it open. -1 when there is
-  /// none.
+  /// Readable while a piece waits that HasBuffered does not tell, and perhaps when others share it; the
+  /// driver keeps it open. -1 when there is none.
   virtual int Descriptor() const = 0;
+  /// What an event can stand on in the place of Descriptor and HasBuffered, where Descriptor is shared. Null
+  /// when there is none.
+  virtual std::shared_ptr<Platform_EventSource> Source() { return nullptr; }
   /// Whether pieces wait that Descriptor does not show, since they were read ahead.
   virtual bool HasBuffered() const { return false; }
   /// Pieces lost since the connection was made, because nobody read them in time.

@@ -61,7 +61,7 @@ void Platform_MidiSplitter::Reset() {
 }
 
 void Platform_MidiSplitter::Feed(const std::uint8_t* iBytes, std::size_t iLength, const Sink& iSink) {
-  if (iLength == 0) {
+  if (iLength == 0 || PassWhole(iBytes, iLength, iSink)) {
     return;
   }
   // A continuation begins with data, its end or a real-time byte. Anything else was written to another output
@@ -74,6 +74,19 @@ void Platform_MidiSplitter::Feed(const std::uint8_t* iBytes, std::size_t iLength
   }
   FlushPiece(iSink);
   mAside = false;
+}
+
+// One whole channel message, outside of system exclusive ones, leaves what byte by byte would leave.
+bool Platform_MidiSplitter::PassWhole(const std::uint8_t* iBytes, std::size_t iLength, const Sink& iSink) {
+  if (mInsideSysex || !Mdi_IsChannelStatus(iBytes[0]) || iLength != MessageLength(iBytes[0]) ||
+      IsStatus(iBytes[1]) || IsStatus(iBytes[iLength - 1])) {
+    return false;
+  }
+  mPending.mLength = 0;
+  mPending.mNeeded = iLength;
+  mPending.mRunningStatus = iBytes[0];
+  iSink(iBytes, iLength);
+  return true;
 }
 
 void Platform_MidiSplitter::FeedWord(std::uint32_t iWord, const Sink& iSink) {

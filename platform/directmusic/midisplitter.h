@@ -45,6 +45,7 @@ class Platform_MidiSplitter {
     std::uint8_t mRunningStatus = 0;
   };
 
+  bool PassWhole(const std::uint8_t* iBytes, std::size_t iLength, const Sink& iSink);
   void Byte(std::uint8_t iByte, const Sink& iSink);
   void Status(std::uint8_t iStatus, const Sink& iSink);
   void DataByte(std::uint8_t iByte, const Sink& iSink);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <typeinfo>
+#include <utility>
 
 #include "cmn/sys_clock.h"
 #include "platform/directmusic/musicbuffer.h"
@@ -352,7 +353,14 @@ HRESULT Platform_InputPort::SetReadNotificationHandle(HANDLE iEvent) {
 
 // Signals the event too, which is how a handle set while data waits finds it at once.
 void Platform_InputPort::AttachEvent() {
-  if (mEvent != nullptr && mInputP != nullptr) {
+  if (mEvent == nullptr || mInputP == nullptr) {
+    return;
+  }
+  std::shared_ptr<Platform_EventSource> source = mInputP->Source();
+  mHasSource = source != nullptr;
+  if (mHasSource) {
+    Platform_SetEventSource(mEvent, std::move(source));
+  } else {
     Platform_SetEventDescriptor(mEvent, mInputP->Descriptor());
   }
 }
@@ -370,7 +378,8 @@ HRESULT Platform_InputPort::Read(IDirectMusicBuffer* ioBufferP) {
   ioBufferP->SetStartTime(now);
   const HRESULT result =
       ioBufferP->PackUnstructured(now, 1, static_cast<DWORD>(mPiece.mLength), mPiece.mBytes);
-  if (mEvent != nullptr && mInputP->HasBuffered()) {
+  // A source tells by itself what is left behind.
+  if (mEvent != nullptr && !mHasSource && mInputP->HasBuffered()) {
     SetEvent(mEvent);
   }
   return result;

@@ -167,6 +167,7 @@ class Platform_InputPort final : public Platform_Port {
   std::mutex mMutex;
   std::unique_ptr<Platform_DriverInput> mInputP;
   HANDLE mEvent = nullptr;
+  bool mHasSource = false;  // the connection's
   // A second of grace after Activate(FALSE): the receive task closes and opens its ports again on every
   // change of their set, and what arrives in between must not be lost.
   std::int64_t mCloseAt = INT64_MAX;

@@ -3,14 +3,22 @@
 
 #if !defined(_WIN32)
 
-#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/directmusic/eventsource.h"
+#include "platform/directmusic/eventwaitset.h"
 
 namespace {
 
@@ -23,8 +31,13 @@ struct EventSlot {
   // frees the slot.
   std::atomic<std::uint64_t> mState{0};
   std::atomic<int> mDescriptor{-1};
-  std::atomic<int> mAttached{-1};
   std::atomic<bool> mManualReset{false};
+
+  // What the event stands on besides, and how often that was changed: a wait looks at the number first.
+  std::atomic<std::uint32_t> mChanges{0};
+  std::mutex mMutex;
+  int mAttached = -1;  // these two under mMutex
+  std::shared_ptr<Platform_EventSource> mSource;
 };
 
 constexpr std::uint32_t kSlots = 4096;
@@ -46,17 +59,46 @@ HANDLE MakeHandle(std::uint32_t iIndex, std::uint64_t iState) {
   return reinterpret_cast<HANDLE>((generation << 16) | (iIndex + 1));
 }
 
+EventSlot* SlotOf(HANDLE iHandle) {
+  const auto index = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(iHandle) & 0xFFFF);
+  return index == 0 || index > kSlots ? nullptr : Slots() + (index - 1);
+}
+
+bool IsOpen(HANDLE iHandle, const EventSlot& iSlot, std::uint64_t iState) {
+  return (iState & kOpen) != 0 && MakeHandle(static_cast<std::uint32_t>(&iSlot - Slots()), iState) == iHandle;
+}
+
+// Null when the handle's use is over.
+const EventSlot* OpenSlot(HANDLE iHandle) {
+  const EventSlot* const slot = SlotOf(iHandle);
+  return slot != nullptr && IsOpen(iHandle, *slot, slot->mState.load()) ? slot : nullptr;
+}
+
+// Puts this in the place of what the event stood on.
+void Attach(EventSlot& ioSlot, HANDLE iEvent, int iDescriptor,
+            std::shared_ptr<Platform_EventSource> iSource) {
+  const std::lock_guard lock(ioSlot.mMutex);
+  if (ioSlot.mSource != nullptr) {
+    ioSlot.mSource->SetEventHandle(nullptr);
+  }
+  if (iSource != nullptr) {
+    iSource->SetEventHandle(iEvent);
+  }
+  ioSlot.mAttached = iDescriptor;
+  ioSlot.mSource.swap(iSource);
+  ioSlot.mChanges.fetch_add(1);
+}
+
 // Holds a slot for the time of one call; null when the handle's use is over.
 class HeldSlot {
  public:
   explicit HeldSlot(HANDLE iHandle) {
-    const auto index = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(iHandle) & 0xFFFF);
-    if (index == 0 || index > kSlots) {
+    EventSlot* const slot = SlotOf(iHandle);
+    if (slot == nullptr) {
       return;
     }
-    EventSlot* const slot = Slots() + (index - 1);
     std::uint64_t state = slot->mState.load();
-    while ((state & kOpen) != 0 && MakeHandle(index - 1, state) == iHandle) {
+    while (IsOpen(iHandle, *slot, state)) {
       if (slot->mState.compare_exchange_weak(state, state + 1)) {
         mSlotP = slot;
         return;
@@ -83,7 +125,7 @@ class HeldSlot {
  private:
   void Free(std::uint64_t iState) const {
     ::close(mSlotP->mDescriptor.exchange(-1));
-    mSlotP->mAttached.store(-1);
+    Attach(*mSlotP, nullptr, -1, nullptr);
     mSlotP->mState.store((iState & ~kLowMask) + kGeneration);
   }
 
@@ -102,44 +144,73 @@ void Drain(const EventSlot& iSlot) {
   }
 }
 
-// Two descriptors an event: its own and the one it stands on.
-struct WaitList {
-  std::array<pollfd, MAXIMUM_WAIT_OBJECTS * 2> mPolls{};
-  nfds_t mCount = 0;
+// The wait that an automatic-reset event ends resets it.
+void Consume(HANDLE iEvent) {
+  const HeldSlot held(iEvent);
+  if (held.Get() != nullptr && !held.Get()->mManualReset.load()) {
+    Drain(*held.Get());
+  }
+}
+
+// ---- waiting ----
+
+constexpr std::chrono::milliseconds kPauseAfterFailure{10};
+
+// What the calling thread waited for last. Threads wait for the same events again and again, so the kernel
+// keeps the list and only what has changed is told anew.
+class ThreadWait {
+ public:
+  bool Refresh(DWORD iCount, const HANDLE* iEvents);
+  Platform_EventWaitSet& Set() { return mSet; }
+
+ private:
+  bool IsCurrent(DWORD iCount, const HANDLE* iEvents) const;
+
+  std::array<HANDLE, MAXIMUM_WAIT_OBJECTS> mEvents{};
+  std::array<std::uint32_t, MAXIMUM_WAIT_OBJECTS> mChanges{};
+  DWORD mCount = 0;
+  Platform_EventWaitSet mSet;
 };
 
-bool FillWaitList(DWORD iCount, const HANDLE* iEvents, WaitList& oList) {
-  oList.mCount = 0;
+static_assert(Platform_EventWaitSet::kMost == MAXIMUM_WAIT_OBJECTS);
+
+bool ThreadWait::IsCurrent(DWORD iCount, const HANDLE* iEvents) const {
+  if (iCount != mCount) {
+    return false;
+  }
+  for (DWORD i = 0; i < iCount; ++i) {
+    const EventSlot* const slot = iEvents[i] == mEvents[i] ? OpenSlot(iEvents[i]) : nullptr;
+    if (slot == nullptr || slot->mChanges.load() != mChanges[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// False when a handle is closed or the kernel refuses.
+bool ThreadWait::Refresh(DWORD iCount, const HANDLE* iEvents) {
+  if (IsCurrent(iCount, iEvents)) {
+    return true;
+  }
+  mCount = 0;
+  std::vector<Platform_EventWaitSet::Member> members;
   for (DWORD i = 0; i < iCount; ++i) {
     const HeldSlot held(iEvents[i]);
     if (held.Get() == nullptr) {
       return false;
     }
-    oList.mPolls[oList.mCount++] = {held.Get()->mDescriptor.load(), POLLIN, 0};
-    oList.mPolls[oList.mCount++] = {held.Get()->mAttached.load(), POLLIN, 0};
+    const std::lock_guard lock(held.Get()->mMutex);
+    mEvents[i] = iEvents[i];
+    mChanges[i] = held.Get()->mChanges.load();
+    members.push_back({held.Get()->mDescriptor.load(), held.Get()->mAttached, held.Get()->mSource});
   }
+  if (!mSet.Fill(std::move(members))) {
+    // No descriptor is left: whoever waits in a loop shall not spin meanwhile.
+    std::this_thread::sleep_for(kPauseAfterFailure);
+    return false;
+  }
+  mCount = iCount;
   return true;
-}
-
-constexpr DWORD kNone = 0xFFFFFFFFu;
-
-// The first event that is ready, looking first behind the one that this thread was served last.
-DWORD Serve(DWORD iCount, const HANDLE* iEvents, const WaitList& iList) {
-  static thread_local DWORD sServedLast = 0;
-  for (DWORD step = 1; step <= iCount; ++step) {
-    const DWORD index = (sServedLast + step) % iCount;
-    const bool signalled = iList.mPolls[index * 2].revents != 0;
-    if (!signalled && (iList.mPolls[index * 2 + 1].revents & (POLLIN | POLLERR | POLLHUP)) == 0) {
-      continue;
-    }
-    const HeldSlot held(iEvents[index]);
-    if (signalled && held.Get() != nullptr && !held.Get()->mManualReset.load()) {
-      Drain(*held.Get());
-    }
-    sServedLast = index;
-    return index;
-  }
-  return kNone;
 }
 
 }  // namespace
@@ -192,9 +263,24 @@ void Platform_SetEventDescriptor(HANDLE iEvent, int iDescriptor) {
   if (held.Get() == nullptr) {
     return;
   }
-  held.Get()->mAttached.store(iDescriptor);
+  Attach(*held.Get(), iEvent, iDescriptor, nullptr);
   // A wait under way looks at its list anew only when something wakes it.
   Signal(*held.Get());
+}
+
+void Platform_SetEventSource(HANDLE iEvent, std::shared_ptr<Platform_EventSource> iSourceP) {
+  const HeldSlot held(iEvent);
+  if (held.Get() == nullptr) {
+    return;
+  }
+  Attach(*held.Get(), iEvent, -1, std::move(iSourceP));
+  Signal(*held.Get());
+}
+
+void Platform_EventSource::Signal() const {
+  if (const HANDLE event = mEvent.load()) {
+    SetEvent(event);
+  }
 }
 
 DWORD MsgWaitForMultipleObjects(DWORD iCount, const HANDLE* iEvents, BOOL iWaitAll, DWORD iMilliseconds,
@@ -203,24 +289,30 @@ DWORD MsgWaitForMultipleObjects(DWORD iCount, const HANDLE* iEvents, BOOL iWaitA
     return WAIT_FAILED;
   }
   using Clock = std::chrono::steady_clock;
+  static thread_local ThreadWait sWait;
   const bool forever = iMilliseconds == INFINITE;
-  const Clock::time_point end = Clock::now() + std::chrono::milliseconds(forever ? 0 : iMilliseconds);
-  WaitList list;
+  const Clock::time_point end =
+      forever ? Clock::time_point::max() : Clock::now() + std::chrono::milliseconds(iMilliseconds);
   for (;;) {
-    if (!FillWaitList(iCount, iEvents, list)) {
+    if (!sWait.Refresh(iCount, iEvents)) {
       return WAIT_FAILED;
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-    const int timeout = forever ? -1 : static_cast<int>(left > 0 ? left : 0);
-    const int ready = ::poll(list.mPolls.data(), list.mCount, timeout);
-    if (ready < 0 && errno != EINTR) {
-      return WAIT_FAILED;
+    const std::int64_t left =
+        forever ? -1 : std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    std::size_t index = 0;
+    switch (sWait.Set().Wait(forever ? -1 : static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX)),
+                             index)) {
+      case Platform_EventWaitSet::Outcome::kSignalled:
+        Consume(iEvents[index]);
+        return WAIT_OBJECT_0 + static_cast<DWORD>(index);
+      case Platform_EventWaitSet::Outcome::kStandsOn:
+        return WAIT_OBJECT_0 + static_cast<DWORD>(index);
+      case Platform_EventWaitSet::Outcome::kFailed:
+        return WAIT_FAILED;
+      case Platform_EventWaitSet::Outcome::kNothing:
+        break;
     }
-    const DWORD served = ready > 0 ? Serve(iCount, iEvents, list) : kNone;
-    if (served != kNone) {
-      return WAIT_OBJECT_0 + served;
-    }
-    if (ready == 0 && !forever) {
+    if (!forever && left <= 0) {
       return WAIT_TIMEOUT;
     }
   }

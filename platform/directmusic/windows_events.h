@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 /// \file
 /// Windows' event objects as the receive task uses them. Elsewhere an event stands on a descriptor of the
-/// kernel (eventfd), and a wait over several is one poll.
+/// kernel (eventfd), and a wait over several is one epoll, kept by the thread for its next wait.
 #pragma once
+
+#include <memory>
 
 #include "platform/directmusic/windows_types.h"
 
@@ -35,5 +37,12 @@ DWORD MsgWaitForMultipleObjects(DWORD iCount, const HANDLE* iEvents, BOOL iWaitA
 /// The caller keeps the descriptor open until it has taken it off. A wait under way sees the change. [any
 /// thread]
 void Platform_SetEventDescriptor(HANDLE iEvent, int iDescriptor);
+
+class Platform_EventSource;
+
+/// Lets the event stand on a source as well, in the place of a descriptor: the thread that waits takes what
+/// the source's descriptor has, and its wait ends with this event while the source is ready. Null takes it
+/// off. Signals the event, so that a wait under way sees the change. [any thread]
+void Platform_SetEventSource(HANDLE iEvent, std::shared_ptr<Platform_EventSource> iSourceP);
 
 #endif

@@ -1,12 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/directmusic/alsa/alsa_dataclient.h"
 
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include "cmn/sys_clock.h"
@@ -55,66 +50,7 @@ std::int64_t AmountOf(Platform_AlsaReceiver iReceiver, const snd_seq_event_t& iE
   return static_cast<std::int64_t>(1 + extra);
 }
 
-// Raised while pieces wait that were read along with others'.
-class Flag {
- public:
-  Flag() : mDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-  ~Flag() {
-    if (mDescriptor >= 0) {
-      ::close(mDescriptor);
-    }
-  }
-  Flag(const Flag&) = delete;
-  Flag& operator=(const Flag&) = delete;
-
-  int Get() const { return mDescriptor; }
-  void Set(bool iRaised) {
-    if (iRaised == mIsRaised) {
-      return;
-    }
-    mIsRaised = iRaised;
-    std::uint64_t count = 1;
-    const auto step = [&] {
-      return iRaised ? ::write(mDescriptor, &count, sizeof(count))
-                     : ::read(mDescriptor, &count, sizeof(count));
-    };
-    while (step() < 0 && errno == EINTR) {
-    }
-  }
-
- private:
-  const int mDescriptor;
-  bool mIsRaised = false;
-};
-
-// Readable while either of two descriptors is.
-class Either {
- public:
-  Either(int iFirst, int iSecond) : mDescriptor(::epoll_create1(EPOLL_CLOEXEC)) {
-    for (const int descriptor : {iFirst, iSecond}) {
-      epoll_event event{};
-      event.events = EPOLLIN;
-      mIsWhole = ::epoll_ctl(mDescriptor, EPOLL_CTL_ADD, descriptor, &event) == 0 && mIsWhole;
-    }
-  }
-  ~Either() {
-    if (mDescriptor >= 0) {
-      ::close(mDescriptor);
-    }
-  }
-  Either(const Either&) = delete;
-  Either& operator=(const Either&) = delete;
-
-  int Get() const { return mDescriptor; }
-  bool IsWhole() const { return mIsWhole; }
-
- private:
-  const int mDescriptor;
-  bool mIsWhole = true;
-};
-
-template <class Message>
-void Fill(const Message& iMessage, Platform_Piece& oPiece) {
+void Fill(const Platform_AlsaMessages::Message& iMessage, Platform_Piece& oPiece) {
   oPiece.mLength = iMessage.mLength;
   std::copy_n(iMessage.mBytes.begin(), iMessage.mLength, oPiece.mBytes);
 }
@@ -123,9 +59,20 @@ void Fill(const Message& iMessage, Platform_Piece& oPiece) {
 
 // ---- connections ----
 
-struct Platform_AlsaDataClient::Input {
-  explicit Input(int iDataDescriptor) : mSplitter(kPlatform_MaxPiece), mReady(iDataDescriptor, mFlag.Get()) {}
+struct Platform_AlsaDataClient::Input final : public Platform_EventSource {
+  Input(const std::shared_ptr<Platform_AlsaDataClient>& iClientP, int iDataDescriptor)
+      : mClientP(iClientP), mDataDescriptor(iDataDescriptor), mSplitter(kPlatform_MaxPiece) {}
 
+  // ---- as a source ----
+  int Descriptor() const override { return mDataDescriptor; }
+  void Collect(Waited iWaited) override {
+    if (const std::shared_ptr<Platform_AlsaDataClient> client = mClientP.lock()) {
+      client->Collect(iWaited);
+    }
+  }
+  bool IsReady() const override { return mIsReady.load(); }
+
+  // ---- under the client's lock ----
   void Append(const std::uint8_t* iBytes, std::size_t iLength) {
     Platform_TimedMessage* const copy =
         mWaiting.Size() < kMostWaiting ? Platform_TimedMessage::New(0, iBytes, iLength) : nullptr;
@@ -136,7 +83,24 @@ struct Platform_AlsaDataClient::Input {
     mWaiting.Append(copy);
   }
 
+  // The usual case, one message at a time, goes by no list.
+  void Append(const Platform_AlsaMessages::Message& iMessage) {
+    if (mFirst.mLength == 0 && mWaiting.IsEmpty()) {
+      mFirst = iMessage;
+    } else {
+      Append(iMessage.mBytes.data(), iMessage.mLength);
+    }
+  }
+
+  bool IsEmpty() const { return mFirst.mLength == 0 && mWaiting.IsEmpty(); }
+
   bool Take(Platform_Piece& oPiece) {
+    if (mFirst.mLength > 0) {
+      Fill(mFirst, oPiece);
+      mFirst.mLength = 0;
+      mIsReady.store(!mWaiting.IsEmpty());
+      return true;
+    }
     Platform_TimedMessage* const message = mWaiting.Pop();
     if (message == nullptr) {
       return false;
@@ -144,15 +108,21 @@ struct Platform_AlsaDataClient::Input {
     oPiece.mLength = std::min(message->mLength, kPlatform_MaxPiece);
     std::memcpy(oPiece.mBytes, message->Bytes(), oPiece.mLength);
     Platform_TimedMessage::Delete(message);
+    mIsReady.store(!mWaiting.IsEmpty());
     return true;
   }
 
+  // The data client may end while a thread still keeps this in its list of what it waits for.
+  const std::weak_ptr<Platform_AlsaDataClient> mClientP;
+  const int mDataDescriptor;
   Connection mConnection;
+  Platform_AlsaMessages::Message mFirst{};  // before those of the list; without bytes there is none
   Platform_MessageList mWaiting;
+  std::atomic<bool> mIsReady{false};
+  // A wait has just taken all that the kernel had: the reader need not ask it again.
+  std::atomic<bool> mIsFresh{false};
   // Cuts what others send as system exclusive: one of their events may hold any bytes.
   Platform_MidiSplitter mSplitter;
-  Flag mFlag;
-  Either mReady;
   std::atomic<std::uint64_t> mLost{0};
 };
 
@@ -169,16 +139,18 @@ struct Platform_AlsaDataClient::Output {
 
 class Platform_AlsaDataClient::InputConnection final : public Platform_DriverInput {
  public:
-  InputConnection(std::shared_ptr<Platform_AlsaDataClient> iClientP, std::unique_ptr<Input> iInputP)
+  InputConnection(std::shared_ptr<Platform_AlsaDataClient> iClientP, std::shared_ptr<Input> iInputP)
       : mClientP(std::move(iClientP)), mInputP(std::move(iInputP)) {}
   ~InputConnection() override { mClientP->Close(*mInputP); }
   bool Read(Platform_Piece& oPiece) override { return mClientP->Read(*mInputP, oPiece); }
-  int Descriptor() const override { return mInputP->mReady.Get(); }
+  int Descriptor() const override { return mInputP->Descriptor(); }
+  bool HasBuffered() const override { return mInputP->IsReady(); }
+  std::shared_ptr<Platform_EventSource> Source() override { return mInputP; }
   std::uint64_t LostPieces() const override { return mInputP->mLost.load(); }
 
  private:
   const std::shared_ptr<Platform_AlsaDataClient> mClientP;
-  const std::unique_ptr<Input> mInputP;
+  const std::shared_ptr<Input> mInputP;
 };
 
 class Platform_AlsaDataClient::OutputConnection final : public Platform_DriverOutput {
@@ -282,13 +254,13 @@ void Platform_AlsaDataClient::Disconnect(const Connection& iConnection) {
 std::unique_ptr<Platform_DriverInput> Platform_AlsaDataClient::OpenInput(const Platform_AlsaAddress& iPeer,
                                                                          std::uint64_t iGeneration) {
   const std::lock_guard lock(mMutex);
-  auto input = std::make_unique<Input>(mHandleP->Descriptor());
+  const auto input = std::make_shared<Input>(shared_from_this(), mHandleP->Descriptor());
   input->mConnection = {iPeer, -1, true, false};
-  if (!input->mReady.IsWhole() || !Connect(input->mConnection, iGeneration)) {
+  if (!Connect(input->mConnection, iGeneration)) {
     return nullptr;
   }
   mInputs[input->mConnection.mPort] = input.get();
-  return std::make_unique<InputConnection>(shared_from_this(), std::move(input));
+  return std::make_unique<InputConnection>(shared_from_this(), input);
 }
 
 void Platform_AlsaDataClient::Close(Input& ioInput) {
@@ -298,15 +270,28 @@ void Platform_AlsaDataClient::Close(Input& ioInput) {
 }
 
 bool Platform_AlsaDataClient::Read(Input& ioInput, Platform_Piece& oPiece) {
+  if (!ioInput.mIsReady.load() && ioInput.mIsFresh.exchange(false)) {
+    return false;
+  }
   const std::lock_guard lock(mMutex);
-  const bool isFilled = ioInput.Take(oPiece) || Fetch(&ioInput, oPiece);
-  ioInput.mFlag.Set(!ioInput.mWaiting.IsEmpty());
-  return isFilled;
+  if (ioInput.Take(oPiece)) {
+    return true;
+  }
+  Fetching fetching{&ioInput, &oPiece, {}, false};
+  Fetch(fetching);
+  return fetching.mIsFilled;
 }
 
-// Takes what the kernel gives in one go; if more waits there, the descriptor stays readable.
-bool Platform_AlsaDataClient::Fetch(Input* iReaderP, Platform_Piece& oPiece) {
-  bool isFilled = false;
+// A thread that waits takes everything for everybody.
+void Platform_AlsaDataClient::Collect(Platform_EventSource::Waited iWaited) {
+  const std::lock_guard lock(mMutex);
+  Fetching fetching{nullptr, nullptr, iWaited, false};
+  Fetch(fetching);
+}
+
+// Takes what the kernel gives in one go, which is all: its pool is smaller than our buffer. What comes while
+// it is being taken makes the descriptor readable once more.
+void Platform_AlsaDataClient::Fetch(Fetching& ioFetching) {
   do {
     snd_seq_event_t* event = nullptr;
     const int result = snd_seq_event_input(mHandleP->Get(), &event);
@@ -316,39 +301,47 @@ bool Platform_AlsaDataClient::Fetch(Input* iReaderP, Platform_Piece& oPiece) {
     if (result < 0 || event == nullptr) {
       break;
     }
-    Distribute(*event, iReaderP, oPiece, isFilled);
+    Distribute(*event, ioFetching);
   } while (snd_seq_event_input_pending(mHandleP->Get(), 0) > 0);
-  return isFilled;
 }
 
-void Platform_AlsaDataClient::Distribute(const snd_seq_event_t& iEvent, Input* iReaderP,
-                                         Platform_Piece& oPiece, bool& ioIsFilled) {
+void Platform_AlsaDataClient::Distribute(const snd_seq_event_t& iEvent, Fetching& ioFetching) {
   const auto found = mInputs.find(iEvent.dest.port);
   if (found == mInputs.end()) {
     return;
   }
   Input& input = *found->second;
+  const bool isForReader = &input == ioFetching.mReaderP;
   if (iEvent.type == SND_SEQ_EVENT_SYSEX) {
     input.mSplitter.Feed(
         static_cast<const std::uint8_t*>(iEvent.data.ext.ptr), iEvent.data.ext.len,
         [&](const std::uint8_t* iBytes, std::size_t iLength) { input.Append(iBytes, iLength); });
-    if (&input == iReaderP && !ioIsFilled) {
-      ioIsFilled = input.Take(oPiece);
+    if (isForReader && !ioFetching.mIsFilled) {
+      ioFetching.mIsFilled = input.Take(*ioFetching.mPieceP);
     }
   } else {
     const Platform_AlsaMessages messages(iEvent);
     for (std::size_t i = 0; i < messages.Count(); ++i) {
-      if (&input == iReaderP && !ioIsFilled) {
-        // The usual case, one message for the reader, goes by no list.
-        Fill(messages.At(i), oPiece);
-        ioIsFilled = true;
+      if (isForReader && !ioFetching.mIsFilled) {
+        Fill(messages.At(i), *ioFetching.mPieceP);
+        ioFetching.mIsFilled = true;
       } else {
-        input.Append(messages.At(i).mBytes.data(), messages.At(i).mLength);
+        input.Append(messages.At(i));
       }
     }
   }
-  if (&input != iReaderP) {
-    input.mFlag.Set(!input.mWaiting.IsEmpty());
+  if (!input.IsEmpty()) {
+    Announce(input, ioFetching);
+  }
+}
+
+// Pieces wait for this input: somebody has to know.
+void Platform_AlsaDataClient::Announce(Input& ioInput, const Fetching& iFetching) {
+  const auto& waited = iFetching.mWaited;
+  const bool isWaitedFor = std::find(waited.begin(), waited.end(), &ioInput) != waited.end();
+  ioInput.mIsFresh.store(isWaitedFor);
+  if (!ioInput.mIsReady.exchange(true) && !isWaitedFor) {
+    ioInput.Signal();
   }
 }
 

@@ -16,6 +16,7 @@
 #include "platform/directmusic/alsa/alsa_pace.h"
 #include "platform/directmusic/alsa/alsa_queuetime.h"
 #include "platform/directmusic/driver.h"
+#include "platform/directmusic/eventsource.h"
 #include "platform/directmusic/midisplitter.h"
 #include "platform/directmusic/timedmessage.h"
 
@@ -25,8 +26,9 @@ enum class Platform_AlsaReceiver {
   kSoftware,  ///< a client with a pool of its own
 };
 
-/// The connections of a driver. Inputs share the handle: whoever reads takes all that waits and puts what is
-/// others' into their lists, which their own descriptors show. [any thread] Lives as long as a connection.
+/// The connections of a driver. Inputs share the handle: whoever waits or reads takes all that is there and
+/// puts what is others' into their lists, whose events it signals. [any thread] Lives as long as a
+/// connection.
 class Platform_AlsaDataClient : public std::enable_shared_from_this<Platform_AlsaDataClient> {
  public:
   /// \param iLost is called, with the lock held, when events were lost on the way in. It only posts.
@@ -60,6 +62,13 @@ class Platform_AlsaDataClient : public std::enable_shared_from_this<Platform_Als
   struct Output;
   class InputConnection;
   class OutputConnection;
+  // One look at what the kernel has: by a reader who wants a piece at once, or by a wait for several.
+  struct Fetching {
+    Input* mReaderP = nullptr;
+    Platform_Piece* mPieceP = nullptr;
+    Platform_EventSource::Waited mWaited;
+    bool mIsFilled = false;
+  };
 
   Platform_AlsaDataClient(std::unique_ptr<Platform_AlsaHandle> iHandleP, std::function<void()> iLost);
 
@@ -67,8 +76,9 @@ class Platform_AlsaDataClient : public std::enable_shared_from_this<Platform_Als
   bool Connect(Connection& ioConnection, std::uint64_t iGeneration);
   void Disconnect(const Connection& iConnection);
   std::uint64_t GenerationOf(const Platform_AlsaAddress& iPeer) const;
-  bool Fetch(Input* iReaderP, Platform_Piece& oPiece);
-  void Distribute(const snd_seq_event_t& iEvent, Input* iReaderP, Platform_Piece& oPiece, bool& ioIsFilled);
+  void Fetch(Fetching& ioFetching);
+  void Distribute(const snd_seq_event_t& iEvent, Fetching& ioFetching);
+  static void Announce(Input& ioInput, const Fetching& iFetching);
   void CountLoss();
   void StartQueue();
   void StopQueue();
@@ -80,6 +90,7 @@ class Platform_AlsaDataClient : public std::enable_shared_from_this<Platform_Als
 
   // ---- of connections ----
   bool Read(Input& ioInput, Platform_Piece& oPiece);
+  void Collect(Platform_EventSource::Waited iWaited);
   void Close(Input& ioInput);
   void Close(Output& ioOutput);
 

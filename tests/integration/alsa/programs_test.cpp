@@ -1,117 +1,18 @@
 // SPDX-License-Identifier: MIT
 // Programs that nobody here wrote, on the other side of our ports: aseqdump, arecordmidi, aplaymidi.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <random>
 #include <sstream>
 
+#include "tests/integration/alsa/programs.h"
 #include "tests/integration/alsa/root_fixture.h"
 
 namespace {
 
 constexpr char kThrough[] = "Midi Through";
 
-// A program that runs while the object lives. Ended as Ctrl-C would.
-class Program {
- public:
-  explicit Program(const std::string& iCommand) : mChild(fork()) {
-    if (mChild == 0) {
-      execl("/bin/bash", "bash", "-c", ("exec " + iCommand).c_str(), nullptr);
-      _exit(127);
-    }
-  }
-  ~Program() { Interrupt(); }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
-
-  void Interrupt() {
-    if (mChild > 0) {
-      kill(mChild, SIGINT);
-      waitpid(mChild, nullptr, 0);
-      mChild = -1;
-    }
-  }
-
- private:
-  pid_t mChild;
-};
-
-std::string FileText(const std::string& iFile) {
-  std::ifstream stream(iFile, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-void Put32(std::string& ioText, std::size_t iValue) {
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    ioText.push_back(static_cast<char>((iValue >> shift) & 0xFF));
-  }
-}
-
-// A standard MIDI file of format 0 with these messages, a tick apart; ticks of 5 milliseconds.
-void WriteSong(const std::string& iFile, const std::vector<Test_MidiBytes>& iMessages) {
-  std::string track;
-  for (const Test_MidiBytes& message : iMessages) {
-    track.push_back(1);
-    auto begin = message.begin();
-    if (message[0] == 0xF0) {
-      track.push_back(static_cast<char>(0xF0));
-      const std::size_t length = message.size() - 1;
-      for (int shift = 21; shift > 0; shift -= 7) {
-        track.push_back(static_cast<char>(0x80 | ((length >> shift) & 0x7F)));
-      }
-      track.push_back(static_cast<char>(length & 0x7F));
-      ++begin;
-    }
-    track.append(begin, message.end());
-  }
-  track.append("\x01\xFF\x2F\x00", 4);
-  std::string song("MThd\0\0\0\x06\0\0\0\x01\0\x64MTrk", 18);
-  Put32(song, track.size());
-  std::ofstream(iFile, std::ios::binary) << song << track;
-}
-
-// Notes and controllers on all channels, the same for the same seed.
-std::vector<Test_MidiBytes> Song(std::uint32_t iSeed, std::size_t iCount) {
-  std::mt19937 random(iSeed);
-  const auto data = [&] { return static_cast<std::uint8_t>(random() % 127 + 1); };
-  std::vector<Test_MidiBytes> song;
-  while (song.size() < iCount) {
-    const auto channel = static_cast<std::uint8_t>(random() % 16);
-    switch (random() % 5) {
-      case 0:
-        song.push_back({static_cast<std::uint8_t>(0xB0 | channel), 7, data()});
-        break;
-      case 1:
-        song.push_back({static_cast<std::uint8_t>(0xE0 | channel), data(), data()});
-        break;
-      case 2:
-        song.push_back({static_cast<std::uint8_t>(0xC0 | channel), data()});
-        break;
-      default:
-        song.push_back({static_cast<std::uint8_t>(0x90 | channel), data(), data()});
-        break;
-    }
-  }
-  return song;
-}
-
-Test_MidiBytes LongSysex() {
-  Test_MidiBytes bytes(65'536);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    bytes[i] = static_cast<std::uint8_t>((i * 5 + i / 128) % 128);
-  }
-  bytes.front() = 0xF0;
-  bytes.back() = 0xF7;
-  return bytes;
-}
-
 class AlsaPrograms : public Test_AlsaRoot {};
 
 TEST_F(AlsaPrograms, AseqdumpShowsWhatAnOutputPlays) {
-  Program dump("stdbuf -oL aseqdump > /tmp/dump.txt 2>&1");
+  Test_Program dump("stdbuf -oL aseqdump > /tmp/dump.txt 2>&1");
   IDirectMusicPort* const output = Open("aseqdump", false);
   ASSERT_NE(output, nullptr);
   for (const Test_MidiBytes& message : std::vector<Test_MidiBytes>{{0x93, 60, 100},
@@ -133,9 +34,9 @@ TEST_F(AlsaPrograms, AseqdumpShowsWhatAnOutputPlays) {
                                              "Clock",
                                              "System exclusive           F0 7E 7F 06 01 F7"};
   ASSERT_TRUE(Test_WaitInGuest([&] {
-    return FileText("/tmp/dump.txt").find(expected.back() + "\n") != std::string::npos;
-  })) << FileText("/tmp/dump.txt");
-  std::istringstream lines(FileText("/tmp/dump.txt"));
+    return Test_FileText("/tmp/dump.txt").find(expected.back() + "\n") != std::string::npos;
+  })) << Test_FileText("/tmp/dump.txt");
+  std::istringstream lines(Test_FileText("/tmp/dump.txt"));
   std::vector<std::string> events;
   for (std::string line; std::getline(lines, line);) {
     // Behind the sender's address.
@@ -147,10 +48,10 @@ TEST_F(AlsaPrograms, AseqdumpShowsWhatAnOutputPlays) {
 }
 
 TEST_F(AlsaPrograms, AseqdumpShows64KilobytesOfSystemExclusiveByteForByte) {
-  Program dump("stdbuf -oL aseqdump > /tmp/sysex.txt 2>&1");
+  Test_Program dump("stdbuf -oL aseqdump > /tmp/sysex.txt 2>&1");
   IDirectMusicPort* const output = Open("aseqdump", false);
   ASSERT_NE(output, nullptr);
-  const Test_MidiBytes sysex = LongSysex();
+  const Test_MidiBytes sysex = Test_LongSysex();
   // Paced as a wire is: 320 microseconds a byte.
   for (std::size_t at = 0; at < sysex.size(); at += 256) {
     const auto begin = sysex.begin() + static_cast<std::ptrdiff_t>(at);
@@ -158,9 +59,9 @@ TEST_F(AlsaPrograms, AseqdumpShows64KilobytesOfSystemExclusiveByteForByte) {
     std::this_thread::sleep_for(std::chrono::milliseconds(82));
   }
   ASSERT_TRUE(
-      Test_WaitInGuest([&] { return FileText("/tmp/sysex.txt").find(" F7\n") != std::string::npos; }));
+      Test_WaitInGuest([&] { return Test_FileText("/tmp/sysex.txt").find(" F7\n") != std::string::npos; }));
   Test_MidiBytes heard;
-  std::istringstream lines(FileText("/tmp/sysex.txt"));
+  std::istringstream lines(Test_FileText("/tmp/sysex.txt"));
   constexpr char kMark[] = "System exclusive";
   for (std::string line; std::getline(lines, line);) {
     const std::size_t mark = line.find(kMark);
@@ -176,9 +77,9 @@ TEST_F(AlsaPrograms, AseqdumpShows64KilobytesOfSystemExclusiveByteForByte) {
 
 // Recorded by one program and played back by another: what comes in is what went out.
 TEST_F(AlsaPrograms, ArecordmidiRecordsASongThatAplaymidiGivesBackCompleteAndInOrder) {
-  const std::vector<Test_MidiBytes> song = Song(3, 500);
+  const std::vector<Test_MidiBytes> song = Test_Song(3, 500);
   {
-    Program record("arecordmidi -p 14:0 /tmp/recorded.mid");
+    Test_Program record("arecordmidi -p 14:0 /tmp/recorded.mid");
     IDirectMusicPort* const output = Open(kThrough, false);
     ASSERT_NE(output, nullptr);
     ASSERT_TRUE(Test_WaitInGuest([] {
@@ -193,7 +94,7 @@ TEST_F(AlsaPrograms, ArecordmidiRecordsASongThatAplaymidiGivesBackCompleteAndInO
   }
   IDirectMusicPort* const input = Open(kThrough, true);
   ASSERT_NE(input, nullptr);
-  Program play("aplaymidi -p 14:0 /tmp/recorded.mid");
+  Test_Program play("aplaymidi -p 14:0 /tmp/recorded.mid");
   for (std::size_t i = 0; i < song.size(); ++i) {
     ASSERT_EQ(Receive(input), song[i]) << i;
   }
@@ -202,9 +103,9 @@ TEST_F(AlsaPrograms, ArecordmidiRecordsASongThatAplaymidiGivesBackCompleteAndInO
 TEST_F(AlsaPrograms, WhatAplaymidiSendsArrivesCompleteAndInOrder) {
   IDirectMusicPort* const input = Open(kThrough, true);
   ASSERT_NE(input, nullptr);
-  const std::vector<Test_MidiBytes> song = Song(4, 2'000);
-  WriteSong("/tmp/song.mid", song);
-  Program play("aplaymidi -p 14:0 /tmp/song.mid");
+  const std::vector<Test_MidiBytes> song = Test_Song(4, 2'000);
+  Test_WriteSong("/tmp/song.mid", song);
+  Test_Program play("aplaymidi -p 14:0 /tmp/song.mid");
   for (std::size_t i = 0; i < song.size(); ++i) {
     ASSERT_EQ(Receive(input), song[i]) << i;
   }
@@ -213,9 +114,9 @@ TEST_F(AlsaPrograms, WhatAplaymidiSendsArrivesCompleteAndInOrder) {
 TEST_F(AlsaPrograms, SixtyFourKilobytesOfSystemExclusiveFromAplaymidiArriveByteForByte) {
   IDirectMusicPort* const input = Open(kThrough, true);
   ASSERT_NE(input, nullptr);
-  const Test_MidiBytes sysex = LongSysex();
-  WriteSong("/tmp/long.mid", {{0x90, 60, 100}, sysex, {0x80, 60, 64}});
-  Program play("aplaymidi -p 14:0 /tmp/long.mid");
+  const Test_MidiBytes sysex = Test_LongSysex();
+  Test_WriteSong("/tmp/long.mid", {{0x90, 60, 100}, sysex, {0x80, 60, 64}});
+  Test_Program play("aplaymidi -p 14:0 /tmp/long.mid");
   ASSERT_EQ(Receive(input), (Test_MidiBytes{0x90, 60, 100}));
   Test_MidiBytes joined;
   while (joined.size() < sysex.size()) {

@@ -29,6 +29,9 @@ class AlsaScheduling : public Test_AlsaRoot {
       ASSERT_EQ(Play(mOutputP, {0xC0, static_cast<std::uint8_t>(i % 128)}, (iStart + iDistances[i]) * 10),
                 S_OK);
     }
+    // Until the last is due; the patience below is for what comes late.
+    std::this_thread::sleep_until(
+        std::chrono::steady_clock::time_point(std::chrono::microseconds(iStart + iDistances.back())));
     ASSERT_TRUE(Test_WaitInGuest([&] { return mRecorderP->Count() >= before + iDistances.size(); }));
     const std::vector<Test_Heard> heard = mRecorderP->Heard();
     std::int64_t earliest = INT64_MAX;

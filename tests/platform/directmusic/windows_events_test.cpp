@@ -5,10 +5,18 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "platform/directmusic/eventsource.h"
 
 namespace {
 
@@ -153,6 +161,210 @@ TEST(WindowsEvents, DescriptorsComeBackWhenHandlesAreClosed) {
     ASSERT_NE(event, nullptr) << i;
     CloseHandle(event);
   }
+}
+
+// ---- sources ----
+
+// Several sources behind one descriptor, as a driver's inputs are: a letter goes to one of them.
+class Letterbox {
+ public:
+  class Source final : public Platform_EventSource {
+   public:
+    explicit Source(Letterbox& iBox) : mBox(iBox) {}
+    int Descriptor() const override { return mBox.mDescriptor; }
+    void Collect(Waited iWaited) override { mBox.Collect(iWaited); }
+    bool IsReady() const override { return mLetters.load() > 0; }
+    bool Read() {
+      const std::lock_guard lock(mBox.mMutex);
+      return mLetters.load() > 0 && mLetters.fetch_sub(1) > 0;
+    }
+
+    std::atomic<int> mLetters{0};
+
+   private:
+    Letterbox& mBox;
+  };
+
+  ~Letterbox() { close(mDescriptor); }
+
+  std::shared_ptr<Source> MakeSource() {
+    const std::lock_guard lock(mMutex);
+    mSources.push_back(std::make_shared<Source>(*this));
+    return mSources.back();
+  }
+  void Post(std::size_t iSource, int iCount = 1) {
+    {
+      const std::lock_guard lock(mMutex);
+      mPosted.insert(mPosted.end(), static_cast<std::size_t>(iCount), iSource);
+    }
+    const std::uint64_t one = 1;
+    EXPECT_EQ(write(mDescriptor, &one, sizeof(one)), static_cast<ssize_t>(sizeof(one)));
+  }
+  void Collect(Platform_EventSource::Waited iWaited) {
+    mCollections.fetch_add(1);
+    const std::lock_guard lock(mMutex);
+    std::uint64_t count = 0;
+    static_cast<void>(read(mDescriptor, &count, sizeof(count)));
+    for (const std::size_t index : mPosted) {
+      Source& source = *mSources[index];
+      const bool isWaitedFor = std::find(iWaited.begin(), iWaited.end(), &source) != iWaited.end();
+      if (source.mLetters.fetch_add(1) == 0 && !isWaitedFor) {
+        source.Signal();
+      }
+    }
+    mPosted.clear();
+  }
+
+  std::atomic<int> mCollections{0};
+
+ private:
+  const int mDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  std::mutex mMutex;
+  std::vector<std::shared_ptr<Source>> mSources;
+  std::vector<std::size_t> mPosted;
+};
+
+class EventSources : public ::testing::Test {
+ protected:
+  EventSources() {
+    for (std::size_t i = 0; i < mEvents.size(); ++i) {
+      mEvents[i] = MakeEvent();
+      mSources[i] = mBox.MakeSource();
+      Platform_SetEventSource(mEvents[i], mSources[i]);
+      // That they were set is signalled.
+      EXPECT_EQ(Wait({mEvents[i]}, 60'000), WAIT_OBJECT_0);
+    }
+  }
+  ~EventSources() override {
+    for (const HANDLE event : mEvents) {
+      CloseHandle(event);
+    }
+  }
+  DWORD WaitForAll(DWORD iMilliseconds) const {
+    return Wait({mEvents.begin(), mEvents.end()}, iMilliseconds);
+  }
+
+  Letterbox mBox;
+  std::array<HANDLE, 3> mEvents{};
+  std::array<std::shared_ptr<Letterbox::Source>, 3> mSources;
+};
+
+TEST_F(EventSources, AWaitEndsWithTheEventForWhichSomethingCame) {
+  for (const std::size_t source : {2u, 0u, 1u, 1u}) {
+    mBox.Post(source);
+    EXPECT_EQ(WaitForAll(60'000), WAIT_OBJECT_0 + source);
+    EXPECT_TRUE(mSources[source]->Read());
+    EXPECT_EQ(WaitForAll(0), WAIT_TIMEOUT);
+  }
+}
+
+TEST_F(EventSources, WhatIsLeftBehindEndsTheNextWaitToo) {
+  mBox.Post(1, 2);
+  EXPECT_EQ(WaitForAll(60'000), WAIT_OBJECT_0 + 1);
+  EXPECT_TRUE(mSources[1]->Read());
+  EXPECT_EQ(WaitForAll(60'000), WAIT_OBJECT_0 + 1);
+  EXPECT_TRUE(mSources[1]->Read());
+  EXPECT_EQ(WaitForAll(0), WAIT_TIMEOUT);
+}
+
+TEST_F(EventSources, WhatWasTakenForSeveralIsServedInTurnWithoutAnotherLookAtTheDescriptor) {
+  mBox.Post(0);
+  mBox.Post(2);
+  const DWORD first = WaitForAll(60'000);
+  const int collections = mBox.mCollections.load();
+  ASSERT_TRUE(first == WAIT_OBJECT_0 || first == WAIT_OBJECT_0 + 2) << first;
+  EXPECT_EQ(WaitForAll(60'000), WAIT_OBJECT_0 + 2 - first);
+  EXPECT_EQ(mBox.mCollections.load(), collections);
+}
+
+TEST_F(EventSources, ABusySourceStarvesNeitherAnotherNorAPlainEvent) {
+  const HANDLE plain = MakeEvent(true, true);
+  mBox.Post(0, 1'000);
+  mBox.Post(1, 1'000);
+  std::array<int, 4> served{};
+  for (int i = 0; i < 30; ++i) {
+    const DWORD index = Wait({mEvents[0], mEvents[1], mEvents[2], plain}, 60'000);
+    ASSERT_LT(index, served.size());
+    ++served[index];
+  }
+  EXPECT_EQ(served, (std::array<int, 4>{10, 10, 0, 10}));
+  CloseHandle(plain);
+}
+
+// What a wait takes for somebody who is not part of it reaches him all the same.
+TEST_F(EventSources, OfTwoThreadsThatShareADescriptorEachHearsOfItsOwn) {
+  constexpr int kLetters = 2'000;
+  std::atomic<int> arrived[2] = {0, 0};
+  std::vector<std::thread> threads;
+  for (std::size_t own = 0; own < 2; ++own) {
+    threads.emplace_back([&, own] {
+      while (arrived[own].load() < kLetters) {
+        if (Wait({mEvents[own]}, 60'000) != WAIT_OBJECT_0) {
+          return;
+        }
+        while (mSources[own]->Read()) {
+          arrived[own].fetch_add(1);
+        }
+      }
+    });
+  }
+  for (int i = 0; i < kLetters; ++i) {
+    mBox.Post(0);
+    mBox.Post(1);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(arrived[0].load(), kLetters);
+  EXPECT_EQ(arrived[1].load(), kLetters);
+}
+
+TEST_F(EventSources, ASourceThatWasTakenOffIsNotAskedAnyMore) {
+  std::atomic<DWORD> result{WAIT_TIMEOUT};
+  std::thread waiting([&] { result.store(Wait({mEvents[0]}, 60'000)); });
+  Platform_SetEventSource(mEvents[0], nullptr);
+  waiting.join();
+  EXPECT_EQ(result.load(), WAIT_OBJECT_0) << "a change wakes a wait under way";
+  const int collections = mBox.mCollections.load();
+  mBox.Post(0);
+  EXPECT_EQ(Wait({mEvents[0]}, 5), WAIT_TIMEOUT);
+  EXPECT_EQ(mBox.mCollections.load(), collections);
+}
+
+TEST_F(EventSources, AClosedHandleLetsItsSourceGo) {
+  const HANDLE event = MakeEvent();
+  const auto source = mBox.MakeSource();
+  const auto before = source.use_count();
+  Platform_SetEventSource(event, source);
+  EXPECT_EQ(source.use_count(), before + 1);
+  CloseHandle(event);
+  EXPECT_EQ(source.use_count(), before);
+  source->Signal();  // reaches nobody
+}
+
+// ---- what waiting costs ----
+
+std::ptrdiff_t OpenDescriptors() {
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return std::distance(begin(descriptors), end(descriptors));
+}
+
+TEST(WindowsEvents, AThreadKeepsOneDescriptorForAllItsWaitsAndGivesItBackAtItsEnd) {
+  const HANDLE first = MakeEvent(true, true);
+  const HANDLE second = MakeEvent(true, true);
+  const std::ptrdiff_t before = OpenDescriptors();
+  std::ptrdiff_t during = 0;
+  std::thread([&] {
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_EQ(Wait({first}, 0), WAIT_OBJECT_0);
+      EXPECT_LT(Wait({first, second}, 0), 2u);
+    }
+    during = OpenDescriptors();
+  }).join();
+  EXPECT_EQ(during, before + 1);
+  EXPECT_EQ(OpenDescriptors(), before);
+  CloseHandle(first);
+  CloseHandle(second);
 }
 
 }  // namespace
