@@ -23,7 +23,7 @@ demo: configure-release
 	cmake --build --preset release -j $(JOBS) --target mlox_tool
 	bash tools/demo.sh build/release/tools/mlox/mlox
 
-## make test      build everything and run every test; prints how many each driver had
+## make test      build everything and run the tests, all but make soak and make servers; prints how many each driver had
 test: build
 	@bash packaging/run_tests.sh dev $(JOBS) -LE 'soak|restarts'
 	bash packaging/driver_counts.sh build/dev
