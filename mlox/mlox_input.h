@@ -17,8 +17,8 @@
 class Mlox_DeviceDescriptor;
 
 /// One MIDI source as the application sees it. It belongs to its service; an application's reference keeps it
-/// readable after the service has dropped it, but it delivers nothing then. References are to const, so all
-/// inquiries are const.
+/// readable after the service has dropped it, but it delivers nothing then; a hardware connection made before
+/// lasts until the port is connected anew or closed. References are to const, so all inquiries are const.
 class MLOX_EXPORT Mlox_Input : public Cmn_RefCountObject {
  public:
   /// [any] The numeric identity, the same for as long as the input exists.

@@ -14,7 +14,7 @@ class Mlox_RawMidiReceiver;
 ///
 /// A port is made by Mlox_Manager::CreateInputPort, connected any number of times, closed once, and then only
 /// destroyed: closing destroys what the services keep for it, and nothing clears the entries. An application
-/// that wants other inputs makes a new port. Mlox_Manager::RemoveAllServices closes every port.
+/// that wants other inputs then makes a new port. Mlox_Manager::RemoveAllServices closes every port.
 class MLOX_EXPORT Mlox_InputPort : public Cmn_DoublyLinkedList_Link<Mlox_InputPort> {
  public:
   /// [main] Use Mlox_Manager::CreateInputPort instead, which also asks the services.
@@ -33,7 +33,9 @@ class MLOX_EXPORT Mlox_InputPort : public Cmn_DoublyLinkedList_Link<Mlox_InputPo
   /// [any]
   Mlox_RawMidiReceiver* GetRawMidiReceiver() const { return mRawMidiReceiverP; }
 
-  /// [main] Connects the inputs to the receiver, besides those that are connected already.
+  /// [main] Connects the inputs to the receiver. Plug-in inputs add to those connected already; hardware
+  /// inputs replace the hardware inputs connected before, so hand over all of them in one call. A call
+  /// without any hardware input disconnects them.
   void ConnectToInputs(const Mlox_InputList& iInputs);
 
   /// [main] Disconnects every input. The port is only good for destruction then.

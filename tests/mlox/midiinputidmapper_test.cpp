@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -230,11 +231,13 @@ TEST_F(MidiInputIDMapperTest, AListenerMayRemoveItselfInsideItsCallback) {
   EXPECT_THAT(mLog, ElementsAre("leaving", "staying", "staying"));
 }
 
-TEST_F(MidiInputIDMapperTest, AChangeOfOutputsTellsNoListenerOfInputs) {
+TEST_F(MidiInputIDMapperTest, AChangeOfAnythingButTheInputsTellsNobody) {
   MidiInputIDMapper::GetMaxID();
   NamedListener listener(&mLog);
   MidiInputIDMapper::AddListener(&listener);
   Manager().ServiceOutputListChanged(mServiceP, true);
+  Manager().Service_OutputPreSendChanged();
+  Manager().BroadcastPlugInNodeRegistered(nullptr);
   MidiInputIDMapper::GetMaxID();
   EXPECT_THAT(mLog, IsEmpty());
 }
@@ -245,6 +248,27 @@ TEST_F(MidiInputIDMapperTest, NullIsNoListener) {
   AddInput("Keys", 0x0001);
   EXPECT_EQ(MidiInputIDMapper::GetMaxID(), 2);
   EXPECT_THAT(recorder.Texts(), IsEmpty());
+}
+
+// 0 if a listener hears of a change once the ids have been looked up, and not before.
+int ListenBeforeAnyLookUp() {
+  Test_CallLog log;
+  NamedListener listener(&log);
+  MidiInputIDMapper::AddListener(&listener);
+  Mlox_Manager* managerP = Mlox_Manager::Singleton();
+  managerP->ServiceInputListChanged(nullptr);
+  managerP->CheckStudioSetup();
+  if (!log.empty()) return 1;
+  MidiInputIDMapper::GetMaxID();
+  managerP->ServiceInputListChanged(nullptr);
+  managerP->CheckStudioSetup();
+  return log.size() == 1 ? 0 : 2;
+}
+
+// The mapper listens to the manager from its first look-up on, and every fixture here has looked up.
+TEST(MidiInputIDMapperDeathTest, AListenerHearsNothingBeforeTheFirstLookUpOfAProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::exit(ListenBeforeAnyLookUp()), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

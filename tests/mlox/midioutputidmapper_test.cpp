@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -250,11 +251,13 @@ TEST_F(MidiOutputIDMapperTest, AListenerMayDieInsideItsCallback) {
   EXPECT_THAT(mLog, ElementsAre("killer", "last"));
 }
 
-TEST_F(MidiOutputIDMapperTest, AChangeOfInputsTellsNoListenerOfOutputs) {
+TEST_F(MidiOutputIDMapperTest, AChangeOfAnythingButTheOutputsTellsNobody) {
   MidiOutputIDMapper::GetMaxID();
   NamedListener listener(&mLog);
   MidiOutputIDMapper::AddListener(&listener);
   Manager().ServiceInputListChanged(mServiceP);
+  Manager().Service_OutputPreSendChanged();
+  Manager().BroadcastPlugInNodeRegistered(nullptr);
   MidiOutputIDMapper::GetMaxID();
   EXPECT_THAT(mLog, IsEmpty());
 }
@@ -265,6 +268,27 @@ TEST_F(MidiOutputIDMapperTest, NullIsNoListener) {
   AddDevice("Synth", 0x0001);
   EXPECT_EQ(MidiOutputIDMapper::GetMaxID(), 1);
   EXPECT_THAT(recorder.Texts(), IsEmpty());
+}
+
+// 0 if a listener hears of a change once the ids have been looked up, and not before.
+int ListenBeforeAnyLookUp() {
+  Test_CallLog log;
+  NamedListener listener(&log);
+  MidiOutputIDMapper::AddListener(&listener);
+  Mlox_Manager* managerP = Mlox_Manager::Singleton();
+  managerP->ServiceOutputListChanged(nullptr, true);
+  managerP->CheckStudioSetup();
+  if (!log.empty()) return 1;
+  MidiOutputIDMapper::GetMaxID();
+  managerP->ServiceOutputListChanged(nullptr, true);
+  managerP->CheckStudioSetup();
+  return log.size() == 1 ? 0 : 2;
+}
+
+// The mapper listens to the manager from its first look-up on, and every fixture here has looked up.
+TEST(MidiOutputIDMapperDeathTest, AListenerHearsNothingBeforeTheFirstLookUpOfAProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::exit(ListenBeforeAnyLookUp()), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -141,7 +141,7 @@ TEST_F(Mlox_PersistentInputTest, AssigningAnUnmarkedReferenceToAMarkedOneTakesTh
   EXPECT_EQ(target.GetInput().get(), input.get());
 }
 
-TEST_F(Mlox_PersistentInputTest, DestructionLeavesTheListenersAndReleasesBothReferences) {
+TEST_F(Mlox_PersistentInputTest, DestructionLeavesTheListenersAndReleasesTheDescriptor) {
   const auto descriptor = Test_MakeDescriptor("Keys", 1);
   auto reference = std::make_unique<Mlox_PersistentInput>(descriptor);
   Test_RecordingListener listener(&mLog);
@@ -151,6 +151,15 @@ TEST_F(Mlox_PersistentInputTest, DestructionLeavesTheListenersAndReleasesBothRef
   EXPECT_EQ(descriptor.use_count(), 2);
   reference.reset();
   EXPECT_NE(listener.GetPreviousInList(), addressP);
+  EXPECT_EQ(descriptor.use_count(), 1);
+}
+
+TEST_F(Mlox_PersistentInputTest, DestructionReleasesTheInput) {
+  auto* inputP = new Test_FakeInput("Keys", 1);
+  const auto descriptor = inputP->mDescriptorP;
+  auto reference = std::make_unique<Mlox_PersistentInput>(Mlox_InputRef(inputP));
+  EXPECT_EQ(descriptor.use_count(), 3) << "the test, the input, the reference";
+  reference.reset();
   EXPECT_EQ(descriptor.use_count(), 1);
 }
 
@@ -228,11 +237,12 @@ TEST_F(Mlox_PersistentInputTest, EqualsComparesDescriptorsAndTwoNullReferencesAr
   EXPECT_FALSE(keys1.Equals(pads));
 }
 
-TEST_F(Mlox_PersistentInputTest, AChangeOfTheOutputsDoesNotMark) {
+TEST_F(Mlox_PersistentInputTest, AChangeOfAnythingButTheInputsMarksNothing) {
   const Mlox_PersistentInput reference;
   Manager().ServiceOutputListChanged(mServiceP, true);
   Manager().Service_OutputPreSendChanged();
   Manager().CheckStudioSetup();
+  Manager().BroadcastPlugInNodeRegistered(nullptr);
   EXPECT_FALSE(reference.InputNeedsReResolving());
 }
 

@@ -64,10 +64,11 @@ TEST_F(Mlox_PersistentOutputTest, FromADescriptorThatNothingFitsIsOfflineAndKeep
   EXPECT_TRUE(reference.IsNotNull());
 }
 
-TEST_F(Mlox_PersistentOutputTest, FromANullDescriptorIsNull) {
+TEST_F(Mlox_PersistentOutputTest, FromANullDescriptorIsNullAndJoinsTheRegistry) {
   const Mlox_PersistentOutput reference(static_cast<const Mlox_OutputDescriptor*>(nullptr));
   EXPECT_TRUE(reference.IsNull());
   EXPECT_EQ(reference.GetOutput(), nullptr);
+  EXPECT_NE(reference.GetListPtr(), nullptr);
 }
 
 TEST_F(Mlox_PersistentOutputTest, FromAnOutputHoldsItAndItsDescriptor) {
@@ -80,10 +81,11 @@ TEST_F(Mlox_PersistentOutputTest, FromAnOutputHoldsItAndItsDescriptor) {
   EXPECT_EQ(outputP->GetRefCount(), countBefore + 1);
 }
 
-TEST_F(Mlox_PersistentOutputTest, FromANullOutputHasNoDescriptor) {
+TEST_F(Mlox_PersistentOutputTest, FromANullOutputHasNoDescriptorAndJoinsTheRegistry) {
   const Mlox_PersistentOutput reference(static_cast<Mlox_Output*>(nullptr));
   EXPECT_TRUE(reference.IsNull());
   EXPECT_FALSE(reference.IsOnline());
+  EXPECT_NE(reference.GetListPtr(), nullptr);
 }
 
 TEST_F(Mlox_PersistentOutputTest, ACopyHasAllThreeFieldsAndJoins) {
@@ -147,6 +149,15 @@ TEST_F(Mlox_PersistentOutputTest, DestructionReleasesTheOutputAndLeavesTheRegist
   first.reset();
   EXPECT_NE(second.GetPreviousInList(), addressP);
   EXPECT_EQ(outputP->GetRefCount(), countBefore + 1);
+}
+
+TEST_F(Mlox_PersistentOutputTest, DestructionReleasesTheDescriptor) {
+  const auto device = Test_MakeDescriptor("Piano", 1);
+  auto reference = std::make_unique<Mlox_PersistentOutput>(new Mlox_OutputDescriptor(device, 1));
+  EXPECT_FALSE(reference->IsOnline());
+  EXPECT_EQ(device.use_count(), 2);
+  reference.reset();
+  EXPECT_EQ(device.use_count(), 1);
 }
 
 TEST_F(Mlox_PersistentOutputTest, EqualDescriptorsWithDifferentOutputsAreDescriptorEqualAndNotEqual) {
@@ -264,6 +275,30 @@ TEST_F(Mlox_PersistentOutputTest, IsOnlineOfAnyReferenceRenewsAllOfThem) {
   ReportChange();
   EXPECT_TRUE(second.IsOnline());
   EXPECT_EQ(first.GetOutput(), back.mChannelOutputs[1].get());
+  EXPECT_EQ(second.GetOutput(), back.mChannelOutputs[2].get());
+}
+
+// What else is done with references leaves the others where they are, although all are marked.
+TEST_F(Mlox_PersistentOutputTest, AfterAChangeNothingButIsOnlineRenewsAnotherReference) {
+  mServiceP->AddDevice("Piano", 1);
+  Mlox_PersistentOutput first(Test_MakeOutputDescriptor("Piano", 1, 1).get());
+  Mlox_PersistentOutput second(Test_MakeOutputDescriptor("Piano", 1, 2).get());
+  const Cmn_AliasedRefCountPtr<Mlox_Output> oldOutput(second.GetOutput());
+  mServiceP->mDevices.clear();
+  Test_FakeDevice& back = mServiceP->AddDevice("Piano", 1);
+  ReportChange();
+  const Mlox_PersistentOutput copy(second);
+  Mlox_PersistentOutput assigned;
+  assigned = second;
+  EXPECT_TRUE(copy == second);
+  EXPECT_TRUE(copy.DescriptorEquals(second));
+  EXPECT_TRUE(second.IsNotNull());
+  first.SetUserBeatClockOffset(Time_SampleLength(11));
+  first.WriteEvent(Mdie_Timestamp(), Mdie_NoteOnEvent(60, 100), Manager().GetDefaultOutputContext());
+  first.ResetOutputUsingDescriptor();
+  EXPECT_EQ(first.GetOutput(), back.mChannelOutputs[1].get());
+  EXPECT_EQ(second.GetOutput(), oldOutput.get());
+  EXPECT_TRUE(second.IsOnline());
   EXPECT_EQ(second.GetOutput(), back.mChannelOutputs[2].get());
 }
 

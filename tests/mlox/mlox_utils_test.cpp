@@ -8,6 +8,7 @@
 
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
 #include "mlox/mlox_directmidi/mlox_dm_plugininstdict.h"
+#include "mlox/mlox_genericdevdescriptor.h"
 #include "mlox/mlox_outputdescriptor.h"
 #include "tests/support/dm_fixture.h"
 #include "tests/support/fake_service.h"
@@ -109,6 +110,14 @@ TEST_F(Mlox_UtilsTest, NoDescriptorAndOneThatNamesNoPlugInGiveNoDevice) {
   Manager().ServiceOutputListChanged(serviceP, true);
   EXPECT_EQ(Mlox_Utils::GetDmDeviceFromDeviceDescriptor(nullptr), nullptr);
   EXPECT_EQ(Mlox_Utils::GetDmDeviceFromDeviceDescriptor(device.GetDeviceDescriptor()), nullptr);
+}
+
+// It finds a plug-in by the name, but doesn't say that it means one.
+TEST_F(Mlox_UtilsTest, AGenericDescriptorGivesNoDeviceAlsoWhereItsBestMatchIsAPlugIn) {
+  Mlox_DM_Device* deviceP = NewDevice("Synth");
+  const DescriptorP generic = Mlox_GenericDevDescriptor::New("Synth");
+  ASSERT_EQ(Manager().FindOutputDeviceBestMatchingDescriptor(generic.get()), deviceP);
+  EXPECT_EQ(Mlox_Utils::GetDmDeviceFromDeviceDescriptor(generic), nullptr);
 }
 
 TEST_F(Mlox_UtilsTest, ADescriptorOfAPlugInGivesItsDeviceAlsoByTheNameAlone) {
