@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <thread>
@@ -140,6 +141,43 @@ TEST(Sys_RawThreadTest, APausedTaskHaltsGoesOnAndStopsOutOfThePause) {
   taskP->Pause();
   Sys_RawThread::Destroy(threadP);
   EXPECT_TRUE(trace.mHasEnded);
+}
+
+// While it lives no thread can be had: no stack has the size that threads get by default.
+class BoundlessStacks {
+ public:
+  BoundlessStacks() {
+    EXPECT_EQ(pthread_getattr_default_np(&mBefore), 0);
+    pthread_attr_t boundless;
+    pthread_attr_init(&boundless);
+    EXPECT_EQ(pthread_attr_setstacksize(&boundless, std::size_t{1} << 60), 0);
+    EXPECT_EQ(pthread_setattr_default_np(&boundless), 0);
+    pthread_attr_destroy(&boundless);
+  }
+  ~BoundlessStacks() {
+    EXPECT_EQ(pthread_setattr_default_np(&mBefore), 0);
+    pthread_attr_destroy(&mBefore);
+  }
+  BoundlessStacks(const BoundlessStacks&) = delete;
+  BoundlessStacks& operator=(const BoundlessStacks&) = delete;
+
+ private:
+  pthread_attr_t mBefore;
+};
+
+TEST(Sys_RawThreadTest, IfNoThreadCanBeHadCreateGivesNullAndTheTaskStaysTheCallers) {
+  Trace trace;
+  auto* taskP = new Task(&trace);
+  {
+    const BoundlessStacks noThreads;
+    ASSERT_EQ(Sys_RawThread::Create(taskP), nullptr);
+  }
+  EXPECT_FALSE(trace.mHasStarted);
+  ASSERT_FALSE(trace.mIsDeleted);
+  Sys_RawThread* threadP = Sys_RawThread::Create(taskP);
+  ASSERT_NE(threadP, nullptr);
+  Sys_RawThread::Destroy(threadP);
+  EXPECT_TRUE(trace.mIsDeleted);
 }
 
 class SelfDestroyer : public Sys_RawThreadTask {
