@@ -114,10 +114,12 @@ void Mlox_DM_GlobalOutput::WriteEvent(const Mdie_Timestamp& iTimestamp, const Md
 }
 
 void Mlox_DM_GlobalOutput::WriteLimitedSysex(const unsigned char*, int, Mlox_OutputContextRef) {
+  const Sys_EpochGuard epochGuard;
   CMN_ASSERT_FROM(kAssertSource, false, "0");
 }
 
 void Mlox_DM_GlobalOutput::WriteRawMIDI(const unsigned char*, int, Mlox_OutputContextRef) {
+  const Sys_EpochGuard epochGuard;
   CMN_ASSERT_FROM(kAssertSource, false, "0");
 }
 

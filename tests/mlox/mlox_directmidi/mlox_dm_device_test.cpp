@@ -144,6 +144,8 @@ TEST_F(Mlox_DM_DeviceTest, SetChannelMaskTellsThatOutputsHaveChanged) {
   TakeOutputsChanged();
   deviceP->SetChannelMask(1);
   EXPECT_TRUE(TakeOutputsChanged());
+  deviceP->SetChannelMask(1);
+  EXPECT_TRUE(TakeOutputsChanged()) << "an equal mask is told too";
 }
 
 TEST_F(Mlox_DM_DeviceTest, SetReceivesMBCStoresAndTellsThatOutputsHaveChanged) {
@@ -152,6 +154,8 @@ TEST_F(Mlox_DM_DeviceTest, SetReceivesMBCStoresAndTellsThatOutputsHaveChanged) {
   deviceP->SetReceivesMBC(false);
   EXPECT_FALSE(deviceP->GetReceivesMBC());
   EXPECT_TRUE(TakeOutputsChanged());
+  deviceP->SetReceivesMBC(false);
+  EXPECT_TRUE(TakeOutputsChanged()) << "an equal value is told too";
   deviceP->SetBeatClockOffsetSamples(7);
   EXPECT_EQ(deviceP->GetBeatClockOffsetSamples(), 0);
 }
@@ -207,6 +211,15 @@ TEST_F(Mlox_DM_DeviceTest, SetNameEndsTheLiveSource) {
   deviceP->SetName("B");
   EXPECT_FALSE(deviceP->IsMidiSourceLive());
   EXPECT_EQ(deviceP->GetLiveSourcesCount(), 0u);
+}
+
+TEST_F(Mlox_DM_DeviceTest, SetNameEndsOneOfTwoLiveSources) {
+  Mlox_DM_Device* deviceP = NewDevice("A");
+  deviceP->SetMidiSourceIsLive(true);
+  deviceP->SetMidiSourceIsLive(true);
+  deviceP->SetName("B");
+  EXPECT_TRUE(deviceP->IsMidiSourceLive());
+  EXPECT_EQ(deviceP->GetLiveSourcesCount(), 1u);
 }
 
 TEST_F(Mlox_DM_DeviceTest, SetNameComparesLengthAndBytes) {

@@ -150,6 +150,7 @@ TEST_F(Mlox_DM_GenericDeviceOrInputTest, WithoutALocatorTheDescriptorHasNameAndU
   Mlox_DM_Device* deviceP = NewDevice("Synth");
   const DescriptorP descriptorP = deviceP->GetDeviceDescriptor();
   EXPECT_FALSE(AsNode(descriptorP)->HasPluginTag());
+  EXPECT_TRUE(descriptorP->IsOutput());
   EXPECT_EQ(descriptorP->GetName(), "Synth");
   EXPECT_NE(AsNode(descriptorP)->GetUniqueID(), 0);
 }
@@ -162,6 +163,7 @@ TEST_F(Mlox_DM_GenericDeviceOrInputTest, WithALocatorTheDescriptorHasLocatorAndP
   ASSERT_TRUE(AsNode(descriptorP)->HasPluginTag());
   EXPECT_EQ(AsNode(descriptorP)->GetPluginLocator(), kLocator);
   EXPECT_EQ(AsNode(descriptorP)->GetPluginID(), 42);
+  EXPECT_TRUE(descriptorP->IsOutput());
   EXPECT_EQ(descriptorP->GetName(), "Synth");
 }
 
@@ -208,6 +210,24 @@ TEST_F(Mlox_DM_GenericDeviceOrInputTest, AFailedLookUpIsTriedAgain) {
   EXPECT_TRUE(Matches(*deviceP, taggedP, true)) << "a locator that was found is kept";
   deviceP->SetName("Other");
   EXPECT_FALSE(Matches(*deviceP, taggedP, true)) << "a new name has it looked up anew";
+}
+
+TEST_F(Mlox_DM_GenericDeviceOrInputTest,
+       AnotherIdentificationKeepsTheLocatorThatWasFoundUntilTheNameChanges) {
+  Entry first(82);
+  Entry second(83, kOtherLocator);
+  Mlox_DM_Device* deviceP = NewDevice("Synth");
+  const auto fits = [&](const Mlox_DM_PlugInLocator& iLocator, int32_t iPluginID) {
+    return Matches(*deviceP, Mlox_DM_DeviceDescriptor::NewOutput("Synth", iLocator, iPluginID), true);
+  };
+  deviceP->SetPluginIdentification(&first.mSpec, 5);
+  EXPECT_TRUE(fits(kLocator, 5));
+  deviceP->SetPluginIdentification(&second.mSpec, 6);
+  EXPECT_TRUE(fits(kLocator, 6));
+  EXPECT_FALSE(fits(kOtherLocator, 6));
+  deviceP->SetName("Other");
+  EXPECT_TRUE(fits(kOtherLocator, 6));
+  EXPECT_FALSE(fits(kLocator, 6));
 }
 
 // ---- matching ----

@@ -6,6 +6,8 @@
 #include "cmn/sys_clock.h"
 #include "cmn/sys_delayeddeletion.h"
 #include "mlox/mlox_directmidi/mlox_datasource.h"
+#include "tests/mlox/mlox_directmidi/call_on_report.h"
+#include "tests/support/delayed_deletions.h"
 #include "tests/support/dm_fixture.h"
 
 namespace {
@@ -162,6 +164,29 @@ TEST_F(Mlox_DM_GlobalOutputTest, WriteEventLeavesSystemMessagesAsTheyAre) {
   EXPECT_EQ(client.mMessages, (std::vector<Test_DM_Message>{{-1, {0xF8}}}));
 }
 
+TEST_F(Mlox_DM_GlobalOutputTest, WriteEventPassesTheTimestampOnToABufferedDelivery) {
+  IDirectMIDIBufferedDelivery* deliveryP = mOutputP->SetBufferedDelivery();
+  WriteNote(*mOutputP, 100, 60);
+  EXPECT_TRUE(Test_DM_Pull(deliveryP, 0, 63).empty());
+  EXPECT_EQ(Test_DM_Pull(deliveryP, 64, 127), (std::vector<Test_DM_Message>{{100, {0x90, 60, 100}}}));
+  deliveryP->Release();
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, WriteEventPassesTheTimestampOnToADirectClient) {
+  Test_DM_Client client;
+  mOutputP->SetDirectDelivery(&client);
+  WriteNote(*mOutputP, 100, 60);
+  EXPECT_EQ(client.mMessages, (std::vector<Test_DM_Message>{{100, {0x90, 60, 100}}}));
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, WriteEventPassesTheContextOnAsTheReportOfABufferedDeliveryShows) {
+  Test_AssertRecorder recorder;
+  IDirectMIDIBufferedDelivery* deliveryP = mOutputP->SetBufferedDelivery();
+  mOutputP->WriteEvent(Mdie_Timestamp(Time_Sample(100)), Mdie_NoteOnEvent(60, 100), Mlox_OutputContextRef());
+  EXPECT_EQ(recorder.Count("it != mOutputContexts.end()"), 1);
+  deliveryP->Release();
+}
+
 TEST_F(Mlox_DM_GlobalOutputTest, WriteLimitedSysexReportsZeroAndWritesNothing) {
   Test_AssertRecorder recorder;
   Test_DM_Client client;
@@ -181,6 +206,34 @@ TEST_F(Mlox_DM_GlobalOutputTest, WriteRawMIDIReportsZeroAndWritesNothing) {
   mOutputP->WriteRawMIDI(bytes, 1, Manager().GetDefaultOutputContext());
   EXPECT_EQ(recorder.Texts(), std::vector<std::string>{"0"});
   EXPECT_TRUE(client.mMessages.empty());
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, AnOutputWhoseLastReferenceGoesInsideTheReportOfAWriteOutlivesTheWrite) {
+  const auto writeRaw = [](Mlox_DM_GlobalOutput& ioOutput) {
+    const unsigned char bytes[] = {0xF8};
+    ioOutput.WriteRawMIDI(bytes, 1, Manager().GetDefaultOutputContext());
+  };
+  const auto writeSysex = [](Mlox_DM_GlobalOutput& ioOutput) {
+    const unsigned char sysex[] = {0xF0, 1, 0xF7};
+    ioOutput.WriteLimitedSysex(sysex, 3, Manager().GetDefaultOutputContext());
+  };
+  using Write = void (*)(Mlox_DM_GlobalOutput&);
+  for (const Write write : {Write(writeRaw), Write(writeSysex)}) {
+    Test_RunDelayedDeletions();
+    const Test_FakeTime time(Sys_Clock::Microseconds());
+    IDirectMIDIGlobalOutput* interfaceP = mServiceP->CreateGlobalOutput();
+    const int32_t componentsBefore = CQCFUnknown::LiveCount();
+    int32_t componentsInside = 0;
+    const Test_CallOnReport callOnReport([&] {
+      interfaceP->Release();
+      Test_PendingAfterManyPasses();
+      componentsInside = CQCFUnknown::LiveCount();
+    });
+    write(*AsOutput(interfaceP));
+    EXPECT_EQ(componentsInside, componentsBefore);
+    EXPECT_EQ(Test_PendingAfterManyPasses(), 0u);
+    EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore - 1);
+  }
 }
 
 // ---- interfaces ----

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_directmidi/mlox_dm_input.h"
 
+#include <thread>
+
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
 #include "mlox/mlox_inputport.h"
 #include "tests/support/dm_fixture.h"
@@ -116,6 +118,8 @@ TEST_F(Mlox_DM_InputTest, SetChannelMaskTellsThatInputsHaveChanged) {
   TakeInputsChanged();
   inputP->SetChannelMask(1);
   EXPECT_TRUE(TakeInputsChanged());
+  inputP->SetChannelMask(1);
+  EXPECT_TRUE(TakeInputsChanged()) << "an equal mask is told too";
 }
 
 TEST_F(Mlox_DM_InputTest, SetNameKeepsTheInputIdAndTheConnectionAndTellsThatInputsHaveChanged) {
@@ -192,5 +196,19 @@ TEST_F(Mlox_DM_InputTest, AnInterfaceReferenceKeepsTheInputAliveBeyondItsService
   EXPECT_EQ(receiveP->Release(), 0u);
   EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore - 2);
 }
+
+#ifndef NDEBUG
+TEST_F(Mlox_DM_InputTest, MakingNamingAndTheLastReleaseOffTheMainThreadAreReported) {
+  Test_AssertRecorder recorder;
+  std::thread([this] {
+    IDirectMIDIClientInput* nodeP = mServiceP->CreateClientInput("A");
+    nodeP->SetName("B");
+    nodeP->Release();
+  }).join();
+  EXPECT_EQ(recorder.Count("IsMainThread()"), 3);
+  NewInput("C")->SetName("D");
+  EXPECT_EQ(recorder.Count("IsMainThread()"), 3);
+}
+#endif
 
 }  // namespace

@@ -118,10 +118,15 @@ TEST_F(Mlox_DM_InputPortStateTest, ASecondPortTakesTheInputFromTheFirst) {
 }
 
 TEST_F(Mlox_DM_InputPortStateTest, APortWithoutAReceiverConnectsToNothing) {
+  const auto receivingP = NewPort(&mRaw);
+  receivingP->ConnectToInputs({mFirstP});
+  EXPECT_TRUE(mFirstP->ReceiveMIDI(kNote, 3, 10));
   const auto portP = NewPort(nullptr);
+  EXPECT_NE(portP->GetServiceEntry(1), nullptr) << "it is served like any other";
   portP->ConnectToInputs({mFirstP});
-  EXPECT_FALSE(mFirstP->ReceiveMIDI(kNote, 3, 10));
+  EXPECT_FALSE(mFirstP->ReceiveMIDI(kNote, 3, 10)) << "it took the input from the other port";
   portP->CloseCurrentConnections();
+  receivingP->CloseCurrentConnections();
 }
 
 TEST_F(Mlox_DM_InputPortStateTest, ClosingLeavesThePortsEntryAsItIs) {

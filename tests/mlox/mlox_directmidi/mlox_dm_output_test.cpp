@@ -7,10 +7,13 @@
 #include <iostream>
 #include <thread>
 
+#include "cmn/sys_clock.h"
 #include "cmn/sys_utils.h"
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
 #include "mlox/mlox_outputcontextref.h"
+#include "tests/mlox/mlox_directmidi/call_on_report.h"
 #include "tests/support/assert_mode.h"
+#include "tests/support/delayed_deletions.h"
 #include "tests/support/dm_fixture.h"
 
 namespace {
@@ -298,6 +301,24 @@ TEST_F(Mlox_DM_OutputTest, AWriteThatThrowsItsReportLeavesTheGateAsItWas) {
   std::thread([this] { static_cast<Mlox_DM_Output&>(*mOutput).Kill(); }).join();
   EXPECT_EQ(Sleeper::sSleeps, 0);
   EXPECT_EQ(deliveryP->Release(), 0u);
+}
+
+TEST_F(Mlox_DM_OutputTest, AnOutputWhoseLastReferenceGoesInsideTheReportOfAWriteOutlivesTheWrite) {
+  Test_RunDelayedDeletions();
+  const Test_FakeTime time(Sys_Clock::Microseconds());
+  IDirectMIDIClientOutput* nodeP = mServiceP->CreateClientOutput("Short-lived");
+  auto* deviceP = static_cast<Mlox_DM_Device*>(static_cast<IDirectMIDIClientOutput4*>(nodeP));
+  OutputRef output(deviceP->GetCommonOutput());
+  std::size_t pendingInside = 0;
+  const Test_CallOnReport callOnReport([&] {
+    nodeP->Release();
+    output = nullptr;
+    pendingInside = Test_PendingAfterManyPasses();
+  });
+  const unsigned char bytes[] = {0x90, 60, 1};
+  output->WriteRawMIDI(bytes, 3, Manager().GetDefaultOutputContext());
+  EXPECT_GT(pendingInside, 0u);
+  EXPECT_EQ(Test_PendingAfterManyPasses(), 0u);
 }
 
 /// Counts the messages that are being received, and lets a Kill check that none is.

@@ -7,6 +7,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "tests/support/static_user.h"
+
 namespace {
 
 Mlox_DM_PlugInInstDict_Spec Key(uint32_t iTag, uint64_t iHigh, uint64_t iLow) {
@@ -15,6 +17,21 @@ Mlox_DM_PlugInInstDict_Spec Key(uint32_t iTag, uint64_t iHigh, uint64_t iLow) {
 
 const Mlox_DM_PlugInLocator kFirst{Sys_UUID(1, 2, 3, 4), 5};
 const Mlox_DM_PlugInLocator kSecond{Sys_UUID(6, 7, 8, 9), 10};
+
+bool sIsTheDictionaryFilled = false;
+
+/// Whether the dictionary still has the entry of the test below. Without one it isn't asked: whatever is made
+/// by the first question would outlive the asker.
+bool HasTheEntry() {
+  if (!sIsTheDictionaryFilled) return false;
+  // It would take up the memory of a dictionary that is gone, which might else still read as it was.
+  Mlox_DM_PlugInInstDict other;
+  for (uint32_t tag = 1; tag <= 1000; ++tag) other.AddEntry(Key(tag, 0, 0), kSecond);
+  Mlox_DM_PlugInLocator found;
+  return Mlox_DM_PlugInInstDict::Singleton().LookupLocator(Key(55, 66, 77), &found) && found == kFirst;
+}
+
+[[gnu::init_priority(200)]] Test_StaticUser<&HasTheEntry> sStaticUser;
 
 static_assert(std::is_trivially_default_constructible_v<Mlox_DM_PlugInInstDict_Spec>,
               "the default constructor initialises nothing");
@@ -90,6 +107,16 @@ TEST(Mlox_DM_PlugInInstDictTest, SingletonIsOneAndKeepsItsEntries) {
   EXPECT_TRUE(Mlox_DM_PlugInInstDict::Singleton().LookupLocator(key, &found));
   EXPECT_EQ(found, kFirst);
   Mlox_DM_PlugInInstDict::Singleton().RemoveEntry(key);
+}
+
+TEST(Mlox_DM_PlugInInstDictExitTest, AnEntryIsFoundWhileStaticObjectsGo) {
+  EXPECT_EXIT(
+      {
+        Mlox_DM_PlugInInstDict::Singleton().AddEntry(Key(55, 66, 77), kFirst);
+        sIsTheDictionaryFilled = true;
+        sStaticUser.ExitWithLastAnswer();
+      },
+      ::testing::ExitedWithCode(sStaticUser.kYes), "");
 }
 
 TEST(Mlox_DM_PlugInInstDictTest, MakeOldTagCountsUpByOne) {

@@ -385,6 +385,32 @@ TEST_F(Mlox_DM_ServiceTest, FindOutputWithoutADeviceOrADescriptorReturnsNull) {
   EXPECT_EQ(mServiceP->FindOutputMatchingDescriptorExceptForName(nullptr), nullptr);
 }
 
+/// Answers each search for a device with a device of the test's.
+class AnsweringService : public Mlox_DM_Service {
+ public:
+  AnsweringService() : Mlox_DM_Service(nullptr, nullptr, nullptr) {}
+  Mlox_Device* FindOutputDeviceExactlyMatchingDescriptor(const Mlox_DeviceDescriptor*) override {
+    return mExactP;
+  }
+  Mlox_Device* FindOutputDeviceMatchingDescriptorExceptForName(const Mlox_DeviceDescriptor*) override {
+    return mExceptForNameP;
+  }
+  Mlox_Device* mExactP = nullptr;
+  Mlox_Device* mExceptForNameP = nullptr;
+};
+
+TEST_F(Mlox_DM_ServiceTest, FindOutputAsksTheSearchForADeviceThatADerivedServiceMayReplace) {
+  AnsweringService service;
+  Mlox_DM_Device* exactP = NewDevice("Exact");
+  Mlox_DM_Device* exceptForNameP = NewDevice("ExceptForName");
+  service.mExactP = exactP;
+  service.mExceptForNameP = exceptForNameP;
+  const auto nobody = NewOutputDescriptor(Mlox_DM_DeviceDescriptor::NewOutput("Nobody", 0), 2);
+  EXPECT_EQ(service.FindOutputExactlyMatchingDescriptor(nobody.get()), exactP->GetOutputForChannel(2));
+  EXPECT_EQ(service.FindOutputMatchingDescriptorExceptForName(nobody.get()),
+            exceptForNameP->GetOutputForChannel(2));
+}
+
 TEST_F(Mlox_DM_ServiceTest, TheChannelOfAnOutputDescriptorIsTakenAsASignedByte) {
   Mlox_DM_Device* deviceP = NewDevice("Synth");
   const DescriptorP descriptorP = deviceP->GetDeviceDescriptor();
@@ -526,6 +552,46 @@ TEST_F(Mlox_DM_ServiceTest, StopPlaybackClearsTheQueuesAndLeavesOneAllNotesOffFo
             (std::vector<Test_DM_Message>{{10, {0xB0, 123, 0}}, {10, {0xB1, 123, 0}}}))
       << "immediate messages take the time of the last one that left the queue, here the drained note's";
   deliveryP->Release();
+}
+
+TEST_F(Mlox_DM_ServiceTest, StopPlaybackLeavesAllNotesOffForTheSixteenChannelsInOrder) {
+  IDirectMIDIBufferedDelivery* deliveryP = NewDevice("Synth")->SetBufferedDelivery();
+  mServiceP->StopPlayback();
+  std::vector<Test_DM_Message> expected;
+  for (int channel = 0; channel < 16; ++channel) {
+    expected.push_back({0, {static_cast<uint8_t>(0xB0 | channel), 123, 0}});
+  }
+  EXPECT_EQ(Test_DM_Pull(deliveryP, 0, 63), expected);
+  deliveryP->Release();
+}
+
+TEST_F(Mlox_DM_ServiceTest, StopPlaybackReachesEveryBufferedDeviceAndEveryGlobalOutput) {
+  NewDevice("None");
+  Test_DM_Client client;
+  NewDevice("Direct")->SetDirectDelivery(&client);
+  std::vector<IDirectMIDIBufferedDelivery*> ofDevices;
+  for (const char* nameP : {"First buffered", "Second buffered"}) {
+    Mlox_DM_Device* deviceP = NewDevice(nameP);
+    deviceP->SetChannelMask(0x0004);
+    ofDevices.push_back(deviceP->SetBufferedDelivery());
+    WriteImmediateNote(*deviceP->GetCommonOutput(), 60);
+  }
+  std::vector<IDirectMIDIBufferedDelivery*> ofGlobalOutputs;
+  for (int i = 0; i < 2; ++i) {
+    auto* outputP = static_cast<Mlox_DM_GlobalOutput*>(NewGlobalOutput());
+    ofGlobalOutputs.push_back(outputP->SetBufferedDelivery());
+    WriteImmediateNote(*outputP, 60);
+  }
+  mServiceP->StopPlayback();
+  for (IDirectMIDIBufferedDelivery* deliveryP : ofDevices) {
+    EXPECT_EQ(Test_DM_Pull(deliveryP, 0, 63), (std::vector<Test_DM_Message>{{0, {0xB2, 123, 0}}}));
+    deliveryP->Release();
+  }
+  for (IDirectMIDIBufferedDelivery* deliveryP : ofGlobalOutputs) {
+    EXPECT_TRUE(Test_DM_Pull(deliveryP, 0, 63).empty());
+    deliveryP->Release();
+  }
+  EXPECT_TRUE(client.mMessages.empty());
 }
 
 TEST_F(Mlox_DM_ServiceTest, StopPlaybackOnADeviceWithoutChannelsLeavesNothing) {
