@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,6 +17,7 @@
 #include "cmn/ps_thread.h"
 #include "cmn/sys_rawthreadtask.h"
 #include "tests/support/assert_recorder.h"
+#include "tests/support/sanitizers.h"
 
 namespace {
 
@@ -295,6 +299,44 @@ TEST(PSThreadTest, ANameIsFreeAgainAfterItsLastObject) {
     mutexP->Unlock();
   }
 }
+
+// The checkers of memory and threads need the address space for themselves and end the process without it.
+#if !TEST_HAS_MEMORY_OR_THREAD_CHECKER
+
+// While it lives the process gets no more than this much memory from the system.
+class MemoryLimit {
+ public:
+  explicit MemoryLimit(rlim_t iBytesLeft) {
+    rlim_t pagesInUse = 0;
+    std::ifstream("/proc/self/statm") >> pagesInUse;
+    EXPECT_GT(pagesInUse, 0u);
+    EXPECT_EQ(getrlimit(RLIMIT_AS, &mBefore), 0);
+    rlimit limit = mBefore;
+    limit.rlim_cur = pagesInUse * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + iBytesLeft;
+    EXPECT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+  }
+  ~MemoryLimit() { EXPECT_EQ(setrlimit(RLIMIT_AS, &mBefore), 0); }
+  MemoryLimit(const MemoryLimit&) = delete;
+  MemoryLimit& operator=(const MemoryLimit&) = delete;
+
+ private:
+  rlimit mBefore{};
+};
+
+TEST(PSThreadTest, IfThereIsNoMemoryForTheNameThereIsNoMutex) {
+  const std::string name(std::size_t{1} << 27, 'n');
+  PSMutex* mutexP = nullptr;
+  {
+    const MemoryLimit limit(name.size() / 2);
+    mutexP = gPSThread->NewMutex(name.c_str());
+  }
+  EXPECT_EQ(mutexP, nullptr);
+  delete mutexP;
+  const std::unique_ptr<PSMutex> laterP(gPSThread->NewMutex("later"));
+  EXPECT_NE(laterP, nullptr);
+}
+
+#endif
 
 TEST(PSThreadTest, ThreadsHaveDifferentNumbers) {
   const std::uint64_t mine = gPSThread->GetCurrentThreadID();

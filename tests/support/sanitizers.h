@@ -9,10 +9,13 @@
 #define TEST_HAS_FEATURE(feature) 0
 #endif
 
-/// Whether a checker of memory or threads is built in: these replace mlock by nothing that succeeds.
+/// Whether a checker of memory or threads is built in.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || TEST_HAS_FEATURE(address_sanitizer) || \
     TEST_HAS_FEATURE(thread_sanitizer)
-inline constexpr bool Test_kPinningIsFaked = true;
+#define TEST_HAS_MEMORY_OR_THREAD_CHECKER 1
 #else
-inline constexpr bool Test_kPinningIsFaked = false;
+#define TEST_HAS_MEMORY_OR_THREAD_CHECKER 0
 #endif
+
+/// These checkers replace mlock by nothing that succeeds.
+inline constexpr bool Test_kPinningIsFaked = TEST_HAS_MEMORY_OR_THREAD_CHECKER != 0;
