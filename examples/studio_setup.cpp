@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "cmn/mem2_masterallocator.h"
 #include "mlox/mdi_appcallback.h"
@@ -22,6 +23,12 @@ class Application : public Mdi_AppCallback {
   void StopPlayback() override {}
 };
 
+// What an application does anyway, a few times a second.
+void Wait() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  Mlox_Manager::Singleton()->CheckStudioSetup();
+}
+
 void ListOutputs(const char* iTitleP) {
   Mlox_Manager* managerP = Mlox_Manager::Singleton();
   std::printf("%s:\n", iTitleP);
@@ -34,17 +41,21 @@ void ListOutputs(const char* iTitleP) {
 }
 
 //! [setup]
-// Any process may do this while others play: they show the change within a second.
-bool PutOnPort(Platform_StudioManagement& ioStudio, const std::string& iName, const std::string& iPortName) {
-  std::string instrument;
-  if (ioStudio.Add(iName, "Acme", "Strings 2", instrument) != Result::kDone) return false;
+// Any process may do this while others play: each knows within a second what another one has changed.
+std::string FindPort(Platform_StudioManagement& ioStudio, const std::string& iName) {
   for (const Platform_StudioEntry& entry : ioStudio.Entries()) {
-    const bool isPort = !entry.mIsUserDefined && !entry.mIsSource && entry.mName == iPortName;
-    if (isPort && ioStudio.Wire(instrument, entry.mGuid) != Result::kDone) return false;
+    if (!entry.mIsUserDefined && !entry.mIsSource && entry.mName == iName) return entry.mGuid;
   }
+  return {};
+}
+
+bool PutOnPort(Platform_StudioManagement& ioStudio, const std::string& iName, const std::string& iPort) {
+  std::string instrument;
   const std::int32_t receive = 0x000F;  // bit n is channel n: the first four
-  if (ioStudio.SetChannels(instrument, receive, 0) != Result::kDone) return false;
-  return ioStudio.Flush(std::chrono::seconds(10));  // on disk
+  return ioStudio.Add(iName, "Acme", "Strings 2", instrument) == Result::kDone &&
+         ioStudio.Wire(instrument, iPort) == Result::kDone &&
+         ioStudio.SetChannels(instrument, receive, 0) == Result::kDone &&
+         ioStudio.Flush(std::chrono::seconds(10));  // on disk
 }
 //! [setup]
 
@@ -58,10 +69,10 @@ int main() {
   if (!managerP->ActivateService(Mlox_Manager::kDirectMusicService, &allocator, &application)) return 1;
   ListOutputs("before");
   const Platform_StudioFaces studio = Platform_OpenStudio(nullptr);
-  if (!studio.mManagement->WaitUntilRead(std::chrono::seconds(10))) return 1;
-  if (!PutOnPort(*studio.mManagement, "Strings", "mlox loopback")) return 1;
-  managerP->RemoveAllServices();
-  if (!managerP->ActivateService(Mlox_Manager::kDirectMusicService, &allocator, &application)) return 1;
+  std::string port;
+  while ((port = FindPort(*studio.mManagement, "mlox loopback")).empty()) Wait();
+  if (!PutOnPort(*studio.mManagement, "Strings", port)) return 1;
+  while (managerP->GetNumberOfOutputDevices() == 0 || !managerP->GetOutputDevice(0)->IsUserDefined()) Wait();
   ListOutputs("after");
   managerP->RemoveAllServices();
   return 0;
