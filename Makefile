@@ -65,7 +65,7 @@ fuzz: configure-fuzz
 
 ## make package   the Debian packages libmlox1, libmlox-dev and mlox-tools in build/packages
 package: configure-release
-	cmake --build --preset release -j $(JOBS) --target mlox mlox_tool
+	cmake --build --preset release -j $(JOBS) --target mlox mlox_tool_references
 	cpack --config build/release/CPackConfig.cmake -G DEB -B $(CURDIR)/build/packages
 	@rm -rf build/packages/_CPack_Packages
 

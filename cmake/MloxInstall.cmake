@@ -47,4 +47,9 @@ install(FILES ${PROJECT_BINARY_DIR}/mlox.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 if(MLOX_BUILD_TOOLS)
   install(TARGETS mlox_tool RUNTIME COMPONENT tools)
+  set(tool_build ${PROJECT_BINARY_DIR}/tools/mlox)
+  install(FILES ${tool_build}/mlox.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${tool_build}/mlox.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    RENAME mlox COMPONENT tools)
+  install(FILES ${tool_build}/_mlox DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools)
 endif()

@@ -19,6 +19,7 @@
 #include "tools/mlox/names/names_command.h"
 #include "tools/mlox/ports/ports_command.h"
 #include "tools/mlox/ports/studio_command.h"
+#include "tools/mlox/reference/reference_command.h"
 #include "tools/mlox/render/render_command.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
@@ -28,6 +29,9 @@ namespace {
 constexpr int kBadInput = 1;
 constexpr int kBadUsage = 2;
 
+const std::string kVersion =
+    fmt::format("mlox {}.{}.{}", CMN_VERSION_MAJOR, CMN_VERSION_MINOR, CMN_VERSION_PATCH);
+
 void RegisterAll(CLI::App& iApp) {
   tool::RegisterRender(iApp);
   tool::RegisterPorts(iApp);
@@ -35,6 +39,7 @@ void RegisterAll(CLI::App& iApp) {
   tool::RegisterNames(iApp);
   tool::RegisterOutputPatches(iApp);
   tool::RegisterDeviceTypes(iApp);
+  tool::RegisterReference(iApp, kVersion);
 }
 
 /// One line on standard error, whatever line breaks and commands to a terminal the text has: it may name what
@@ -54,8 +59,7 @@ int EndParsing(const CLI::App& iApp, const CLI::ParseError& iError) {
 
 int Run(int iCount, char** iArguments) {
   CLI::App app("MIDI between workstations, plug-ins and the machine's ports.", "mlox");
-  app.set_version_flag("--version",
-                       fmt::format("mlox {}.{}.{}", CMN_VERSION_MAJOR, CMN_VERSION_MINOR, CMN_VERSION_PATCH));
+  app.set_version_flag("--version", kVersion);
   app.require_subcommand(1);
   app.footer("\nmlox SUBCOMMAND --help tells about each.");
   RegisterAll(app);

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+// The scripts as the shells run them.
+#include "tools/mlox/reference/completion.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include "tests/support/test_temp_folder.h"
+#include "tests/tools/reference/small_program.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+class Completion : public testing::Test {
+ protected:
+  // What a shell's command prints.
+  static std::string Run(const std::string& iCommand) {
+    std::FILE* pipeP = popen(iCommand.c_str(), "r");
+    if (pipeP == nullptr) return "no shell";
+    std::string output;
+    std::array<char, 512> piece{};
+    while (std::fgets(piece.data(), static_cast<int>(piece.size()), pipeP) != nullptr) output += piece.data();
+    return pclose(pipeP) == 0 ? output : "failed: " + output;
+  }
+
+  std::string Save(const std::string& iScript) const {
+    const std::string path = mFolder.Path() + "/script";
+    std::ofstream(path) << iScript;
+    return path;
+  }
+
+  // The answers of bash for these words, of which the last is being typed.
+  std::string Bash(const std::string& iWords) const {
+    const std::string path = Save(tool::BashCompletion(tool::CommandsOf(mProgram.mApp)));
+    return Run("bash -c 'source " + path + "; COMP_WORDS=(" + iWords +
+               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _small; echo \"${COMPREPLY[*]}\"'");
+  }
+
+  const SmallProgram mProgram;
+  const Test_TempFolder mFolder;
+};
+
+TEST_F(Completion, BashKnowsCommandsByTheirBeginning) {
+  EXPECT_EQ(Bash("small \"\""), "play studio\n");
+  EXPECT_EQ(Bash("small st"), "studio\n");
+  EXPECT_EQ(Bash("small studio \"\""), "add\n");
+}
+
+TEST_F(Completion, BashKnowsTheOptionsOfTheCommandAtHand) {
+  EXPECT_EQ(Bash("small play --"), "--help --seconds --through --json\n");
+  EXPECT_EQ(Bash("small studio add --m"), "--model\n");
+}
+
+TEST_F(Completion, BashKnowsTheChoicesOfAnOptionAndNothingOfOtherValues) {
+  EXPECT_EQ(Bash("small play --through \"\""), "buffered direct none\n");
+  EXPECT_EQ(Bash("small play song --through d"), "direct\n");
+  EXPECT_EQ(Bash("small play --seconds \"\""), "\n");
+  EXPECT_EQ(Bash("small play \"\""), "\n");
+}
+
+TEST_F(Completion, ZshReadsTheScriptAndItsQuotes) {
+  const std::string script = tool::ZshCompletion(tool::CommandsOf(mProgram.mApp));
+  EXPECT_THAT(script, testing::StartsWith("#compdef small\n"));
+  EXPECT_THAT(script, HasSubstr("'play:Play it, don'\\''t wait'"));
+  EXPECT_THAT(script, HasSubstr("'small play --through') compadd -- buffered direct none; return ;;"));
+  EXPECT_EQ(Run("zsh -n " + Save(script) + " 2>&1"), "");
+}
+
+TEST_F(Completion, ZshAsksForTheCommandsAtHand) {
+  const std::string path = Save(tool::ZshCompletion(tool::CommandsOf(mProgram.mApp)));
+  // The completion system's own functions are replaced by ones that print what they are given.
+  EXPECT_EQ(Run("zsh -f -c 'compdef() {}; _describe() { print -r -- $1 ${(P)2}; }; _files() { print files; }; "
+                "words=(small studio \"\"); CURRENT=3; PREFIX=; source " +
+                path + "'"),
+            "command add:A new one\n");
+  EXPECT_EQ(Run("zsh -f -c '_describe() { print -r -- $1; }; _files() { print files; }; "
+                "words=(small play \"\"); CURRENT=3; PREFIX=; source " +
+                path + "'"),
+            "files\n");
+}
+
+}  // namespace
