@@ -16,6 +16,7 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -42,6 +43,30 @@ TEST_F(Command, HelpNamesTheSubcommands) {
   EXPECT_EQ(result.mStatus, 0);
   EXPECT_THAT(result.mOutput, HasSubstr("render"));
   EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(Command, ReferencePrintsAManualPageThatIsReadWithoutAWarning) {
+  const Result result = Shell("$MLOX reference man >page && groff -ww -man -Tutf8 -P-cbu page");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mError, "");
+  EXPECT_THAT(result.mOutput, AllOf(HasSubstr("mlox render [OPTIONS] SONG OUT"),
+                                    HasSubstr("mlox studio wire [OPTIONS]"), HasSubstr("--soundfont FILE")));
+}
+
+TEST_F(Command, ReferencePrintsScriptsThatShellsRead) {
+  const Result result = Shell(
+      "$MLOX reference bash >mlox.bash && $MLOX reference zsh >_mlox && zsh -n _mlox && bash -c 'source "
+      "mlox.bash; "
+      "COMP_WORDS=(mlox studio w); COMP_CWORD=2; _mlox; echo \"${COMPREPLY[*]}\"'");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mError, "");
+  EXPECT_EQ(result.mOutput, "wire\n");
+}
+
+TEST_F(Command, ReferenceOfAnotherKindIsAUsageError) {
+  const Result result = Mlox("reference fish");
+  EXPECT_EQ(result.mStatus, 2);
+  EXPECT_THAT(result.mError, HasSubstr("fish"));
 }
 
 TEST_F(Command, HelpOfRenderTeaches) {

@@ -38,8 +38,11 @@ check_examples() {
   grep -q '100% tests passed' ctest.log || fail "no example was run"
 }
 
-# check_tool PREFIX
+# check_tool PREFIX: the command, its manual page and its completions.
 check_tool() {
   LD_LIBRARY_PATH=$(dirname "$(find "$1" -name 'libmlox.so.1')") "$1/bin/mlox" --version >printed || fail "mlox doesn't run"
   grep -q '[0-9]\.[0-9]' printed || fail "mlox --version prints $(cat printed)"
+  grep -q '^.SS "mlox render' "$1/share/man/man1/mlox.1" || fail "the manual page doesn't tell of mlox render"
+  bash -n "$1/share/bash-completion/completions/mlox"
+  zsh -n "$1/share/zsh/site-functions/_mlox"
 }

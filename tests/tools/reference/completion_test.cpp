@@ -75,10 +75,11 @@ TEST_F(Completion, ZshReadsTheScriptAndItsQuotes) {
 TEST_F(Completion, ZshAsksForTheCommandsAtHand) {
   const std::string path = Save(tool::ZshCompletion(tool::CommandsOf(mProgram.mApp)));
   // The completion system's own functions are replaced by ones that print what they are given.
-  EXPECT_EQ(Run("zsh -f -c 'compdef() {}; _describe() { print -r -- $1 ${(P)2}; }; _files() { print files; }; "
-                "words=(small studio \"\"); CURRENT=3; PREFIX=; source " +
-                path + "'"),
-            "command add:A new one\n");
+  EXPECT_EQ(
+      Run("zsh -f -c 'compdef() {}; _describe() { print -r -- $1 ${(P)2}; }; _files() { print files; }; "
+          "words=(small studio \"\"); CURRENT=3; PREFIX=; source " +
+          path + "'"),
+      "command add:A new one\n");
   EXPECT_EQ(Run("zsh -f -c '_describe() { print -r -- $1; }; _files() { print files; }; "
                 "words=(small play \"\"); CURRENT=3; PREFIX=; source " +
                 path + "'"),
