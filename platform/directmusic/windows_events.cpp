@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -35,8 +36,7 @@ struct EventSlot {
 
   // What the event stands on besides, and how often that was changed: a wait looks at the number first.
   std::atomic<std::uint32_t> mChanges{0};
-  std::mutex mMutex;
-  int mAttached = -1;  // these two under mMutex
+  int mAttached = -1;  // these two under AttachmentsMutex
   std::shared_ptr<Platform_EventSource> mSource;
 };
 
@@ -74,10 +74,18 @@ const EventSlot* OpenSlot(HANDLE iHandle) {
   return slot != nullptr && IsOpen(iHandle, *slot, slot->mState.load()) ? slot : nullptr;
 }
 
+// Held while an event changes what it stands on, and while a wait tells the kernel what its events stand on:
+// whoever takes a descriptor away and then closes it knows that no wait takes up the number afterwards, which
+// may be a stranger's by then. Never destroyed: events outlive static objects.
+std::mutex& AttachmentsMutex() {
+  static std::mutex* const sMutexP = new std::mutex;
+  return *sMutexP;
+}
+
 // Puts this in the place of what the event stood on.
 void Attach(EventSlot& ioSlot, HANDLE iEvent, int iDescriptor,
             std::shared_ptr<Platform_EventSource> iSource) {
-  const std::lock_guard lock(ioSlot.mMutex);
+  const std::lock_guard lock(AttachmentsMutex());
   if (ioSlot.mSource != nullptr) {
     ioSlot.mSource->SetEventHandle(nullptr);
   }
@@ -165,6 +173,7 @@ class ThreadWait {
 
  private:
   bool IsCurrent(DWORD iCount, const HANDLE* iEvents) const;
+  bool FillAnew(DWORD iCount, const HANDLE* iEvents, bool& oIsFilled);
 
   std::array<HANDLE, MAXIMUM_WAIT_OBJECTS> mEvents{};
   std::array<std::uint32_t, MAXIMUM_WAIT_OBJECTS> mChanges{};
@@ -187,24 +196,37 @@ bool ThreadWait::IsCurrent(DWORD iCount, const HANDLE* iEvents) const {
   return true;
 }
 
+// False when a handle is closed.
+bool ThreadWait::FillAnew(DWORD iCount, const HANDLE* iEvents, bool& oIsFilled) {
+  // Those that are held are let go behind the lock: the last to let go of a closed one takes it too.
+  std::vector<std::unique_ptr<HeldSlot>> heldSlots;
+  std::vector<Platform_EventWaitSet::Member> members;
+  const std::lock_guard lock(AttachmentsMutex());
+  for (DWORD i = 0; i < iCount; ++i) {
+    heldSlots.push_back(std::make_unique<HeldSlot>(iEvents[i]));
+    const EventSlot* const slot = heldSlots.back()->Get();
+    if (slot == nullptr) {
+      return false;
+    }
+    mEvents[i] = iEvents[i];
+    mChanges[i] = slot->mChanges.load();
+    members.push_back({slot->mDescriptor.load(), slot->mAttached, slot->mSource});
+  }
+  oIsFilled = mSet.Fill(std::move(members));
+  return true;
+}
+
 // False when a handle is closed or the kernel refuses.
 bool ThreadWait::Refresh(DWORD iCount, const HANDLE* iEvents) {
   if (IsCurrent(iCount, iEvents)) {
     return true;
   }
   mCount = 0;
-  std::vector<Platform_EventWaitSet::Member> members;
-  for (DWORD i = 0; i < iCount; ++i) {
-    const HeldSlot held(iEvents[i]);
-    if (held.Get() == nullptr) {
-      return false;
-    }
-    const std::lock_guard lock(held.Get()->mMutex);
-    mEvents[i] = iEvents[i];
-    mChanges[i] = held.Get()->mChanges.load();
-    members.push_back({held.Get()->mDescriptor.load(), held.Get()->mAttached, held.Get()->mSource});
+  bool isFilled = false;
+  if (!FillAnew(iCount, iEvents, isFilled)) {
+    return false;
   }
-  if (!mSet.Fill(std::move(members))) {
+  if (!isFilled) {
     // No descriptor is left: whoever waits in a loop shall not spin meanwhile.
     std::this_thread::sleep_for(kPauseAfterFailure);
     return false;
