@@ -66,7 +66,9 @@ Mlox_DM_PlugInLocator Mlox_Utils::GetPlugInLocator(Mlox_Device* iDeviceP) {
   return GetPlugInLocator(iDeviceP->GetDeviceDescriptor());
 }
 
+// By value like the manager's search for inputs: the signature is a promise to binaries.
 Mlox_DM_PlugInLocator Mlox_Utils::GetPlugInLocator(
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): see above
     std::shared_ptr<const Mlox_DeviceDescriptor> iDescriptorRCP) {
   const auto* descriptorP = dynamic_cast<const Mlox_DM_DeviceDescriptor*>(iDescriptorRCP.get());
   if (descriptorP == nullptr || !descriptorP->HasPluginTag()) return {};

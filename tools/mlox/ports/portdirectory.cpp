@@ -27,6 +27,7 @@ std::vector<int> AvailableChannels(const Port& iPort) {
 std::vector<int> IntegerIds(Mlox_Device& ioDevice, const std::vector<int>& iChannels) {
   if (iChannels.empty()) return {MidiOutputIDMapper::OutputToID(ioDevice.GetCommonOutput())};
   std::vector<int> ids;
+  ids.reserve(iChannels.size());
   for (const int channel : iChannels) {
     ids.push_back(
         MidiOutputIDMapper::OutputToID(ioDevice.GetOutputForChannel(static_cast<short>(channel - 1))));
