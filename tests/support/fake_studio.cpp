@@ -281,7 +281,7 @@ class FakeList : public IDirectMusicNotificationList {
 
 }  // namespace
 
-class Test_FakeDevice : public WithProperties<Test_FakeNodeObject<IDeviceProperties>> {
+class Test_FakeStudioDevice : public WithProperties<Test_FakeNodeObject<IDeviceProperties>> {
  public:
   using WithProperties::WithProperties;
   HRESULT GetPatchBankCount(int* oCount) override {
@@ -486,7 +486,7 @@ std::shared_ptr<IEndpointIDs> Test_FakeStudio::IDsOf(Test_StudioNode& ioNode) {
   return ObjectOf<Test_FakeIDs>(ioNode, mKeptIDs);
 }
 std::shared_ptr<IDeviceProperties> Test_FakeStudio::DeviceOf(Test_StudioNode& ioNode) {
-  return ObjectOf<Test_FakeDevice>(ioNode, mKeptDevices);
+  return ObjectOf<Test_FakeStudioDevice>(ioNode, mKeptDevices);
 }
 std::shared_ptr<IEntityProperties> Test_FakeStudio::EntityOf(Test_StudioNode& ioNode) {
   return ObjectOf<Test_FakeEntity>(ioNode, mKeptEntities);

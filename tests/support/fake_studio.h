@@ -109,7 +109,7 @@ class Test_FakeStudio : public IDirectMusicStudio, public std::enable_shared_fro
   friend class Test_FakeIDs;
   template <class Interface>
   friend class Test_FakeNodeObject;
-  friend class Test_FakeDevice;
+  friend class Test_FakeStudioDevice;
   friend class Test_FakeEntity;
   friend class Test_FakeEndpoint;
 
