@@ -45,7 +45,7 @@ class Application {
       mServiceP->CreateClientOutput(name.c_str());
       mServiceP->CreateClientInput(name.c_str());
     }
-    Manager().CheckStudioSetup();
+    ReportChange();
   }
 
   static Mlox_Manager& Manager() { return *Mlox_Manager::Singleton(); }
