@@ -140,10 +140,21 @@ class alignas(64) PSAtomicFifo {
     return iElementP;
   }
 
+  // The writers' cores have the elements in their caches, and each says only where the next one is. A writer
+  // mostly takes memory that lies one piece behind the other, so the step to the next element is a good guess
+  // at where those behind it lie: they are fetched while this one is turned round. A wrong guess is harmless.
+  static void PrefetchAhead(const Element* iElementP, const Element* iNextP) noexcept {
+    constexpr std::uintptr_t kAhead = 6;
+    const auto next = reinterpret_cast<std::uintptr_t>(iNextP);
+    const std::uintptr_t step = next - reinterpret_cast<std::uintptr_t>(iElementP);
+    __builtin_prefetch(reinterpret_cast<const void*>(next + kAhead * step));
+  }
+
   static Element* Reversed(Element* iElementP) noexcept {
     Element* resultP = nullptr;
     while (iElementP != nullptr) {
       Element* nextP = Next(iElementP);
+      PrefetchAhead(iElementP, nextP);
       iElementP->mNextP.store(resultP, std::memory_order_relaxed);
       resultP = iElementP;
       iElementP = nextP;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -71,6 +72,9 @@ class MLOX_EXPORT Mlox_DM_BufferedDelivery final : public IDirectMIDIBufferedDel
   bool HasOwner() const { return mOwnerP.load(std::memory_order_seq_cst) != nullptr; }
 
  private:
+  // Bytes, of the processors that we care about.
+  static constexpr std::size_t kCacheLine = 64;
+
   enum class EClear { kWhilePlaying, kForGood };
 
   void ReclaimMemory() override;
@@ -90,23 +94,26 @@ class MLOX_EXPORT Mlox_DM_BufferedDelivery final : public IDirectMIDIBufferedDel
   void Clear(EClear iHow);
   void Drain();
 
-  Sys_AtomicInt32 mGetMessageSemaphore;
-  const std::vector<Mlox_OutputContextRef> mOutputContexts;
+  // What the reader changes with every message lies in lines of its own. Writers read the others with every
+  // event: each would otherwise wait for the other's core.
+  alignas(kCacheLine) Sys_AtomicInt32 mGetMessageSemaphore;
+
+  alignas(kCacheLine) const std::vector<Mlox_OutputContextRef> mOutputContexts;
   std::unique_ptr<SPSAtomicQueue> mEventQueueImmediate;
   std::unique_ptr<Mlox_DM_SortedEventQueueImpl> mEventQueueTimestamped;
 
   // The reader's state, admitted by mGetMessageSemaphore.
-  Mlox_DM_QueuedEvent* mPeekEventP = nullptr;
+  alignas(kCacheLine) Mlox_DM_QueuedEvent* mPeekEventP = nullptr;
   int32_t mPeekMessageIndex = 0;
   uint64_t mLastSampleTime = 0;
 
-  std::unique_ptr<Mlox_DM_DeliveryMessage> mMessageP;
+  alignas(kCacheLine) std::unique_ptr<Mlox_DM_DeliveryMessage> mMessageP;
   Mem2_MasterAllocator* const mAllocatorP;
   std::atomic<Mlox_DM_BufferedDelivery_Owner*> mOwnerP;
 
   // The reader's state too. mPeekEventIsOurs: false when a ClearEvents dropped the event while it was being
   // peeked at; such an event is never freed.
-  bool mPeekingImmediate = true;
+  alignas(kCacheLine) bool mPeekingImmediate = true;
   bool mPeekEventIsOurs = true;
 
   const Cmn_AliasedRefCountPtr<Mlox_DM_DeliveryState> mState;

@@ -29,12 +29,12 @@ int32_t CountElements(const SPSAtomicElementBase* iChainP) {
 
 // The writer's core has the next event of this stream in its cache. Fetched now, it is here when this one is
 // done. The link of an event that was taken out still says where that was; it may be stale, and nothing but
-// the address is used.
+// the address is used. A short message lies in the first line; that of a sysex comes when it is read.
 void PrefetchBehind(const Mlox_DM_QueuedEvent& iEvent) {
-  const auto* const nextP = reinterpret_cast<const char*>(iEvent.GetNextInChain());
+  const auto* const nextP = static_cast<const Mlox_DM_QueuedEvent*>(iEvent.GetNextInChain());
   if (nextP == nullptr) return;  // the last one: there is nothing behind it, and no address to count from
-  constexpr std::size_t kLine = 64;
-  for (std::size_t at = 0; at < sizeof(Mlox_DM_QueuedEvent); at += kLine) __builtin_prefetch(nextP + at);
+  __builtin_prefetch(nextP);
+  __builtin_prefetch(&nextP->mChannel);
 }
 
 }  // namespace
@@ -84,7 +84,7 @@ Mlox_DM_QueuedEvent* Mlox_DM_SortedEventQueueImpl::PeekNextEvent() {
 }
 
 Mlox_DM_QueuedEvent* Mlox_DM_SortedEventQueueImpl::RefillHead(std::size_t iIndex) {
-  std::atomic<Mlox_DM_QueuedEvent*>& head = mQueueHeads[iIndex];
+  std::atomic<Mlox_DM_QueuedEvent*>& head = mQueueHeads[iIndex].mEventP;
   // A stream with a waiting head isn't touched: at most one event of each stream is outside its FIFO.
   if (Mlox_DM_QueuedEvent* const waitingP = head.load(std::memory_order_relaxed)) return waitingP;
   auto* const poppedP = static_cast<Mlox_DM_QueuedEvent*>(mEventQueues[iIndex]->Pop());
@@ -96,11 +96,11 @@ Mlox_DM_QueuedEvent* Mlox_DM_SortedEventQueueImpl::RefillHead(std::size_t iIndex
 
 bool Mlox_DM_SortedEventQueueImpl::RemoveHeadEvent(Mlox_DM_QueuedEvent* iEventP) {
   bool found = false;
-  for (std::atomic<Mlox_DM_QueuedEvent*>& head : mQueueHeads) {
-    Mlox_DM_QueuedEvent* expectedP = head.load(std::memory_order_relaxed);
+  for (Head& head : mQueueHeads) {
+    Mlox_DM_QueuedEvent* expectedP = head.mEventP.load(std::memory_order_relaxed);
     if (expectedP != iEventP) continue;
     // Exchanged and not stored: either we take the event or a ClearEvents meanwhile drops it, never both.
-    found = head.compare_exchange_strong(expectedP, nullptr, std::memory_order_relaxed);
+    found = head.mEventP.compare_exchange_strong(expectedP, nullptr, std::memory_order_relaxed);
     break;
   }
   CMN_TRACEASSERT(kAssertSource, found, "it != end(mQueueHeads)");
@@ -127,7 +127,7 @@ int32_t Mlox_DM_SortedEventQueueImpl::ClearEvents() {
   // the reader had a look at one cannot be known here.
   int32_t dropped = 0;
   for (std::size_t i = 0; i < mEventQueues.size(); ++i) {
-    if (mQueueHeads[i].exchange(nullptr, std::memory_order_relaxed) != nullptr) ++dropped;
+    if (mQueueHeads[i].mEventP.exchange(nullptr, std::memory_order_relaxed) != nullptr) ++dropped;
     dropped += CountElements(mEventQueues[i]->TakeAll());
   }
   return dropped;

@@ -39,10 +39,16 @@ class Mlox_DM_SortedEventQueueImpl final : public Mlox_DM_SortedEventQueue {
   void TakeIn();
 
  private:
+  // A cache line each: writers read the table of the queues, and must not wait for a line that the reader
+  // writes with every event.
+  struct alignas(64) Head {
+    std::atomic<Mlox_DM_QueuedEvent*> mEventP{nullptr};
+  };
+
   Mlox_DM_QueuedEvent* RefillHead(std::size_t iIndex);
 
   // Never change size. The heads are the reader's; ClearEvents alone empties them from another thread,
   // without a lock, and so they are atomic. Relaxed: what an event holds was handed over by its FIFO.
   std::vector<std::unique_ptr<SPSAtomicQueue>> mEventQueues;
-  std::vector<std::atomic<Mlox_DM_QueuedEvent*>> mQueueHeads;
+  std::vector<Head> mQueueHeads;
 };
