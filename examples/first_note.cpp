@@ -16,12 +16,14 @@
 
 namespace {
 
+//! [application]
 // What the library asks of an application: when a sample is due, and to stop. Here a sample is a microsecond.
 class Application : public Mdi_AppCallback {
  public:
   std::int64_t SampleToMicroseconds(Time_Sample iSampleTime) override { return iSampleTime.AsInt64(); }
   void StopPlayback() override {}
 };
+//! [application]
 
 }  // namespace
 

@@ -34,15 +34,18 @@ int main() {
   const std::string path = "patch_names_example.midnam";
   std::ofstream(path) << kDocument;
 
+  //! [count]
   // The names of channel 1 of the device, in its first mode. Letter case of maker and model doesn't count.
   const Sys_FileLoc file(std::make_shared<Sys_FileLocPosix>(path));
   const Cmn_PolyVector<Mlox_PatchNameBankInfo*> noOverrides;
   Mlox_NamesReader reader;
   const int count = reader.CountPatches(file, noOverrides, "", "", 0, "acme", "example one");
+  //! [count]
   std::remove(path.c_str());
   if (count < 0) return 1;
   std::printf("%d patches in \"%s\"\n", count, reader.GetChannelNameSetName().c_str());
 
+  //! [names]
   // The bank of the first patch says what to send before a program change.
   const Cmn_AliasedRefCountPtr<const Mlox_PatchInfo> info = reader.GetPatchInfo(0);
   std::printf("bank MSB %d, LSB %d\n", info->GetMSBBank(), info->GetLSBBank());
@@ -54,4 +57,5 @@ int main() {
     std::string name;
     if (reader.GetPatchName(event, &name)) std::printf("program %d: %s\n", program, name.c_str());
   }
+  //! [names]
 }

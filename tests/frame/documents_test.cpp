@@ -13,19 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/frame/documentfiles.h"
 #include "tests/support/test_paths.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-Lines ReadLines(const std::filesystem::path& iPath) {
-  std::ifstream file(iPath);
-  EXPECT_TRUE(file.is_open()) << iPath;
-  Lines lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  return lines;
-}
+using Lines = Test_Lines;
 
 size_t Indentation(const std::string& iLine) {
   const size_t at = iLine.find_first_not_of(' ');
@@ -78,7 +71,7 @@ Lines Renewed(const Lines& iDocument, Lines* oFaultsP) {
       oFaultsP->push_back("line " + std::to_string(i + 1) + ": code that isn't cut from an example");
       continue;
     }
-    const Lines cut = Cut(ReadLines(std::filesystem::path(Test_SourceRoot()) / file), place);
+    const Lines cut = Cut(Test_ReadLines(file), place);
     if (cut.empty()) oFaultsP->push_back("line " + std::to_string(i) + ": no such place");
     renewed.insert(renewed.end(), cut.begin(), cut.end());
     while (i + 1 < iDocument.size() && iDocument[i + 1] != "```") ++i;
@@ -93,11 +86,12 @@ void Write(const std::filesystem::path& iPath, const Lines& iLines) {
 
 /// Checks a document; with MLOX_UPDATE_DOCUMENTS set it is brought up to date first.
 void ExpectIsUpToDate(const std::string& iName) {
-  const std::filesystem::path path = std::filesystem::path(Test_SourceRoot()) / iName;
   Lines faults;
-  if (std::getenv("MLOX_UPDATE_DOCUMENTS") != nullptr) Write(path, Renewed(ReadLines(path), &faults));
+  if (std::getenv("MLOX_UPDATE_DOCUMENTS") != nullptr) {
+    Write(std::filesystem::path(Test_SourceRoot()) / iName, Renewed(Test_ReadLines(iName), &faults));
+  }
   faults.clear();
-  const Lines document = ReadLines(path);
+  const Lines document = Test_ReadLines(iName);
   EXPECT_EQ(document, Renewed(document, &faults)) << iName;
   EXPECT_EQ(faults, Lines()) << iName;
 }
@@ -128,21 +122,10 @@ TEST(Documents, CodeThatDiffersFromItsExampleIsSeen) {
   EXPECT_EQ(faults, Lines());
 }
 
-TEST(Documents, TheGuideForHostsShowsItsExamplesAsTheyAre) { ExpectIsUpToDate("docs/hosting-plugins.md"); }
-
-TEST(Documents, TheFirstStepsShowTheirExamplesAsTheyAre) { ExpectIsUpToDate("docs/first-steps.md"); }
-
-TEST(Documents, TheReadmeShowsItsProgramAsItIs) { ExpectIsUpToDate("README.md"); }
-
-TEST(Documents, TheGuideForHostsShowsAllThreeExamples) {
-  std::string guide;
-  for (const std::string& line :
-       ReadLines(std::filesystem::path(Test_SourceRoot()) / "docs/hosting-plugins.md")) {
-    guide += line + "\n";
-  }
-  for (const char* exampleP : {"plugin_node", "plugin_direct", "plugin_input"}) {
-    EXPECT_NE(guide.find("<!-- examples/" + std::string(exampleP) + ".cpp ["), std::string::npos) << exampleP;
-  }
+TEST(Documents, AllShowTheirExamplesAsTheyAre) {
+  const std::vector<std::string> documents = Test_Documents();
+  EXPECT_GT(documents.size(), 10u) << "the tree wasn't found";
+  for (const std::string& document : documents) ExpectIsUpToDate(document);
 }
 
 }  // namespace
