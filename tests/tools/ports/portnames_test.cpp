@@ -4,6 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "mlox/midiinputidmapper.h"
+#include "mlox/midioutputidmapper.h"
+#include "mlox/mlox_manager.h"
+#include "tests/support/fake_service.h"
+#include "tests/support/test_environment.h"
+#include "tests/support/test_temp_folder.h"
+#include "tools/mlox/ports/portsession.h"
 #include "tools/mlox/tool_error.h"
 
 namespace {
@@ -80,6 +87,38 @@ TEST(FindPort, ShowsNoControlCharactersOfNames) {
     FAIL() << "found something";
   } catch (const tool::ToolError& error) {
     EXPECT_THAT(error.what(), Not(HasSubstr("\x1b")));
+  }
+}
+
+// A service whose one device and one input have just gone: the lists still count them.
+void AddServiceWithGoneOnes() {
+  auto* serviceP = new Test_FakeService;
+  serviceP->mDevices.emplace_back();
+  serviceP->mInputs.emplace_back();
+  Mlox_Manager::Singleton()->AddService(serviceP, 16);
+  Mlox_Manager::Singleton()->ServiceInputListChanged(serviceP);
+}
+
+TEST(FindByIntegerId, OfWhatHasGoneSinceTheListWasMadeIsAnError) {
+  const Test_TempFolder folder;
+  const Test_Environment drivers("MLOX_MIDI_DRIVERS", "none");
+  const Test_Environment studio("MLOX_STUDIO_DB", folder / "studio.db");
+  const tool::PortSession session;
+  AddServiceWithGoneOnes();
+  ASSERT_EQ(MidiOutputIDMapper::GetMaxID(), 1);
+  ASSERT_EQ(MidiInputIDMapper::GetMaxID(), 1);
+  for (const bool isInput : {false, true}) {
+    try {
+      if (isInput) {
+        tool::FindInput(session, "id:1");
+      } else {
+        tool::FindOutput(session, "id:1");
+      }
+      FAIL() << "found something";
+    } catch (const tool::ToolError& error) {
+      EXPECT_THAT(error.what(), AllOf(HasSubstr("id:1: the "), HasSubstr(isInput ? "input" : "output"),
+                                      HasSubstr("has gone")));
+    }
   }
 }
 

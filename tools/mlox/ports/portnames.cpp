@@ -56,6 +56,12 @@ void CheckIntegerId(int iID, int iMaxID, const std::string& iText, const char* i
       fmt::format("{}: no {} has this id; ids go from 1 to {} now, see mlox list", iText, iKind, iMaxID));
 }
 
+// Each look-up picks up what has changed, so the list may be another one than that which the id was checked
+// against.
+[[noreturn]] void FailAsGone(const std::string& iText, const char* iKind) {
+  throw ToolError(fmt::format("{}: the {} of this id has gone, see mlox list", iText, iKind));
+}
+
 [[noreturn]] void FailToFind(const std::vector<NamedPort>& iPorts, const std::string& iText,
                              const char* iKind) {
   if (iPorts.empty()) throw ToolError(fmt::format("{}: there is no {}", ForTerminal(iText), iKind));
@@ -108,7 +114,8 @@ Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText) {
   for (Mlox_Device* const deviceP : devices) ports.push_back({deviceP->GetName(), IdText(IdOf(*deviceP))});
   if (const std::optional<int> id = IntegerIdOf(iText); id && !IsName(ports, iText)) {
     CheckIntegerId(*id, MidiOutputIDMapper::GetMaxID(), iText, "output");
-    return *MidiOutputIDMapper::IDToDevice(*id);
+    if (Mlox_Device* const deviceP = MidiOutputIDMapper::IDToDevice(*id)) return *deviceP;
+    FailAsGone(iText, "output");
   }
   return *devices[FindPort(ports, iText, "output")];
 }
@@ -120,7 +127,8 @@ Mlox_InputRef FindInput(const PortSession& iSession, const std::string& iText) {
   for (const Mlox_InputRef& input : inputs) ports.push_back({input->GetName(), IdText(input->GetInputID())});
   if (const std::optional<int> id = IntegerIdOf(iText); id && !IsName(ports, iText)) {
     CheckIntegerId(*id, MidiInputIDMapper::GetMaxID(), iText, "input");
-    return MidiInputIDMapper::IDToInput(*id);
+    if (Mlox_InputRef input = MidiInputIDMapper::IDToInput(*id)) return input;
+    FailAsGone(iText, "input");
   }
   return inputs[FindPort(ports, iText, "input")];
 }
