@@ -3,6 +3,7 @@
 
 #include <limits>
 
+#include "cmn/cmn_raiseto.h"
 #include "cmn/cmn_threadlocal.h"
 #include "cmn/ps_atomicfifo.h"
 #include "cmn/sys_clock.h"
@@ -90,12 +91,8 @@ Sys_EpochGuard::~Sys_EpochGuard() {
 }
 
 void Sys_DelayedDeletion::NoteRelease(const Sys_DelayedDeletionObject& iObject) noexcept {
-  std::atomic<std::uint64_t>& noted = iObject.mRetireEpoch;
-  const std::uint64_t epoch = sEpoch.load();
   // Never downwards: a thread that read the epoch long ago must not undo what another one has noted since.
-  std::uint64_t before = noted.load();
-  while (before < epoch && !noted.compare_exchange_weak(before, epoch)) {
-  }
+  Cmn_RaiseTo(iObject.mRetireEpoch, sEpoch.load());
 }
 
 void Sys_DelayedDeletion::Retire(Sys_DelayedDeletionObject* iObjectP) noexcept {

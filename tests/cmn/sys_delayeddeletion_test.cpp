@@ -139,6 +139,55 @@ TEST_F(Sys_DelayedDeletionTest, NestedGuardsHoldUntilTheOuterOneFalls) {
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
 }
 
+// A thread that stands inside a guard for as long as this lives.
+class Visitor {
+ public:
+  Visitor()
+      : mThread([this] {
+          const Sys_EpochGuard guard;
+          mIsInside = true;
+          mIsInside.notify_one();
+          mMayLeave.wait(false);
+        }) {
+    mIsInside.wait(false);
+  }
+  ~Visitor() {
+    mMayLeave = true;
+    mMayLeave.notify_one();
+    mThread.join();
+  }
+  Visitor(const Visitor&) = delete;
+  Visitor& operator=(const Visitor&) = delete;
+
+ private:
+  std::atomic<bool> mIsInside{false};
+  std::atomic<bool> mMayLeave{false};
+  std::thread mThread;
+};
+
+TEST_F(Sys_DelayedDeletionTest, OfAllWhoAreInsideOnlyThoseFromBeforeTheRetirementHoldTheObject) {
+  auto earlyP = std::make_unique<Visitor>();
+  MakeReleased();
+  Sys_DelayedDeletion::RunPass();
+  // Many, so that whatever places the guards have, some of these lie before that of the first and some
+  // behind.
+  std::vector<std::unique_ptr<Visitor>> late;
+  for (int i = 0; i < 24; ++i) late.push_back(std::make_unique<Visitor>());
+  sNow += 2 * kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  earlyP.reset();
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, WhatHasReferencesAgainLeavesTheListAlsoWhileAGuardStands) {
+  const auto guardP = std::make_unique<Sys_EpochGuard>();
+  Counted* objectP = MakeReleased();
+  objectP->AddReference();
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+  objectP->RemoveReference();
+}
+
 TEST_F(Sys_DelayedDeletionTest, AnObjectThatHasReferencesAgainIsSparedAndLeavesTheList) {
   Counted* objectP = MakeReleased();
   objectP->AddReference();
@@ -207,6 +256,16 @@ TEST_F(Sys_DelayedDeletionTest, AnObjectWithoutACountIsDeletedToo) {
   EXPECT_EQ(mDead, 1);
 }
 
+TEST_F(Sys_DelayedDeletionTest, AnObjectWithoutACountIsHeldByAGuardToo) {
+  auto guardP = std::make_unique<Sys_EpochGuard>();
+  Sys_DelayedDeletion::Retire(new Plain(&mDead));
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  EXPECT_EQ(mDead, 0);
+  guardP.reset();
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
 class Parent : public Sys_DelayedDeleteRefCntObj {
  public:
   Parent(Counted* iChildP, std::size_t* oInnerPassP) : mChildP(iChildP), mInnerPassP(oInnerPassP) {
@@ -214,6 +273,7 @@ class Parent : public Sys_DelayedDeleteRefCntObj {
   }
   ~Parent() override {
     mChildP->RemoveReference();
+    sNow += kSecond;
     *mInnerPassP = Sys_DelayedDeletion::RunPass();
   }
 
@@ -229,9 +289,8 @@ TEST_F(Sys_DelayedDeletionTest, ADestructorMayReleaseOthersAndAPassInsideItDoesN
   parentP->RemoveReference();
   sNow += kSecond;
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
-  EXPECT_EQ(innerPass, 0u);
+  EXPECT_EQ(innerPass, 0u) << "though the child is old enough";
   EXPECT_EQ(mDead, 0);
-  sNow += kSecond;
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
   EXPECT_EQ(mDead, 1);
 }
@@ -366,6 +425,31 @@ TEST_F(Sys_DelayedDeletionTest, ARevivalThatMeetsThePassIsNeitherForgottenNorLis
   sNow += kSecond;
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), kObjects);
   EXPECT_EQ(mDead, static_cast<int>(kObjects));
+}
+
+// The pass asks whether the object has references, finds one, and unmarks it. A release that comes between
+// the two sees the mark, lists nothing, and leaves it to the pass.
+TEST_F(Sys_DelayedDeletionTest, AReleaseWhileThePassUnmarksTheObjectIsNotForgotten) {
+  constexpr int kRounds = 5000;
+  Counted* objectP = MakeReleased();
+  std::atomic<int> begun{0};
+  std::atomic<int> done{0};
+  std::thread reviver([&] {
+    for (int round = 1; round <= kRounds; ++round) {
+      while (begun < round) std::this_thread::yield();
+      objectP->AddReference();
+      objectP->RemoveReference();
+      done = round;
+    }
+  });
+  int forgotten = 0;
+  for (int round = 1; round <= kRounds; ++round) {
+    begun = round;
+    while (done < round) Sys_DelayedDeletion::RunPass();
+    if (Sys_DelayedDeletion::PendingCount() != 1) ++forgotten;
+  }
+  reviver.join();
+  EXPECT_EQ(forgotten, 0);
 }
 
 }  // namespace
