@@ -55,6 +55,7 @@ class MLOX_EXPORT MidiInputIDMapper {
 
  private:
   friend class MidiInputIDMapper_MloxManagerListener;
+  friend struct Test_MidiInputIDMapperAccess;
 
   static void AddDeviceCommonEntryToInputList(int iInputIndex);
   static void AddDeviceEntriesToInputList(int iInputIndex);

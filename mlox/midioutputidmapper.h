@@ -63,6 +63,7 @@ class MLOX_EXPORT MidiOutputIDMapper {
 
  private:
   friend class MidiOutputIDMapper_MloxManagerListener;
+  friend struct Test_MidiOutputIDMapperAccess;
 
   static void AddDeviceCommonEntryToOutputList(int iDeviceIndex);
   static void AddDeviceEntriesToOutputList(int iDeviceIndex);

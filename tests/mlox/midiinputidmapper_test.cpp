@@ -4,37 +4,39 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
+#include <type_traits>
 #include <vector>
 
 #include "tests/support/assert_recorder.h"
 #include "tests/support/fake_service.h"
 #include "tests/support/manager_fixture.h"
+#include "tests/support/named_listener.h"
+
+/// Looks at the storage of the list.
+struct Test_MidiInputIDMapperAccess {
+  static std::size_t Capacity() { return MidiInputIDMapper::sMidiInputIDList.capacity(); }
+};
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Writes its name into a log and does what a test tells it.
-class NamedListener : public MidiInputIDMapper_Listener {
+// Both are signed: the -1 of a common entry comes before the channels.
+static_assert(std::is_same_v<decltype(MidiInputIDMapper_Entry::mIndex), std::int32_t> &&
+              std::is_same_v<decltype(MidiInputIDMapper_Entry::mChannel), std::int16_t> &&
+              offsetof(MidiInputIDMapper_Entry, mIndex) < offsetof(MidiInputIDMapper_Entry, mChannel));
+
+class NamedListener : public MidiInputIDMapper_Listener, public Test_NamedListener {
  public:
-  explicit NamedListener(Test_CallLog* iLogP, std::string iName = "listener")
-      : mLogP(iLogP), mName(std::move(iName)) {}
-  void MidiInputIDMapper_IDsChanged() override {
-    mLogP->push_back(mName);
-    if (mAct) mAct();
-  }
-
-  std::function<void()> mAct;
-
- private:
-  Test_CallLog* mLogP;
-  std::string mName;
+  using Test_NamedListener::Test_NamedListener;
+  void MidiInputIDMapper_IDsChanged() override { Hear(); }
 };
 
 // An application's listener of the manager that stands before the mapper's own.
@@ -74,9 +76,11 @@ class MidiInputIDMapperTest : public Test_ManagerFixture {
 };
 
 TEST_F(MidiInputIDMapperTest, WithNoDevicesTheHighestIDIsZeroAndStandsForNothing) {
+  const Test_AssertRecorder recorder;
   EXPECT_EQ(MidiInputIDMapper::GetMaxID(), 0);
   EXPECT_EQ(MidiInputIDMapper::IDToChannel(0), -1);
   EXPECT_EQ(MidiInputIDMapper::IDToInput(0), nullptr);
+  EXPECT_THAT(recorder.Texts(), IsEmpty()) << "the manager isn't asked for what doesn't exist";
 }
 
 TEST_F(MidiInputIDMapperTest, AnInputWithChannelsZeroAndOneYieldsNoneCommonChannelZeroChannelOne) {
@@ -101,6 +105,13 @@ TEST_F(MidiInputIDMapperTest, InputsFollowInTheManagersOrder) {
   EXPECT_THAT(Ids(), ElementsAre("none:-1", "A:-1", "A:15", "B:-1", "B:0"));
 }
 
+TEST_F(MidiInputIDMapperTest, ANullInputAmongTheInputsHasACommonEntryWithoutInput) {
+  AddInput("Keys", 0x0001);
+  mServiceP->mInputs.insert(mServiceP->mInputs.begin(), Cmn_AliasedRefCountPtr<Test_FakeInput>());
+  EXPECT_THAT(Ids(), ElementsAre("none:-1", "none:-1", "Keys:-1", "Keys:0"));
+  EXPECT_EQ(MidiInputIDMapper::InputAssignmentToID(nullptr, -1), 0) << "null never is that one";
+}
+
 // ---- from an input to an id ----
 
 TEST_F(MidiInputIDMapperTest, AnAssignmentMapsToItsPosition) {
@@ -109,6 +120,15 @@ TEST_F(MidiInputIDMapperTest, AnAssignmentMapsToItsPosition) {
   EXPECT_EQ(MidiInputIDMapper::InputAssignmentToID(second, -1), 4);
   EXPECT_EQ(MidiInputIDMapper::InputAssignmentToID(second, 0), 5);
   EXPECT_EQ(MidiInputIDMapper::InputAssignmentToID(second, 15), 6);
+}
+
+TEST_F(MidiInputIDMapperTest, AnInputThatIsThereTwiceMapsToItsFirstPlace) {
+  const auto input = AddInput("Keys", 0x0001);
+  Manager().AddService(mServiceP, 16);
+  Manager().ServiceInputListChanged(mServiceP);
+  ASSERT_THAT(Ids(), ElementsAre("none:-1", "Keys:-1", "Keys:0", "Keys:-1", "Keys:0"));
+  EXPECT_EQ(MidiInputIDMapper::InputAssignmentToID(input, -1), 1);
+  EXPECT_EQ(MidiInputIDMapper::InputAssignmentToID(input, 0), 2);
 }
 
 TEST_F(MidiInputIDMapperTest, EveryIDMapsBackToItself) {
@@ -206,6 +226,41 @@ TEST_F(MidiInputIDMapperTest, EveryLookUpPicksAChangeUp) {
   }
 }
 
+// Counts how often it is asked for its channels.
+class AskedInput : public Test_FakeInput {
+ public:
+  using Test_FakeInput::Test_FakeInput;
+  bool IsMidiChannelAvailable(short iChannel) const override {
+    ++mQuestions;
+    return Test_FakeInput::IsMidiChannelAvailable(iChannel);
+  }
+  mutable int mQuestions = 0;
+};
+
+TEST_F(MidiInputIDMapperTest, AnInputIsAskedOnceForEachChangeByTheNextLookUpAndNotBefore) {
+  const Cmn_AliasedRefCountPtr<AskedInput> input = new AskedInput("Keys");
+  mServiceP->mInputs.emplace_back(input.get());
+  Manager().ServiceInputListChanged(mServiceP);
+  for (const int questions : {16, 32}) {
+    Manager().CheckStudioSetup();
+    EXPECT_EQ(input->mQuestions, questions - 16) << "nobody has looked up yet";
+    MidiInputIDMapper::GetMaxID();
+    MidiInputIDMapper::GetMaxID();
+    EXPECT_EQ(input->mQuestions, questions);
+    Manager().ServiceInputListChanged(mServiceP);
+  }
+}
+
+TEST_F(MidiInputIDMapperTest, AChangeKeepsTheStorageOfTheList) {
+  AddInput("Keys", 0xFFFF);
+  MidiInputIDMapper::GetMaxID();
+  const std::size_t capacity = Test_MidiInputIDMapperAccess::Capacity();
+  ASSERT_GE(capacity, 17u);
+  Manager().ServiceInputListChanged(mServiceP);
+  Manager().CheckStudioSetup();
+  EXPECT_EQ(Test_MidiInputIDMapperAccess::Capacity(), capacity);
+}
+
 TEST_F(MidiInputIDMapperTest, AListenerMayLookUpAndGetsTheNewIDs) {
   MidiInputIDMapper::GetMaxID();
   NamedListener listener(&mLog);
@@ -229,6 +284,17 @@ TEST_F(MidiInputIDMapperTest, AListenerMayRemoveItselfInsideItsCallback) {
   Manager().ServiceInputListChanged(mServiceP);
   MidiInputIDMapper::GetMaxID();
   EXPECT_THAT(mLog, ElementsAre("leaving", "staying", "staying"));
+}
+
+TEST_F(MidiInputIDMapperTest, AListenerAddedInsideACallbackIsCalledInTheSameWalk) {
+  MidiInputIDMapper::GetMaxID();
+  NamedListener first(&mLog, "first");
+  NamedListener late(&mLog, "late");
+  first.mAct = [&] { MidiInputIDMapper::AddListener(&late); };
+  MidiInputIDMapper::AddListener(&first);
+  Manager().ServiceInputListChanged(mServiceP);
+  MidiInputIDMapper::GetMaxID();
+  EXPECT_THAT(mLog, ElementsAre("first", "late"));
 }
 
 TEST_F(MidiInputIDMapperTest, AChangeOfAnythingButTheInputsTellsNobody) {

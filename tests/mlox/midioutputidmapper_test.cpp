@@ -4,37 +4,39 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
+#include <type_traits>
 #include <vector>
 
 #include "tests/support/assert_recorder.h"
 #include "tests/support/fake_service.h"
 #include "tests/support/manager_fixture.h"
+#include "tests/support/named_listener.h"
+
+/// Looks at the storage of the list.
+struct Test_MidiOutputIDMapperAccess {
+  static std::size_t Capacity() { return MidiOutputIDMapper::sMidiOutputIDList.capacity(); }
+};
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Writes its name into a log and does what a test tells it.
-class NamedListener : public MidiOutputIDMapper_Listener {
+// Both are signed: the -1 of a common entry comes before the channels.
+static_assert(std::is_same_v<decltype(MidiOutputIDMapper_Entry::mIndex), std::int32_t> &&
+              std::is_same_v<decltype(MidiOutputIDMapper_Entry::mChannel), std::int16_t> &&
+              offsetof(MidiOutputIDMapper_Entry, mIndex) < offsetof(MidiOutputIDMapper_Entry, mChannel));
+
+class NamedListener : public MidiOutputIDMapper_Listener, public Test_NamedListener {
  public:
-  explicit NamedListener(Test_CallLog* iLogP, std::string iName = "listener")
-      : mLogP(iLogP), mName(std::move(iName)) {}
-  void MidiOutputIDMapper_IDsChanged() override {
-    mLogP->push_back(mName);
-    if (mAct) mAct();
-  }
-
-  std::function<void()> mAct;
-
- private:
-  Test_CallLog* mLogP;
-  std::string mName;
+  using Test_NamedListener::Test_NamedListener;
+  void MidiOutputIDMapper_IDsChanged() override { Hear(); }
 };
 
 class MidiOutputIDMapperTest : public Test_ManagerFixture {
@@ -65,10 +67,12 @@ class MidiOutputIDMapperTest : public Test_ManagerFixture {
 };
 
 TEST_F(MidiOutputIDMapperTest, WithNoDevicesTheHighestIDIsZeroAndStandsForNothing) {
+  const Test_AssertRecorder recorder;
   EXPECT_EQ(MidiOutputIDMapper::GetMaxID(), 0);
   EXPECT_EQ(MidiOutputIDMapper::IDToChannel(0), -1);
   EXPECT_EQ(MidiOutputIDMapper::IDToOutput(0), nullptr);
   EXPECT_EQ(MidiOutputIDMapper::IDToDevice(0), nullptr);
+  EXPECT_THAT(recorder.Texts(), IsEmpty()) << "the manager isn't asked for what doesn't exist";
 }
 
 TEST_F(MidiOutputIDMapperTest, ADeviceWithChannelsZeroAndOneYieldsNoneChannelZeroChannelOne) {
@@ -119,6 +123,13 @@ TEST_F(MidiOutputIDMapperTest, AnOutputMapsToItsPosition) {
   EXPECT_EQ(MidiOutputIDMapper::OutputToID(second.mChannelOutputs[0].get()), 3);
   EXPECT_EQ(MidiOutputIDMapper::OutputToID(second.mChannelOutputs[15].get()), 4);
   EXPECT_EQ(MidiOutputIDMapper::OutputToID(third.mCommonOutput.get()), 5);
+}
+
+TEST_F(MidiOutputIDMapperTest, AnOutputOfADeviceThatIsThereTwiceMapsToItsFirstPlace) {
+  Test_FakeDevice& device = AddDevice("Synth", 0x0001);
+  Manager().AddService(mServiceP, 16);
+  ASSERT_THAT(Ids(), ElementsAre("none:-1", "Synth:0", "Synth:0"));
+  EXPECT_EQ(MidiOutputIDMapper::OutputToID(device.mChannelOutputs[0].get()), 1);
 }
 
 TEST_F(MidiOutputIDMapperTest, TheCommonOutputOfADeviceWithChannelsFindsNoEntryAndGivesZero) {
@@ -226,6 +237,41 @@ TEST_F(MidiOutputIDMapperTest, EveryLookUpPicksAChangeUp) {
   }
 }
 
+// Counts how often it is asked for its channels.
+class AskedDevice : public Test_FakeDevice {
+ public:
+  using Test_FakeDevice::Test_FakeDevice;
+  bool IsMidiChannelAvailable(short iChannel) const override {
+    ++mQuestions;
+    return Test_FakeDevice::IsMidiChannelAvailable(iChannel);
+  }
+  mutable int mQuestions = 0;
+};
+
+TEST_F(MidiOutputIDMapperTest, ADeviceIsAskedOnceForEachChangeByTheNextLookUpAndNotBefore) {
+  auto* deviceP = new AskedDevice("Synth");
+  mServiceP->mDevices.emplace_back(deviceP);
+  Manager().ServiceOutputListChanged(mServiceP, true);
+  for (const int questions : {16, 32}) {
+    Manager().CheckStudioSetup();
+    EXPECT_EQ(deviceP->mQuestions, questions - 16) << "nobody has looked up yet";
+    MidiOutputIDMapper::GetMaxID();
+    MidiOutputIDMapper::GetMaxID();
+    EXPECT_EQ(deviceP->mQuestions, questions);
+    Manager().ServiceOutputListChanged(mServiceP, true);
+  }
+}
+
+TEST_F(MidiOutputIDMapperTest, AChangeKeepsTheStorageOfTheList) {
+  AddDevice("Synth", 0xFFFF);
+  MidiOutputIDMapper::GetMaxID();
+  const std::size_t capacity = Test_MidiOutputIDMapperAccess::Capacity();
+  ASSERT_GE(capacity, 17u);
+  Manager().ServiceOutputListChanged(mServiceP, true);
+  Manager().CheckStudioSetup();
+  EXPECT_EQ(Test_MidiOutputIDMapperAccess::Capacity(), capacity);
+}
+
 TEST_F(MidiOutputIDMapperTest, AListenerMayLookUpAndGetsTheNewIDs) {
   MidiOutputIDMapper::GetMaxID();
   NamedListener listener(&mLog);
@@ -249,6 +295,17 @@ TEST_F(MidiOutputIDMapperTest, AListenerMayDieInsideItsCallback) {
   Manager().ServiceOutputListChanged(mServiceP, true);
   MidiOutputIDMapper::GetMaxID();
   EXPECT_THAT(mLog, ElementsAre("killer", "last"));
+}
+
+TEST_F(MidiOutputIDMapperTest, AListenerAddedInsideACallbackIsCalledInTheSameWalk) {
+  MidiOutputIDMapper::GetMaxID();
+  NamedListener first(&mLog, "first");
+  NamedListener late(&mLog, "late");
+  first.mAct = [&] { MidiOutputIDMapper::AddListener(&late); };
+  MidiOutputIDMapper::AddListener(&first);
+  Manager().ServiceOutputListChanged(mServiceP, true);
+  MidiOutputIDMapper::GetMaxID();
+  EXPECT_THAT(mLog, ElementsAre("first", "late"));
 }
 
 TEST_F(MidiOutputIDMapperTest, AChangeOfAnythingButTheOutputsTellsNobody) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <functional>
@@ -389,6 +390,13 @@ TEST_F(Mlox_ManagerTest, RemoveAllServicesMakesBothCountsDirty) {
   EXPECT_EQ(Manager().GetNumberOfInputs(), 0);
 }
 
+TEST_F(Mlox_ManagerTest, RemoveAllServicesTellsListenersAlsoWhenThereWasNone) {
+  Test_RecordingListener listener(&mLog);
+  Manager().AddListener(&listener);
+  Manager().RemoveAllServices();
+  EXPECT_THAT(mLog, ElementsAre("listener InputsChanged", "listener OutputsChanged true"));
+}
+
 TEST_F(Mlox_ManagerTest, AfterRemoveAllServicesIndicesStartAt1Again) {
   AddNewService("a");
   Manager().RemoveAllServices();
@@ -556,6 +564,24 @@ TEST_F(Mlox_ManagerTest, CountsAreCachedUntilAServiceReportsAChange) {
   EXPECT_EQ(serviceP->mCounts, 0);
   Manager().ServiceOutputListChanged(serviceP, false);
   EXPECT_EQ(Manager().GetNumberOfOutputDevices(), 2);
+}
+
+TEST_F(Mlox_ManagerTest, AReportOfAServiceAsksForNoCountButItsOwn) {
+  Test_FakeService* serviceP = AddServiceWithInputs("a", 1);
+  const auto countedAgain = [&] {
+    serviceP->mCounts = 0;
+    Manager().GetNumberOfOutputDevices();
+    const int outputs = serviceP->mCounts;
+    Manager().GetNumberOfInputs();
+    return std::pair(outputs, serviceP->mCounts - outputs);
+  };
+  countedAgain();
+  Manager().Service_OutputPreSendChanged();
+  EXPECT_EQ(countedAgain(), std::pair(0, 0));
+  Manager().ServiceOutputListChanged(serviceP, true);
+  EXPECT_EQ(countedAgain(), std::pair(1, 0));
+  Manager().ServiceInputListChanged(serviceP);
+  EXPECT_EQ(countedAgain(), std::pair(0, 1));
 }
 
 TEST_F(Mlox_ManagerTest, GetOutputDeviceRightAfterAChangeReportsAndAnswersFromTheOldFirstIndices) {
@@ -986,6 +1012,54 @@ TEST_F(Mlox_ManagerTest, ChangesReportedByManyThreadsAreNeverLost) {
     ASSERT_GE(listener.mInputs, 1) << round;
     ASSERT_LE(listener.mOutputs, 3) << round;
   }
+}
+
+// Has as many devices and inputs as another thread says.
+class CountedService : public Test_FakeService {
+ public:
+  int GetNumberOfOutputDevices() override { return mCount; }
+  int GetNumberOfInputs() override { return mCount; }
+  std::atomic<int> mCount{0};
+};
+
+// Counts inside each callback, and remembers.
+class FlagListener : public CountingInsideListener {
+ public:
+  void Mlox_Manager_OutputsChanged(bool iFlag) override {
+    mHeardFalse = mHeardFalse || !iFlag;
+    CountingInsideListener::Mlox_Manager_OutputsChanged(iFlag);
+  }
+  bool mHeardFalse = false;
+};
+
+// Whoever is told of a change finds all of it: the flag that came with it, and the new counts.
+TEST_F(Mlox_ManagerTest, AChangeReportedByAnotherThreadIsToldWithItsFlagAndItsCounts) {
+  constexpr int kRounds = 3000;
+  auto* serviceP = new CountedService;
+  Manager().AddService(serviceP, 16);
+  FlagListener listener;
+  Manager().AddListener(&listener);
+  std::atomic<int> heard{0};
+  std::thread reporter([&] {
+    for (int round = 1; round <= kRounds; ++round) {
+      serviceP->mCount = round;
+      Manager().ServiceOutputListChanged(serviceP, true);
+      Manager().ServiceInputListChanged(serviceP);
+      while (heard != round) std::this_thread::yield();
+    }
+  });
+  std::vector<int> expected;
+  for (int round = 1; round <= kRounds; ++round) {
+    expected.push_back(round);
+    while (std::min(listener.mOutputDevices.size(), listener.mInputs.size()) < expected.size()) {
+      Manager().CheckStudioSetup();
+    }
+    heard = round;
+  }
+  reporter.join();
+  EXPECT_FALSE(listener.mHeardFalse);
+  EXPECT_EQ(listener.mOutputDevices, expected);
+  EXPECT_EQ(listener.mInputs, expected);
 }
 
 // ---- housekeeping ----

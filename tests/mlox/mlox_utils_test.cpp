@@ -174,6 +174,22 @@ TEST_F(Mlox_UtilsTest, ABestMatchByLocatorWithAnotherNameGivesNoOutput) {
   EXPECT_EQ(Mlox_Utils::GetMloxOutputFromPluginDeviceDescriptor(Tagged("Synth")), nullptr);
 }
 
+// Says of every descriptor that it is equal, which no other says of it, and doesn't say that it means a
+// plug-in.
+class AgreeableDescriptor : public Test_FakeDescriptor {
+ public:
+  using Test_FakeDescriptor::Test_FakeDescriptor;
+  bool Equals(const Mlox_DeviceDescriptor*) const override { return true; }
+};
+
+TEST_F(Mlox_UtilsTest, ForTheOutputTheDescriptorItselfSaysWhetherItIsEqualAndNeedNotNameAPlugIn) {
+  Mlox_DM_Device* deviceP = NewIdentifiedDevice("Synth");
+  const auto descriptor = std::make_shared<AgreeableDescriptor>("Synth", 1);
+  ASSERT_FALSE(descriptor->IsPlugIn());
+  ASSERT_FALSE(deviceP->GetDeviceDescriptor()->Equals(descriptor.get()));
+  EXPECT_EQ(Mlox_Utils::GetMloxOutputFromPluginDeviceDescriptor(descriptor), deviceP->GetCommonOutput());
+}
+
 // ---- GetPlugInLocator ----
 
 TEST_F(Mlox_UtilsTest, NullGivesTheDefaultLocator) {

@@ -142,6 +142,7 @@ class Test_FakeDevice : public Mlox_Device {
   std::string GetName() override { return mName; }
   Mlox_Output* GetCommonOutput() override { return mCommonOutput.get(); }
   Mlox_Output* GetOutputForChannel(short iChannel) override {
+    if (iChannel < 0 || iChannel > 15) return nullptr;
     return mChannelOutputs[static_cast<std::size_t>(iChannel)].get();
   }
   bool IsMidiChannelAvailable(short iChannel) const override { return ((mChannelMask >> iChannel) & 1) != 0; }
