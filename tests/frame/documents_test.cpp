@@ -128,4 +128,23 @@ TEST(Documents, AllShowTheirExamplesAsTheyAre) {
   for (const std::string& document : documents) ExpectIsUpToDate(document);
 }
 
+TEST(Documents, EveryExampleIsShownInOne) {
+  Test_Lines all;
+  for (const std::string& document : Test_Documents()) {
+    const Test_Lines lines = Test_ReadLines(document);
+    all.insert(all.end(), lines.begin(), lines.end());
+  }
+  const std::filesystem::path folder = std::filesystem::path(Test_SourceRoot()) / "examples";
+  int examples = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".cpp") continue;
+    ++examples;
+    const std::string mark = "<!-- examples/" + entry.path().filename().string() + " [";
+    EXPECT_TRUE(std::any_of(all.begin(), all.end(), [&](const std::string& iLine) {
+      return iLine.starts_with(mark);
+    })) << mark;
+  }
+  EXPECT_GT(examples, 8) << "the examples weren't found";
+}
+
 }  // namespace
