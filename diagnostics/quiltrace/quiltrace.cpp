@@ -1,117 +1,207 @@
 // SPDX-License-Identifier: MIT
 /// \file
 /// A tracing library for the binder of `diagnostics/quiltracelibrary.h`: it writes trace lines where people
-/// can read them.
+/// can read them. `tracesettings.h` tells what the environment chooses; without MLOX_TRACE, tracing is off.
 ///
-/// `MLOX_TRACE` in the environment says which categories are on: "all", or their hexadecimal numbers with
-/// commas between them. Without it, tracing is off. `MLOX_TRACE_FILE` names the file that lines are appended
-/// to; without it they go to standard error.
+/// Threads: [any], audio threads too. A trace site makes its line on its own thread and leaves it in a ring,
+/// without memory, lock or system call; one thread of this library writes. When the ring is full a line is
+/// dropped and counted, and the count becomes a line.
 ///
-/// Threads: [any]. A line takes a lock and enters the system, on audio threads too: whoever turns on a
-/// category of theirs asks for that.
-#include <spdlog/logger.h>
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/stdout_sinks.h>
+/// Life: the thread starts when this library is loaded, and ends when the process exits or the library is
+/// unloaded, with everything written that was accepted until then. Later lines are refused. What lies in the
+/// ring is lost when the process ends otherwise: by a signal, abort or _exit. A child that is forked off
+/// traces nothing until it executes a program.
+#include <pthread.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <exception>
+#include <mutex>
+#include <new>
+#include <thread>
+
+#include "diagnostics/quiltrace/tracelog.h"
+#include "diagnostics/quiltrace/tracerecord.h"
+#include "diagnostics/quiltrace/tracering.h"
+#include "diagnostics/quiltrace/tracesettings.h"
 
 #define QUILTRACE_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace {
 
-constexpr std::size_t kLongestLine = 2048;
+// Lines between two rounds of the writing thread: enough for every block of a dense song to tell of itself.
+constexpr std::size_t kRingRecords = 4096;
+// Nobody may wake the writing thread, which would be a system call: it looks for itself.
+constexpr std::chrono::milliseconds kRound{5};
+// How long the end waits for a thread that was stopped while it was leaving a line.
+constexpr std::chrono::milliseconds kPatience{1000};
+constexpr std::size_t kMostCategories = 64;
 
-std::shared_ptr<spdlog::sinks::sink> MakeSink() {
-  const char* const fileP = std::getenv("MLOX_TRACE_FILE");
-  if (fileP != nullptr && *fileP != '\0') {
-    try {
-      return std::make_shared<spdlog::sinks::basic_file_sink_mt>(fileP);
-    } catch (const spdlog::spdlog_ex& error) {
-      std::fprintf(stderr, "mlox: trace lines go to standard error: %s\n", error.what());
-    }
-  }
-  return std::make_shared<spdlog::sinks::stderr_sink_mt>();
+// What callers use. It is made at compile time and needs no destructor: threads may trace while the process
+// ends.
+constinit QuilTrace_Ring<QuilTrace_Record, kRingRecords> sRing;
+constinit std::atomic<bool> sIsActive{false};
+constinit bool sIsAll = false;
+constinit std::array<std::uint32_t, kMostCategories> sCategories{};
+constinit std::size_t sCategoryCount = 0;
+constinit std::atomic<bool> sIsForkedChild{false};
+
+bool IsOn(std::uint32_t iCategory) {
+  if (sIsAll) return true;
+  return std::find(sCategories.begin(), sCategories.begin() + sCategoryCount, iCategory) !=
+         sCategories.begin() + sCategoryCount;
 }
 
-// What the environment asks for, and where lines go.
-class Tracing {
- public:
-  // Made when the binder first asks, on one thread, and never ended: threads may trace while the process
-  // does.
-  static Tracing& Get() {
-    static Tracing* const sTracingP = new Tracing;
-    return *sTracingP;
-  }
+void TakeCategories(const QuilTrace_Settings& iSettings) {
+  sIsAll = iSettings.mIsAll;
+  sCategoryCount = std::min(iSettings.mCategories.size(), kMostCategories);
+  std::copy_n(iSettings.mCategories.begin(), sCategoryCount, sCategories.begin());
+  if (sCategoryCount < iSettings.mCategories.size())
+    std::fprintf(stderr, "mlox: only the first %zu trace categories are on\n", kMostCategories);
+}
 
-  bool IsActive() const { return mIsAll || !mCategories.empty(); }
-  bool IsOn(std::uint32_t iCategory) const {
-    return mIsAll || std::find(mCategories.begin(), mCategories.end(), iCategory) != mCategories.end();
+// The thread that writes, for its lifetime.
+class Writer {
+ public:
+  explicit Writer(const QuilTrace_Settings& iSettings) : mLog(iSettings) {
+    // The application's signals are the application's.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    try {
+      mThread = std::thread([this] { Run(); });
+    } catch (...) {
+      pthread_sigmask(SIG_SETMASK, &before, nullptr);
+      throw;
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
-  void Write(std::uint32_t iCategory, std::string_view iText) { mLogger.info("{:08X} {}", iCategory, iText); }
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+  ~Writer() {
+    sRing.Close();
+    {
+      const std::lock_guard lock(mMutex);
+      mIsEnding = true;
+    }
+    mWake.notify_one();
+    mThread.join();
+  }
 
  private:
-  Tracing() {
-    mLogger.set_pattern("%Y-%m-%d %H:%M:%S.%f %t %v");
-    mLogger.flush_on(spdlog::level::info);
-    const char* const textP = std::getenv("MLOX_TRACE");
-    std::string_view rest = textP != nullptr ? textP : "";
-    while (!rest.empty()) {
-      const std::size_t end = std::min(rest.find(','), rest.size());
-      ReadWord(rest.substr(0, end));
-      rest.remove_prefix(std::min(end + 1, rest.size()));
+  void Run() {
+    while (!EndsWithin(kRound)) WriteWhatIsThere();
+    WriteTheRest();
+  }
+
+  bool EndsWithin(std::chrono::milliseconds iTime) {
+    std::unique_lock lock(mMutex);
+    return mWake.wait_for(lock, iTime, [this] { return mIsEnding; });
+  }
+
+  void WriteWhatIsThere() {
+    bool isAny = false;
+    for (; sRing.Pop(mRecord); isAny = true) mLog.Write(mRecord);
+    const std::uint64_t dropped = sRing.DroppedCount();
+    if (!isAny && dropped == mDropped) return;
+    mDropped = dropped;
+    mLog.TellDropped(dropped);
+    mLog.Flush();
+  }
+
+  // The ring is closed, so what is claimed is all there will be.
+  void WriteTheRest() {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    WriteWhatIsThere();
+    while (!sRing.IsEmpty()) {
+      if (std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      } else {
+        sRing.GiveUpOldest();
+      }
+      WriteWhatIsThere();
     }
   }
 
-  void ReadWord(std::string_view iWord) {
-    if (iWord == "all") {
-      mIsAll = true;
-      return;
-    }
-    std::string_view digits = iWord;
-    if (digits.starts_with("0x") || digits.starts_with("0X")) digits.remove_prefix(2);
-    std::uint32_t category = 0;
-    const char* const endP = digits.data() + digits.size();
-    const std::from_chars_result result = std::from_chars(digits.data(), endP, category, 16);
-    if (result.ec == std::errc() && result.ptr == endP) {
-      mCategories.push_back(category);
-    } else {
-      std::fprintf(stderr, "mlox: no trace category: \"%.*s\"\n", static_cast<int>(iWord.size()),
-                   iWord.data());
-    }
-  }
-
-  spdlog::logger mLogger{"mlox", MakeSink()};
-  bool mIsAll = false;
-  std::vector<std::uint32_t> mCategories;
+  QuilTrace_Log mLog;
+  QuilTrace_Record mRecord;
+  std::uint64_t mDropped = 0;
+  std::mutex mMutex;
+  std::condition_variable mWake;
+  bool mIsEnding = false;
+  std::thread mThread;
 };
+
+// The child has no writing thread, and what lies in the ring and in the log's buffer is the parent's to
+// write.
+void OnForkedChild() {
+  sIsForkedChild.store(true, std::memory_order_release);
+  sIsActive.store(false, std::memory_order_release);
+  sRing.Close();
+}
+
+// Tracing from load to unload or exit. The binder's destructor runs before this one's: it was made later.
+class Session {
+ public:
+  Session() {
+    try {
+      Start();
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "mlox: tracing is off: %s\n", error.what());
+    }
+  }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session() {
+    sIsActive.store(false, std::memory_order_release);
+    if (!sIsForkedChild.load(std::memory_order_acquire)) delete mWriterP;
+  }
+
+ private:
+  void Start() {
+    const QuilTrace_Settings settings = QuilTrace_Settings::Read();
+    for (const std::string& fault : settings.mFaults) std::fprintf(stderr, "mlox: %s\n", fault.c_str());
+    if (!settings.IsOn()) return;
+    TakeCategories(settings);
+    sRing.Touch();
+    if (pthread_atfork(nullptr, nullptr, &OnForkedChild) != 0) throw std::bad_alloc();
+    mWriterP = new Writer(settings);
+    sIsActive.store(true, std::memory_order_release);
+  }
+
+  Writer* mWriterP = nullptr;  // ours, but in a forked child, where it stays as it is
+};
+
+const Session sSession;
 
 }  // namespace
 
-QUILTRACE_EXPORT unsigned char QuilTraceIsActiveFunc() { return Tracing::Get().IsActive() ? 1 : 0; }
-
-QUILTRACE_EXPORT bool QuilTraceFacilityOnFunc(std::uint32_t iCategory) {
-  return Tracing::Get().IsOn(iCategory);
+QUILTRACE_EXPORT unsigned char QuilTraceIsActiveFunc() {
+  return sIsActive.load(std::memory_order_acquire) ? 1 : 0;
 }
 
-// A line that is too long is cut.
+QUILTRACE_EXPORT bool QuilTraceFacilityOnFunc(std::uint32_t iCategory) {
+  return sIsActive.load(std::memory_order_acquire) && IsOn(iCategory);
+}
+
 QUILTRACE_EXPORT __attribute__((format(printf, 2, 3))) void QuilTraceFormat(std::uint32_t iCategory,
                                                                             const char* iFormatP, ...) {
-  std::array<char, kLongestLine> line{};
+  if (!sIsActive.load(std::memory_order_acquire)) return;
+  QuilTrace_Record record;
+  record.mDroppedBefore = sRing.DroppedCount();
   va_list arguments;
   va_start(arguments, iFormatP);
-  std::vsnprintf(line.data(), line.size(), iFormatP, arguments);
+  record.Fill(iCategory, iFormatP, arguments);
   va_end(arguments);
-  Tracing::Get().Write(iCategory, line.data());
+  sRing.Push(record);
 }
 
 // The binder wants these names to be there and calls none of them.

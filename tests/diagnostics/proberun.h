@@ -15,10 +15,14 @@ struct Test_ProbeRun {
   int mStatus = -1;
 };
 
-/// Runs the probe with a folder on its loader's path, and with assignments of its own in the environment.
-inline Test_ProbeRun Test_RunProbe(const std::string& iFolder, const std::string& iEnvironment = "") {
-  const std::string command = "env -u MLOX_ASSERT -u MLOX_TRACE -u MLOX_TRACE_FILE LD_LIBRARY_PATH='" +
-                              iFolder + "' " + iEnvironment + " '" MLOX_TEST_TRACE_PROBE "' 2>&1";
+/// Runs a program, which is the probe or has its arguments behind it, with a folder on its loader's path, and
+/// with assignments of its own in the environment.
+inline Test_ProbeRun Test_RunProgram(const std::string& iProgram, const std::string& iFolder,
+                                     const std::string& iEnvironment = "") {
+  const std::string command =
+      "env -u MLOX_ASSERT -u MLOX_TRACE -u MLOX_TRACE_FILE -u MLOX_TRACE_FILE_SIZE -u MLOX_TRACE_FILES "
+      "LD_LIBRARY_PATH='" +
+      iFolder + "' " + iEnvironment + " " + iProgram + " 2>&1";
   Test_ProbeRun run;
   std::FILE* outputP = popen(command.c_str(), "r");
   if (outputP == nullptr) return run;
@@ -29,6 +33,11 @@ inline Test_ProbeRun Test_RunProbe(const std::string& iFolder, const std::string
   }
   run.mStatus = pclose(outputP);
   return run;
+}
+
+/// Runs the probe.
+inline Test_ProbeRun Test_RunProbe(const std::string& iFolder, const std::string& iEnvironment = "") {
+  return Test_RunProgram("'" MLOX_TEST_TRACE_PROBE "'", iFolder, iEnvironment);
 }
 
 /// How many of the lines hold a text.
