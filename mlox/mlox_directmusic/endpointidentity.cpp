@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_directmusic/endpointidentity.h"
 
-#include <algorithm>
 #include <atomic>
+#include <map>
+#include <memory_resource>
 #include <unordered_map>
 #include <utility>
 
@@ -18,22 +19,53 @@ constexpr std::uint32_t kHashInitialValue = 0x87654321;
 
 constinit std::atomic<std::int32_t> sServiceIndex{-1};
 
-// The records in the order in which identities were handed out, and the same by identity: a rebuild asks once
-// for each endpoint, so the search must not grow with their number. Under the subsystem's lock.
-struct Registry {
+// The records by identity: a rebuild asks four times for each endpoint, so the search must not grow with
+// their number. They lie close together, in the order in which they came, since with thousands of ports it is
+// the way to memory that counts. Under the subsystem's lock.
+class Registry {
+ public:
+  struct Record {
+    std::shared_ptr<IEndpointIDs> mIDs;
+    std::uint64_t mOrder = 0;  // identities were handed out in this order
+  };
   // The number is a hash already.
   struct Hash {
-    std::size_t operator()(const Mlox_InputID& iID) const {
+    std::size_t operator()(const Mlox_InputID& iID) const noexcept {
       return static_cast<std::size_t>(static_cast<std::uint32_t>(iID.mInputNumber));
     }
   };
-  std::vector<RegisteredIDs> mRecords;
-  std::unordered_map<Mlox_InputID, std::shared_ptr<IEndpointIDs>, Hash> mObjects;
+
+  Record& operator[](const Mlox_InputID& iID) { return mRecords[iID]; }
+  void Put(Record& oRecord, const std::shared_ptr<IEndpointIDs>& iIDs) {
+    oRecord.mIDs = iIDs;
+    oRecord.mOrder = mNextOrder++;
+  }
+  const Record* Find(const Mlox_InputID& iID) const {
+    const auto at = mRecords.find(iID);
+    return at != mRecords.end() ? &at->second : nullptr;
+  }
+  void Reserve(std::size_t iMore) { mRecords.reserve(mRecords.size() + iMore); }
+  std::vector<RegisteredIDs> InOrder() const;
+
+ private:
+  std::uint64_t mNextOrder = 0;
+  // Nothing is erased one by one, so memory that only grows is right.
+  std::pmr::monotonic_buffer_resource mMemory;
+  std::pmr::unordered_map<Mlox_InputID, Record, Hash> mRecords{&mMemory};
 };
 
+std::vector<RegisteredIDs> Registry::InOrder() const {
+  std::map<std::uint64_t, RegisteredIDs> records;
+  for (const auto& [id, record] : mRecords) records[record.mOrder] = {id, record.mIDs};
+  std::vector<RegisteredIDs> list;
+  for (const auto& entry : records) list.push_back(entry.second);
+  return list;
+}
+
 // Never destroyed.
-Registry& Table() {
-  static Registry& sRegisteredIDs = *new Registry;
+std::unique_ptr<Registry>& Table() {
+  static std::unique_ptr<Registry>& sRegisteredIDs =
+      *new std::unique_ptr<Registry>(std::make_unique<Registry>());
   return sRegisteredIDs;
 }
 
@@ -60,15 +92,11 @@ bool HasOMSIdentity(IEndpointIDs& iIDs) {
 
 // An object with an identity of the older system takes the place of one without; else who came first stays.
 void Register(const Mlox_InputID& iID, const std::shared_ptr<IEndpointIDs>& iIDs) {
-  std::shared_ptr<IEndpointIDs>& object = Table().mObjects[iID];
-  std::vector<RegisteredIDs>& records = Table().mRecords;
-  if (object != nullptr) {
-    if (HasOMSIdentity(*object) || !HasOMSIdentity(*iIDs)) return;
-    records.erase(std::find_if(records.begin(), records.end(),
-                               [&](const RegisteredIDs& iRecord) { return iRecord.mID == iID; }));
-  }
-  object = iIDs;
-  records.push_back({iID, iIDs});
+  Registry::Record& record = (*Table())[iID];
+  // The newcomer is asked first: it is at hand, while the one that is known may not have been touched for
+  // long.
+  if (record.mIDs != nullptr && (!HasOMSIdentity(*iIDs) || HasOMSIdentity(*record.mIDs))) return;
+  Table()->Put(record, iIDs);
 }
 
 }  // namespace
@@ -111,19 +139,24 @@ Mlox_InputID GetMloxIDFromPortCaps(const DMUS_PORTCAPS& iCaps) {
 bool FindRegisteredIDs(const Mlox_InputID& iID, std::shared_ptr<IEndpointIDs>* oIDsP) {
   if (oIDsP == nullptr) return false;
   const DirectMusicSubsystemLock lock;
-  const auto at = Table().mObjects.find(iID);
-  if (at == Table().mObjects.end()) return false;
-  *oIDsP = at->second;
+  const Registry::Record* const record = Table()->Find(iID);
+  if (record == nullptr) return false;
+  *oIDsP = record->mIDs;
   return true;
 }
 
 void ClearRegisteredIDs() {
-  Registry old;
+  auto fresh = std::make_unique<Registry>();
   const DirectMusicSubsystemLock lock;
-  std::swap(Table(), old);
+  std::swap(Table(), fresh);
 }
 
 std::vector<RegisteredIDs> GetRegisteredIDs() {
   const DirectMusicSubsystemLock lock;
-  return Table().mRecords;
+  return Table()->InOrder();
+}
+
+void ReserveRegisteredIDs(std::size_t iMore) {
+  const DirectMusicSubsystemLock lock;
+  Table()->Reserve(iMore);
 }

@@ -3,6 +3,7 @@
 /// The stable integer identity of endpoints, and the table that leads back from it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -49,3 +50,6 @@ void ClearRegisteredIDs();
 
 /// A copy of the table, in its order.
 std::vector<RegisteredIDs> GetRegisteredIDs();
+
+/// Makes room for so many more identities at once.
+void ReserveRegisteredIDs(std::size_t iMore);

@@ -3,12 +3,6 @@
 
 #include "mlox/mlox_directmusic/endpointidentity.h"
 
-namespace {
-
-constexpr int kMostFailures = 4096;
-
-}  // namespace
-
 int CountConnections(const std::shared_ptr<IEndpointProperties>& iEndpoint) {
   int count = 0;
   if (iEndpoint == nullptr || iEndpoint->GetNumConnections(&count) != S_OK) return 0;
@@ -18,13 +12,10 @@ int CountConnections(const std::shared_ptr<IEndpointProperties>& iEndpoint) {
 bool IsWiredTo(const std::shared_ptr<IEndpointProperties>& iEndpoint, const Mlox_InputID& iID) {
   std::shared_ptr<IEndpointIDs> wanted;
   if (!FindRegisteredIDs(iID, &wanted)) return false;
-  const int count = CountConnections(iEndpoint);
-  int failures = 0;
-  for (int index = 0; index < count && failures < kMostFailures; ++index) {
-    std::shared_ptr<IEndpointIDs> ids;
-    const bool isThere = iEndpoint->GetConnection(index, &ids) == S_OK && ids != nullptr;
-    if (isThere && wanted->CompareIDs(ids) == 0) return true;
-    failures = isThere ? 0 : failures + 1;
-  }
-  return false;
+  bool isWired = false;
+  VisitConnections(iEndpoint, [&](const std::shared_ptr<IEndpointIDs>& iFarEnd) {
+    isWired = wanted->CompareIDs(iFarEnd) == 0;
+    return !isWired;
+  });
+  return isWired;
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory_resource>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -13,6 +14,7 @@
 #include "mlox/mlox_directmusic/directmusicclocksync.h"
 #include "mlox/mlox_directmusic/directmusicsubsystemlock.h"
 #include "mlox/mlox_directmusic/endpointidentity.h"
+#include "mlox/mlox_directmusic/endpointwires.h"
 #include "mlox/mlox_directmusic/getemulatedstring.h"
 #include "mlox/mlox_directmusic/getter_wrapper.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_callbacks.h"
@@ -50,12 +52,32 @@ Mlox_InputID IDOf(const std::shared_ptr<IEndpointIDs>& iIDs) {
 
 // By identity. The number in it is a hash already.
 struct IDHash {
-  std::size_t operator()(const Mlox_InputID& iID) const {
+  std::size_t operator()(const Mlox_InputID& iID) const noexcept {
     return static_cast<std::size_t>(static_cast<std::uint32_t>(iID.mInputNumber));
   }
 };
+
+// Items by identity, those of one identity in the order in which they were added. It lives for one step of a
+// rebuild, so its memory comes in a few large pieces and goes as a whole.
 template <class Item>
-using ItemsByID = std::unordered_map<Mlox_InputID, std::vector<Item*>, IDHash>;
+class ItemsByID {
+ public:
+  void Reserve(std::size_t iCount) { mItems.reserve(iCount); }
+  // An item that was added last of its identity isn't added again.
+  void Add(const Mlox_InputID& iID, Item* iItemP) {
+    std::pmr::vector<Item*>& items = mItems[iID];
+    if (items.empty() || items.back() != iItemP) items.push_back(iItemP);
+  }
+  std::vector<Item*> Of(const Mlox_InputID& iID) const {
+    const auto at = mItems.find(iID);
+    return at != mItems.end() ? std::vector<Item*>(at->second.begin(), at->second.end())
+                              : std::vector<Item*>();
+  }
+
+ private:
+  std::pmr::monotonic_buffer_resource mMemory;
+  std::pmr::unordered_map<Mlox_InputID, std::pmr::vector<Item*>, IDHash> mItems{&mMemory};
+};
 
 // Devices are listed by pointer and inputs by reference; the steps are the same for both.
 Mlox_DirectMusic_Device* Plain(Mlox_DirectMusic_Device* iDeviceP) { return iDeviceP; }
@@ -93,21 +115,16 @@ class Wires {
     for (Item* itemP : iItems) AddWiresOf(itemP);
   }
   bool IsAnyConnectedTo(const Mlox_InputID& iID) const {
-    const auto i = mItemsByFarEnd.find(iID);
-    if (i == mItemsByFarEnd.end()) return false;
-    return std::any_of(i->second.begin(), i->second.end(),
-                       [&](Item* iItemP) { return iItemP->IsConnectedTo(iID); });
+    const std::vector<Item*> items = mItemsByFarEnd.Of(iID);
+    return std::any_of(items.begin(), items.end(), [&](Item* iItemP) { return iItemP->IsConnectedTo(iID); });
   }
 
  private:
   void AddWiresOf(Item* iItemP) {
-    const std::shared_ptr<IEndpointProperties> endpoint = iItemP->GetEndpointProperties();
-    const int count = iItemP->GetNumConnections();
-    for (int i = 0; i < count; ++i) {
-      std::shared_ptr<IEndpointIDs> ids;
-      if (endpoint->GetConnection(i, &ids) == S_OK && ids != nullptr)
-        mItemsByFarEnd[IDOf(ids)].push_back(iItemP);
-    }
+    VisitConnections(iItemP->GetEndpointProperties(), [&](const std::shared_ptr<IEndpointIDs>& iFarEnd) {
+      mItemsByFarEnd.Add(IDOf(iFarEnd), iItemP);  // once, though a studio tells of a wire again and again
+      return true;
+    });
   }
   ItemsByID<Item> mItemsByFarEnd;
 };
@@ -147,10 +164,12 @@ std::vector<ItemOf<List>*> UserDefinedOver(const List& iList, const Mlox_InputID
   return Those(iList, [&](auto& iItem) { return iItem.IsUserDefined() && iItem.GetIOMloxID() == iIOMloxID; });
 }
 
-// Has a user-defined item know the endpoint that it is wired to, as long as the studio can tell: when the
-// port goes, or the item does, the wire is gone too.
+// Has an item read its identities while the studio's objects are at hand, and a user-defined one that of the
+// endpoint that it is wired to as long as the studio can tell: when the port goes, or the item does, the wire
+// is gone too.
 template <class Item>
-void NoteIOMloxID(Item& ioItem) {
+void NoteIDs(Item& ioItem) {
+  ioItem.GetInputID();
   if (ioItem.IsUserDefined()) ioItem.GetIOMloxID();
 }
 
@@ -222,10 +241,12 @@ bool IsPortSlot(int iServiceIndex) {
 // The identities that a rebuild has met, so that each endpoint finds the objects of its identity at once. The
 // objects of one identity stand in the order of their list.
 struct Mlox_DirectMusic_Service::RebuildIndex {
-  explicit RebuildIndex(Mlox_DirectMusic_Service& ioService) : mService(ioService) {
-    for (Mlox_DirectMusic_Device* deviceP : ioService.mDevices)
-      mDevices[deviceP->GetInputID()].push_back(deviceP);
-    for (const auto& input : ioService.mInputs) mInputs[input->GetInputID()].push_back(input.get());
+  // Room is made for as many more of each as there are devices in the studio.
+  RebuildIndex(Mlox_DirectMusic_Service& ioService, std::size_t iMore) : mService(ioService) {
+    mDevices.Reserve(ioService.mDevices.size() + iMore);
+    mInputs.Reserve(ioService.mInputs.size() + iMore);
+    for (Mlox_DirectMusic_Device* deviceP : ioService.mDevices) mDevices.Add(deviceP->GetInputID(), deviceP);
+    for (const auto& input : ioService.mInputs) mInputs.Add(input->GetInputID(), input.get());
     ioService.mRebuildIndexP = this;
   }
   ~RebuildIndex() { mService.mRebuildIndexP = nullptr; }
@@ -534,7 +555,9 @@ void Mlox_DirectMusic_Service::Rebuild() {
   RawDevices raws;
   if (!ReadGroup(VARIANT_TRUE, raws) || !ReadGroup(VARIANT_FALSE, raws)) return;
   {
-    const RebuildIndex index(*this);
+    constexpr std::size_t kLevels = 3;  // device, entity and endpoint have an identity each
+    ReserveRegisteredIDs(kLevels * raws.size());
+    const RebuildIndex index(*this, raws.size());
     for (const auto& raw : raws) AddDevice(raw);
   }
   RemoveInputs(Those(mInputs, [](auto& iInput) { return iInput.IsNeedsVerification(); }));
@@ -590,20 +613,20 @@ void Mlox_DirectMusic_Service::AddOrUpdateOutputDevice(
   if (iEndpoint->GetIDs(&ids) != S_OK) return;
   const Mlox_InputID id = GetMloxIDFromIDs(ids);
   const auto known = mRebuildIndexP != nullptr
-                         ? mRebuildIndexP->mDevices[id]
+                         ? mRebuildIndexP->mDevices.Of(id)
                          : Those(mDevices, [&](auto& iItem) { return iItem.GetInputID() == id; });
   for (Mlox_DirectMusic_Device* deviceP : known) {
     if (!deviceP->MatchWithRawProperties(iDevice, iEntity, iEndpoint)) continue;
     if (deviceP->UpdateWithRawProperties(iDevice, iEntity, iEndpoint)) ReportDevices();
-    NoteIOMloxID(*deviceP);
+    NoteIDs(*deviceP);
     return;
   }
   if (!known.empty()) return;  // the id is taken by something else
   auto deviceP =
       std::make_unique<Mlox_DirectMusic_Device>(GetAppCallback(), iDevice, iEntity, iEndpoint, mAllocator);
   if (deviceP->IsUserDefined() && deviceP->GetNumConnections() == 0) return;
-  NoteIOMloxID(*deviceP);
-  if (mRebuildIndexP != nullptr) mRebuildIndexP->mDevices[id].push_back(deviceP.get());
+  NoteIDs(*deviceP);
+  if (mRebuildIndexP != nullptr) mRebuildIndexP->mDevices.Add(id, deviceP.get());
   mDevices.push_back(deviceP.release());
   ReportDevices();
 }
@@ -615,20 +638,20 @@ void Mlox_DirectMusic_Service::AddOrUpdateInput(const std::shared_ptr<IDevicePro
   if (iEndpoint->GetIDs(&ids) != S_OK) return;
   const Mlox_InputID id = GetMloxIDFromIDs(ids);
   const auto known = mRebuildIndexP != nullptr
-                         ? mRebuildIndexP->mInputs[id]
+                         ? mRebuildIndexP->mInputs.Of(id)
                          : Those(mInputs, [&](auto& iItem) { return iItem.GetInputID() == id; });
   for (Mlox_DirectMusic_Input* inputP : known) {
     if (!inputP->MatchWithRawProperties(iDevice, iEntity, iEndpoint)) continue;
     if (inputP->UpdateWithRawProperties(iDevice, iEntity, iEndpoint)) ReportInputs();
-    NoteIOMloxID(*inputP);
+    NoteIDs(*inputP);
     return;
   }
   if (!known.empty()) return;  // the id is taken by something else
   const Cmn_AliasedRefCountPtr<Mlox_DirectMusic_Input> input(
       new Mlox_DirectMusic_Input(iDevice, iEntity, iEndpoint));
   if (input->IsUserDefined() && input->GetNumConnections() == 0) return;
-  NoteIOMloxID(*input);
-  if (mRebuildIndexP != nullptr) mRebuildIndexP->mInputs[id].push_back(input.get());
+  NoteIDs(*input);
+  if (mRebuildIndexP != nullptr) mRebuildIndexP->mInputs.Add(id, input.get());
   mInputs.push_back(input);
   ReportInputs();
 }

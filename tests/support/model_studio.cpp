@@ -121,7 +121,8 @@ class EndpointValue : public IEndpointProperties {
   explicit EndpointValue(Place iPlace) : mPlace(std::move(iPlace)) {}
   HRESULT GetNumConnections(int* oCount) override {
     if (const HRESULT fault = mPlace.Fault("GetNumConnections"); fault != S_OK) return fault;
-    *oCount = static_cast<int>(mPlace.mStudio->FarEnds(mPlace.mUniqueID, mPlace.mIsSource).size());
+    const std::size_t count = mPlace.mStudio->FarEnds(mPlace.mUniqueID, mPlace.mIsSource).size();
+    *oCount = mPlace.mStudio->Row(mPlace.mUniqueID).mClaimedConnections.value_or(static_cast<int>(count));
     return S_OK;
   }
   HRESULT GetConnection(int iIndex, std::shared_ptr<IEndpointIDs>* oIDs) override {

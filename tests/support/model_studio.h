@@ -31,6 +31,8 @@ struct Test_ModelDevice {
   std::string mModel = "Box";
   /// Hardware only: whether it is plugged in.
   bool mIsPresent = true;
+  /// How many wires each of its endpoints says it has, in the place of the truth.
+  std::optional<int> mClaimedConnections;
   /// The stored mloxID of a level (0 endpoint, 1 entity, 2 device) and direction (1 source).
   std::map<std::pair<int, int>, int> mMloxIDs;
 };

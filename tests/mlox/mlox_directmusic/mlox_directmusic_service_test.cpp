@@ -165,6 +165,20 @@ TEST_F(Mlox_DirectMusic_ServiceTest, AUserDefinedDeviceThatOnlyAnotherOneIsConne
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
+TEST_F(Mlox_DirectMusic_ServiceTest, ACountOfWiresOutOfAllMeasureKeepsNoRebuildForEver) {
+  mStudio->PlugIn(Output("O", "Port out"));
+  mStudio->PlugIn(Input("I", "Port in"));
+  mStudio->AddUserDefined(UserDefined("U", "Synth"));
+  mStudio->Wire("U", "O");
+  mStudio->Wire("U", "I");
+  for (const char* id : {"O", "I", "U"}) {
+    mStudio->SetRow(id, [](Test_ModelDevice& ioRow) { ioRow.mClaimedConnections = 2000000000; });
+  }
+  Live();
+  EXPECT_THAT(Devices(), ElementsAre("Synth"));
+  EXPECT_THAT(Inputs(), ElementsAre("Synth"));
+}
+
 TEST_F(Mlox_DirectMusic_ServiceTest, BothGroupsAreReadThePresentOneFirst) {
   mStudio->PlugIn(Output("O", "Port"));
   Live();
