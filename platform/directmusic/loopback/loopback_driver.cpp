@@ -102,6 +102,8 @@ struct Pair {
   std::mutex mMutex;
   Platform_TimedQueue mWaiting;
   std::vector<std::weak_ptr<Reader>> mReaders;
+  std::int64_t mMicrosecondsPerByte = 0;
+  std::int64_t mWireIsFreeAt = 0;
 };
 
 std::string NamesOfEnvironment() {
@@ -240,9 +242,12 @@ class Exchange {
   static std::int64_t DeliverPair(Pair& ioPair) {
     const std::lock_guard lock(ioPair.mMutex);
     while (const Platform_TimedMessage* const head = ioPair.mWaiting.Peek()) {
-      if (head->mTime > Sys_Clock::Microseconds()) {
-        return head->mTime;
+      const std::int64_t onTheWire = ioPair.mMicrosecondsPerByte * static_cast<std::int64_t>(head->mLength);
+      const std::int64_t due = std::max(head->mTime, ioPair.mWireIsFreeAt) + onTheWire;
+      if (due > Sys_Clock::Microseconds()) {
+        return due;
       }
+      ioPair.mWireIsFreeAt = due;
       for (const std::weak_ptr<Reader>& reader : ioPair.mReaders) {
         if (const std::shared_ptr<Reader> present = reader.lock()) {
           present->Put(*head);
@@ -304,12 +309,16 @@ class LoopbackOutput final : public Platform_DriverOutput {
   explicit LoopbackOutput(const std::shared_ptr<Pair>& iPairP) : mPairP(iPairP) {}
 
   Platform_SendResult Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength) override {
+    return SendNow(Sys_Clock::Microseconds(), iTime, iBytes, iLength);
+  }
+  Platform_SendResult SendNow(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
+                              std::size_t iLength) override {
     if (!mPairP->mIsPlugged.load()) {
       return Platform_SendResult::kGone;
     }
     // Times never step back on a connection: what is sent at once goes out behind what was sent at once
     // before.
-    const std::int64_t time = std::max(iTime, Sys_Clock::Microseconds());
+    const std::int64_t time = std::max(iTime, iNow);
     Platform_TimedMessage* const message = Platform_TimedMessage::New(time, iBytes, iLength);
     if (message == nullptr) {
       return Platform_SendResult::kFull;
@@ -354,6 +363,13 @@ Platform_PortInfo InfoOf(const std::string& iName, bool iIsInput) {
 void Platform_LoopbackPorts::Plug(const std::string& iName) { Exchange::Singleton().Plug(iName); }
 void Platform_LoopbackPorts::Unplug(const std::string& iName) { Exchange::Singleton().Unplug(iName); }
 std::vector<std::string> Platform_LoopbackPorts::Names() { return Exchange::Singleton().Names(); }
+
+void Platform_LoopbackPorts::SetPace(const std::string& iName, std::int64_t iMicrosecondsPerByte) {
+  if (const std::shared_ptr<Pair> pair = Exchange::Singleton().Find(iName)) {
+    const std::lock_guard lock(pair->mMutex);
+    pair->mMicrosecondsPerByte = iMicrosecondsPerByte;
+  }
+}
 
 Platform_LoopbackDriver::~Platform_LoopbackDriver() { Stop(); }
 

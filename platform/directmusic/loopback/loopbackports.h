@@ -3,6 +3,7 @@
 /// Named pairs of ports inside the process, for tests and first steps.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ class MLOX_EXPORT Platform_LoopbackPorts {
   /// Pulls a pair out: what waits in it is gone.
   static void Unplug(const std::string& iName);
   static std::vector<std::string> Names();
+  /// Lets each byte take so many microseconds on the way through a pair that is plugged in, as on a wire: 320
+  /// is MIDI's speed, 0 takes no time. A message arrives when its last byte has passed.
+  static void SetPace(const std::string& iName, std::int64_t iMicrosecondsPerByte);
 };
 
 #endif

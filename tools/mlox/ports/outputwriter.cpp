@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "cmn/sys_clock.h"
 #include "mdid/mdie_systemevents.h"
 #include "mlox/mlox_device.h"
 #include "mlox/mlox_manager.h"
@@ -14,6 +15,8 @@ namespace {
 
 // A sample is a microsecond here.
 constexpr double kSampleRate = 1000000.0;
+// What drivers and systems need on top of the wire.
+constexpr std::int64_t kMarginMicroseconds = 250000;
 
 }  // namespace
 
@@ -32,6 +35,9 @@ void OutputWriter::Write(const Mdie_Timestamp& iTimestamp, SongMessageKind iKind
                          std::span<const std::uint8_t> iBytes) {
   if (iBytes.empty()) return;
   if (Mlox_Output* const outputP = OutputFor(iKind, iBytes[0])) {
+    // Before the write: one that is paced takes as long as the wire.
+    mBacklog.Add(iTimestamp.IsImmediate() ? Sys_Clock::Microseconds() : iTimestamp.AsSample().AsInt64(),
+                 iBytes.size());
     outputP->WriteEvent(iTimestamp, MakeEvent(iKind, iBytes),
                         Mlox_Manager::Singleton()->GetDefaultOutputContext());
   }
@@ -47,6 +53,8 @@ void OutputWriter::AllNotesOff() {
 std::int64_t OutputWriter::LeadMicroseconds() {
   return mCommon != nullptr ? mCommon->GetTimestampedPreSendSamples(kSampleRate) : 0;
 }
+
+std::int64_t OutputWriter::DrainedAt() const { return mBacklog.EmptyAt() + kMarginMicroseconds; }
 
 SongMessageKind KindOf(std::span<const std::uint8_t> iMessage) {
   if (iMessage.empty() || iMessage[0] < 0x80) return SongMessageKind::kRaw;

@@ -10,6 +10,7 @@
 #include "cmn/cmn_aliasedrefcountptr.h"
 #include "mdid/mdie_timestamp.h"
 #include "mlox/mlox_output.h"
+#include "tools/mlox/ports/wirebacklog.h"
 #include "tools/mlox/song/song.h"
 
 class Mlox_Device;
@@ -33,6 +34,10 @@ class OutputWriter {
   /// How long before its time a message must be written, in microseconds.
   std::int64_t LeadMicroseconds();
 
+  /// When everything that was written has left the port, however slow the device on it, and the port may be
+  /// closed: a time of Sys_Clock in microseconds. At most an hour behind the last message's time.
+  std::int64_t DrainedAt() const;
+
   /// Whether the device has an output for the channel, 0 to 15.
   bool HasChannel(int iChannel) const { return mChannels[static_cast<std::size_t>(iChannel)] != nullptr; }
 
@@ -42,6 +47,7 @@ class OutputWriter {
   Mlox_Output* OutputFor(SongMessageKind iKind, std::uint8_t iStatus) const;
 
   Output mCommon;
+  WireBacklog mBacklog;
   std::array<Output, 16> mChannels;
 };
 

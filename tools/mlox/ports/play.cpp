@@ -29,8 +29,9 @@ namespace {
 constexpr std::int64_t kSettleMicroseconds = 150000;
 // Beyond the lead that an output asks for: this thread wakes every 10 ms.
 constexpr std::int64_t kWakeMicroseconds = 20000;
-// What a port still holds when its last message was due goes out within this time.
-constexpr std::int64_t kDrainMicroseconds = 250000;
+
+// What was due this long ago has sounded, however late the driver was.
+constexpr std::int64_t kLateMicroseconds = 250000;
 
 class Player {
  public:
@@ -51,11 +52,13 @@ class Player {
         Write(message);
         progress.Show(Fraction(message.mTime));
       }
-      WaitFor(mLastDue + kDrainMicroseconds);
+      mSession.IdleUntilTime(mWriter.DrainedAt(), [] { return Interrupt::HasHappened(); });
     }
     if (Interrupt::HasHappened()) {
+      // What is scheduled plays first, since it could be notes again.
+      WaitFor(mLastDue + kLateMicroseconds);
       mWriter.AllNotesOff();
-      WaitFor(Sys_Clock::Microseconds() + kDrainMicroseconds);
+      WaitFor(mWriter.DrainedAt());
       throw ToolError("interrupted; every note is off");
     }
     Report();
@@ -69,15 +72,13 @@ class Player {
 
   /// False on an interrupt.
   bool WaitUntil(std::int64_t iTime) {
-    const auto seconds = static_cast<double>(iTime - Sys_Clock::Microseconds()) / 1e6;
-    if (seconds > 0) mSession.IdleUntil([] { return Interrupt::HasHappened(); }, seconds);
+    mSession.IdleUntilTime(iTime, [] { return Interrupt::HasHappened(); });
     return !Interrupt::HasHappened();
   }
 
   /// Interrupt or not.
   void WaitFor(std::int64_t iTime) {
-    const auto isOver = [&] { return Sys_Clock::Microseconds() >= iTime; };
-    mSession.IdleUntil(isOver, 3600.0);
+    mSession.IdleUntilTime(iTime, [] { return false; });
   }
 
   void Write(const PlannedMessage& iMessage) {

@@ -105,6 +105,16 @@ bool PortSession::IdleUntil(const std::function<bool()>& iIsDone, double iSecond
   }
 }
 
+void PortSession::IdleUntilTime(std::int64_t iTime, const std::function<bool()>& iIsEnough) const {
+  constexpr std::int64_t kStep = 10000;
+  for (;;) {
+    const std::int64_t left = iTime - Sys_Clock::Microseconds();
+    if (left <= 0 || iIsEnough()) return;
+    Idle();
+    std::this_thread::sleep_for(std::chrono::microseconds(std::min(left, kStep)));
+  }
+}
+
 Platform_StudioManagement& PortSession::Management() const {
   Platform_StudioManagement* const managementP = FindManagement();
   if (managementP == nullptr) throw ToolError("the studio of this machine can't be looked into");

@@ -3,6 +3,7 @@
 /// The hardware service as a subcommand uses it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -39,6 +40,9 @@ class PortSession {
   /// Idles until iIsDone says so or the time is over, in steps of at most 10 ms. True if iIsDone did.
   /// An interrupt doesn't end it: ask for it in iIsDone.
   bool IdleUntil(const std::function<bool()>& iIsDone, double iSeconds) const;
+  /// Idles until a time of Sys_Clock, in microseconds, or until iIsEnough says so. Not at all when the time
+  /// has passed.
+  void IdleUntilTime(std::int64_t iTime, const std::function<bool()>& iIsEnough) const;
 
   /// The database behind the service. Throws ToolError when it is a closed one.
   Platform_StudioManagement& Management() const;

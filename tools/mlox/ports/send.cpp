@@ -24,8 +24,6 @@ namespace {
 
 // No more is read of a file: the wire would take a day and a half for it.
 constexpr std::streamsize kMaxFileBytes = std::streamsize{64} << 20;
-// What a port still holds when the last write has returned goes out within this time.
-constexpr double kDrainSeconds = 0.25;
 
 std::vector<std::uint8_t> ReadFile(const std::string& iPath) {
   std::ifstream file(iPath, std::ios::binary);
@@ -82,7 +80,7 @@ void Send(const SendRequest& iRequest) {
     writer.Write(Mdie_Timestamp(), KindOf(message), message);
     Interrupt::Check();
   }
-  session.IdleUntil([] { return Interrupt::HasHappened(); }, kDrainSeconds);
+  session.IdleUntilTime(writer.DrainedAt(), [] { return Interrupt::HasHappened(); });
 }
 
 }  // namespace tool

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/send.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "cmn/sys_clock.h"
+#include "platform/directmusic/loopback/loopback_driver.h"
+#include "tests/support/test_environment.h"
+#include "tests/support/test_temp_folder.h"
+
+namespace {
+
+constexpr char kPort[] = "slow device";
+
+std::int64_t RealMicroseconds() {
+  return std::chrono::duration_cast<std::chrono::microseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+// Goes at a third of the pace, so that a busy machine has time to deliver what is due.
+std::int64_t SlowMicroseconds() {
+  static const std::int64_t sStart = RealMicroseconds();
+  return sStart + (RealMicroseconds() - sStart) / 3;
+}
+
+// A device on a wire of MIDI's speed.
+class SendTest : public testing::Test, public Platform_DriverHost {
+ protected:
+  SendTest() {
+    Sys_Clock::SetSourceForTest(SlowMicroseconds);
+    Platform_LoopbackPorts::Plug(kPort);
+    Platform_LoopbackPorts::SetPace(kPort, 320);
+    std::string reason;
+    mDriver.Start(this, reason);
+    for (const Platform_PortInfo& port : mDriver.Ports()) {
+      if (port.mIsInput && port.mName == kPort) mInputP = mDriver.OpenInput(port);
+    }
+  }
+  ~SendTest() override {
+    mInputP.reset();
+    mDriver.Stop();
+    Platform_LoopbackPorts::Unplug(kPort);
+    Sys_Clock::SetSourceForTest(nullptr);
+  }
+  void PortsMayHaveChanged() override {}
+
+  std::vector<int> TakeNumbers() {
+    std::vector<int> numbers;
+    while (mInputP->Read(mPiece)) numbers.push_back(mPiece.mBytes[1] | (mPiece.mBytes[2] << 7));
+    return numbers;
+  }
+
+  Test_TempFolder mFolder;
+  Test_Environment mDrivers{"MLOX_MIDI_DRIVERS", "loopback"};
+  Test_Environment mDatabase{"MLOX_STUDIO_DB", mFolder / "studio.db"};
+  Platform_LoopbackDriver mDriver;
+  std::unique_ptr<Platform_DriverInput> mInputP;
+  Platform_Piece mPiece;
+};
+
+TEST_F(SendTest, ClosesThePortWhenASlowDeviceHasTakenEverything) {
+  tool::SendRequest request;
+  request.mOutput = kPort;
+  std::vector<int> numbers(500);  // half a second on the wire
+  std::iota(numbers.begin(), numbers.end(), 0);
+  for (const int number : numbers) {
+    request.mBytes.push_back(fmt::format("e0 {:02x} {:02x}", number & 0x7F, number >> 7));
+  }
+  tool::Send(request);
+  EXPECT_EQ(TakeNumbers(), numbers);
+}
+
+}  // namespace
