@@ -7,8 +7,12 @@
 // through a bare eventfd and its reading, in the same callback of the same client, cycle about. 400 cycles of
 // 256 frames each. "write": a note from a thread to the process callback: ours through an output of the
 // driver, connected to a bare client that counts; "jack_ringbuffer" as bare clients do it, time, length and
-// bytes through libjack's own ring. 200 writes, each timed by itself, then a pause for their playing, 60
-// times. Microseconds of wall time, with about 0.05 for the two readings of the clock in "write".
+// bytes through libjack's own ring. "event": the same note from WriteEvent of an output of the service to the
+// return of PlayBuffer; beside it "PlayBuffer" alone, the call that an application makes itself which uses
+// the port without the service: its buffer is packed once, with a time that has passed, so that nothing but
+// the driver's work is in it; and "jack_ringbuffer" once more, which is what it takes to leave the library
+// out altogether. 200 writes, each timed by itself, then a pause for their playing, 60 times. Microseconds of
+// wall time, with about 0.05 for the two readings of the clock in "write" and "event".
 #include <jack/jack.h>
 #include <jack/midiport.h>
 #include <jack/ringbuffer.h>
@@ -24,6 +28,7 @@
 #include <vector>
 
 #include "bench/support/bench_report.h"
+#include "bench/support/port_way.h"
 #include "platform/directmusic/jack/jack_driver.h"
 #include "platform/directmusic/jack/jack_inputlane.h"
 #include "tests/platform/directmusic/jack/jack_test_server.h"
@@ -220,6 +225,35 @@ void MeasureBareWrites(benchmark::State& ioState) {
       ioState, [&] { client.Write(); }, [&] { return client.Played(); });
 }
 
+// An output of the service on a port of the server, whose far end counts.
+template <class Write>
+void MeasureService(benchmark::State& ioState, Write iWrite) {
+  BareClient farEnd;
+  if (!farEnd.IsReady()) return ioState.SkipWithError("no server");
+  Bench_OutputWay way("jack", "far end:sink");
+  if (!way.IsReady()) return ioState.SkipWithError("no port");
+  MeasureWrites(
+      ioState, [&] { iWrite(way); }, [&] { return farEnd.Heard(); });
+}
+
+void MeasureEvents(benchmark::State& ioState) {
+  MeasureService(ioState, [](Bench_OutputWay& ioWay) { ioWay.Write(); });
+}
+
+void MeasurePlayBuffer(benchmark::State& ioState) {
+  constexpr DWORD kWord = kNote[0] | kNote[1] << 8 | kNote[2] << 16;
+  IDirectMusicBuffer* bufferP = nullptr;
+  MeasureService(ioState, [&](Bench_OutputWay& ioWay) {
+    if (bufferP == nullptr) {
+      if (FAILED(DirectMusicClient::CreateMusicBuffer(sizeof(kWord), &bufferP))) std::abort();
+      bufferP->SetStartTime(0);
+      bufferP->PackStructured(0, 1, kWord);
+    }
+    ioWay.Port()->PlayBuffer(bufferP);
+  });
+  if (bufferP != nullptr) bufferP->Release();
+}
+
 }  // namespace
 
 int main(int iArgumentCount, char** iArgumentsPP) {
@@ -233,10 +267,15 @@ int main(int iArgumentCount, char** iArgumentsPP) {
   Bench_Add("callback to reader", "eventfd", MeasureWakes<BareWake>);
   Bench_Add("write", kBenchOurs, MeasureOurWrites);
   Bench_Add("write", "jack_ringbuffer", MeasureBareWrites);
+  Bench_Add("event", kBenchOurs, MeasureEvents);
+  Bench_Add("event", "PlayBuffer", MeasurePlayBuffer);
+  Bench_Add("event", "jack_ringbuffer", MeasureBareWrites);
   Bench_Report report;
   report.mProgram = "jack_bench";
   report.mMetrics = {{"p50", "us", false}, {"p99", "us", false}};
-  report.mGoals = {{"callback to reader", "p50", "eventfd", 1.3}, {"write", "p50", "jack_ringbuffer", 1.5}};
+  report.mGoals = {{"callback to reader", "p50", "eventfd", 1.3},
+                   {"write", "p50", "jack_ringbuffer", 1.5},
+                   {"event", "p50", "PlayBuffer", 1.5}};
   report.mHead = {std::string("libjack ") + jack_get_version_string()};
   return Bench_Main(iArgumentCount, iArgumentsPP, report);
 }

@@ -94,16 +94,17 @@ class Bench_BareDriver {
   std::unique_ptr<Platform_DriverOutput> mOutputP;
 };
 
-/// An output of channel 2 on the pair's port, with the hardware service in place.
+/// An output of channel 2 on a port, with the hardware service in place.
 class Bench_OutputWay {
  public:
-  explicit Bench_OutputWay(Bench_FarEnd& ioFarEnd) {
-    // The root looks at the machine's drivers once; the loopback is enough.
-    setenv("MLOX_MIDI_DRIVERS", "loopback", 1);
+  explicit Bench_OutputWay(Bench_FarEnd& ioFarEnd) : Bench_OutputWay("loopback", ioFarEnd.Name()) {}
+  Bench_OutputWay(const std::string& iDriver, const std::string& iPortName) {
+    // The root looks at the machine's drivers once; one is enough.
+    setenv("MLOX_MIDI_DRIVERS", iDriver.c_str(), 1);
     Platform_SetDirectMusicFactory(nullptr);
     mIsActive = Mlox_Manager::Singleton()->ActivateService(Mlox_Manager::kDirectMusicService, &mAllocator,
                                                            &mAppCallback);
-    mPortP = OpenPort(ioFarEnd.Name());
+    mPortP = OpenPort(iPortName);
     if (mPortP == nullptr || FAILED(mPortP->Activate(TRUE))) return;
     mOutput = new Mlox_DirectMusic_Output(&mAppCallback, &mDevice, 2, mPortP, 1, &mAllocator);
   }
@@ -121,6 +122,7 @@ class Bench_OutputWay {
 
   bool IsReady() const { return mIsActive && mOutput; }
   void Write() { mOutput->WriteEvent(mStamp, mNote, Mlox_OutputContextRef()); }
+  IDirectMusicPort* Port() const { return mPortP; }
 
  private:
   class AppCallback : public Mdi_AppCallback {

@@ -112,13 +112,6 @@ class Mlox_DirectMusic_Output::Sender final : public Mlox_DirectMusic_EventPacke
   Mlox_DirectMusic_Output& mOutput;
 };
 
-/// What one send goes by, though the device may set another port meanwhile.
-struct Mlox_DirectMusic_Output::Send {
-  IDirectMusicPort* mPortP = nullptr;  // a reference is held
-  DWORD mChannelGroup = 0;
-  REFERENCE_TIME mTime = 0;
-};
-
 // ---- lifetime ----
 
 Mlox_DirectMusic_Output::Mlox_DirectMusic_Output(Mdi_AppCallback* iAppCallbackP,
@@ -277,49 +270,42 @@ void Mlox_DirectMusic_Output::WriteRawMIDI(const unsigned char* iDataP, int iLen
 
 // ---- sending ----
 
+// The buffer, once made, stays until the end of this object; the port is held for the time of the send.
 HRESULT Mlox_DirectMusic_Output::SendBytes(bool iImmediate, std::int64_t iTime, const unsigned char* iDataP,
                                            int iLength) {
   if (!mIsTimestamped) return Mlox_DirectMusic_PortWriter::kNoPortSet;
-  Send send;
-  HRESULT result = BeginSend(send);
-  if (FAILED(result)) return result;
-  result = FindTime(send, iImmediate, iTime);
-  {
-    const std::lock_guard lock(mMutex);
-    if (SUCCEEDED(result)) {
-      result = Mlox_DirectMusic_PortWriter(*mBuffer, *send.mPortP, send.mChannelGroup)
-                   .Play(send.mTime, iDataP, iLength);
-    } else {
-      Mlox_DirectMusic_PortWriter::Empty(*mBuffer);
-    }
-  }
-  send.mPortP->Release();
-  return result;
-}
-
-// The buffer, once made, stays until the end of this object; the port is held for the time of the send.
-HRESULT Mlox_DirectMusic_Output::BeginSend(Send& oSend) {
-  const std::lock_guard lock(mMutex);
+  std::unique_lock lock(mMutex);
   if (mBuffer == nullptr) return Mlox_DirectMusic_PortWriter::kMissing;
   Mlox_DirectMusic_PortWriter::Empty(*mBuffer);
   if (mPort == nullptr) return Mlox_DirectMusic_PortWriter::kMissing;
-  mPort->AddRef();
-  oSend.mPortP = mPort;
-  oSend.mChannelGroup = mChannelGroup;
-  return S_OK;
+  IDirectMusicPort& port = *mPort;
+  const DWORD group = mChannelGroup;
+  port.AddRef();
+  HRESULT result = Mlox_DirectMusic_PortWriter::kMissing;
+  REFERENCE_TIME time = 0;
+  if (iImmediate) result = Mlox_DirectMusic_PortWriter::GetEarliestTime(port, &time);
+  if (FAILED(result)) {
+    // Without the mutex: the shared clock may take the subsystem's lock, under which the device calls
+    // SetPort.
+    lock.unlock();
+    result = ConvertTime(iTime, result, &time);
+    lock.lock();
+  }
+  if (SUCCEEDED(result)) {
+    result = Mlox_DirectMusic_PortWriter(*mBuffer, port, group).Play(time, iDataP, iLength);
+  } else {
+    Mlox_DirectMusic_PortWriter::Empty(*mBuffer);
+  }
+  lock.unlock();
+  port.Release();
+  return result;
 }
 
-// The clocks are asked without the mutex: they may take the subsystem's lock, under which the device calls
-// SetPort.
-HRESULT Mlox_DirectMusic_Output::FindTime(Send& ioSend, bool iImmediate, std::int64_t iTime) const {
-  HRESULT result = Mlox_DirectMusic_PortWriter::kMissing;
-  if (iImmediate) {
-    result = Mlox_DirectMusic_PortWriter::GetEarliestTime(*ioSend.mPortP, &ioSend.mTime);
-    if (SUCCEEDED(result)) return result;
-  }
+// Without a clock, the result is that of before.
+HRESULT Mlox_DirectMusic_Output::ConvertTime(std::int64_t iTime, HRESULT iBefore, REFERENCE_TIME* oTimeP) {
   const DirectMusicClockSyncPtr clock(DirectMusicClockSync::Acquire());
-  if (clock == nullptr) return result;
-  ioSend.mTime = clock->MicrosecondsToReferenceTime(iTime);
+  if (clock == nullptr) return iBefore;
+  *oTimeP = clock->MicrosecondsToReferenceTime(iTime);
   return S_OK;
 }
 

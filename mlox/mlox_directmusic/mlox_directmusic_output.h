@@ -108,12 +108,10 @@ class MLOX_EXPORT Mlox_DirectMusic_Output : public Mlox_Output {
   friend class Mlox_DirectMusic_Device;       // sets mReleased
   friend class Test_DirectMusicOutputAccess;  // SendBytes, mPatchNamesP
   class Sender;
-  struct Send;
 
   bool CanWrite() const;
   HRESULT SendBytes(bool iImmediate, std::int64_t iTime, const unsigned char* iDataP, int iLength);
-  HRESULT BeginSend(Send& oSend);
-  HRESULT FindTime(Send& ioSend, bool iImmediate, std::int64_t iTime) const;
+  static HRESULT ConvertTime(std::int64_t iTime, HRESULT iBefore, REFERENCE_TIME* oTimeP);
   Mlox_DirectMusic_Device* FindDevice();
   template <class Count>
   int CountNames(Count iCount);

@@ -32,7 +32,11 @@ class Mlox_DirectMusic_ServiceHandle {
   /// The delay that takes out jitter, in samples; 0 without a service.
   int GetZeroJitterDelay() const { return mZeroJitterDelay.load(); }
   /// Asks long messages to stop, or lets them be sent again.
-  void SetStopPlaybackFlag(bool iFlag) { mStopPlayback.store(iFlag); }
+  void SetStopPlaybackFlag(bool iFlag) {
+    // Every event takes the stop back: writers that find nothing to change don't take the line from each
+    // other.
+    if (mStopPlayback.load() != iFlag) mStopPlayback.store(iFlag);
+  }
   /// Whether a stop was asked for. True without a service, so that who sleeps between two pieces of a long
   /// message gives up at the next.
   bool IsStopPlaybackFlagSet() const;

@@ -81,6 +81,12 @@ class Platform_DriverOutput {
   /// \param iTime microseconds of Sys_Clock at which to play; kPlatform_AtOnce or a past time plays at once,
   /// in order.
   virtual Platform_SendResult Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength) = 0;
+  /// The same for a caller that has just read the clock, which needn't be read again then. \param iNow the
+  /// time now in microseconds of Sys_Clock, or a little before.
+  virtual Platform_SendResult SendNow(std::int64_t /*iNow*/, std::int64_t iTime, const std::uint8_t* iBytes,
+                                      std::size_t iLength) {
+    return Send(iTime, iBytes, iLength);
+  }
   /// The largest piece of a system exclusive message that Send takes, in bytes.
   virtual std::size_t PieceSize() const = 0;
   /// The earliest time at which the driver can still play, as a distance from now in microseconds. [any

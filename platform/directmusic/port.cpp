@@ -153,7 +153,7 @@ void Platform_OutputPort::Accept(const std::uint8_t* iBytes, std::size_t iLength
   const Platform_TimedMessage* const head = mQueue.Peek();
   const bool isNext = head == nullptr || ioPlaying.mTime < head->mTime;
   if (isNext && ioPlaying.mTime - ioPlaying.mNow <= kHandOverAhead) {
-    const Platform_SendResult result = Dispatch(ioPlaying.mTime, iBytes, iLength);
+    const Platform_SendResult result = Dispatch(ioPlaying.mNow, ioPlaying.mTime, iBytes, iLength);
     if (result == Platform_SendResult::kTaken) {
       return;
     }
@@ -182,13 +182,13 @@ bool Platform_OutputPort::Enqueue(std::int64_t iTime, const std::uint8_t* iBytes
   return true;
 }
 
-Platform_SendResult Platform_OutputPort::Dispatch(std::int64_t iTime, const std::uint8_t* iBytes,
-                                                  std::size_t iLength) {
+Platform_SendResult Platform_OutputPort::Dispatch(std::int64_t iNow, std::int64_t iTime,
+                                                  const std::uint8_t* iBytes, std::size_t iLength) {
   if (IsSysexPiece(iBytes[0])) {
-    return SendPiece(iTime, iBytes, iLength);
+    return SendPiece(iNow, iTime, iBytes, iLength);
   }
   if (IsRealTime(iBytes[0]) || (!mSysexIsOpen && mHeld.IsEmpty())) {
-    return mOutputP->Send(iTime, iBytes, iLength);
+    return mOutputP->SendNow(iNow, iTime, iBytes, iLength);
   }
   Platform_TimedMessage* const message = Platform_TimedMessage::New(iTime, iBytes, iLength);
   if (message == nullptr) {
@@ -199,8 +199,8 @@ Platform_SendResult Platform_OutputPort::Dispatch(std::int64_t iTime, const std:
   return Platform_SendResult::kTaken;
 }
 
-Platform_SendResult Platform_OutputPort::SendPiece(std::int64_t iTime, const std::uint8_t* iBytes,
-                                                   std::size_t iLength) {
+Platform_SendResult Platform_OutputPort::SendPiece(std::int64_t iNow, std::int64_t iTime,
+                                                   const std::uint8_t* iBytes, std::size_t iLength) {
   // What was held behind an earlier message goes first, or a new one would overtake it.
   if (!mSysexIsOpen) {
     const Platform_SendResult flushed = FlushHeld();
@@ -208,7 +208,7 @@ Platform_SendResult Platform_OutputPort::SendPiece(std::int64_t iTime, const std
       return flushed;
     }
   }
-  const Platform_SendResult result = mOutputP->Send(iTime, iBytes, iLength);
+  const Platform_SendResult result = mOutputP->SendNow(iNow, iTime, iBytes, iLength);
   if (result != Platform_SendResult::kTaken) {
     return result;
   }
@@ -256,7 +256,9 @@ std::int64_t Platform_OutputPort::DispatchDue(std::int64_t iNow) {
     if (head->mTime - iNow > kHandOverAhead) {
       return head->mTime - kHandOverAhead;
     }
-    const Platform_SendResult result = Dispatch(head->mTime, head->Bytes(), head->mLength);
+    // The round's reading of the clock may be old by now: other ports had their turn first.
+    const Platform_SendResult result =
+        Dispatch(Sys_Clock::Microseconds(), head->mTime, head->Bytes(), head->mLength);
     if (result == Platform_SendResult::kGone) {
       Disconnect();
       return kNever;

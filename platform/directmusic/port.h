@@ -126,8 +126,10 @@ class Platform_OutputPort final : public Platform_Port {
   void Disconnect();
   void Accept(const std::uint8_t* iBytes, std::size_t iLength, Playing& ioPlaying);
   bool Enqueue(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength);
-  Platform_SendResult Dispatch(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength);
-  Platform_SendResult SendPiece(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength);
+  Platform_SendResult Dispatch(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
+                               std::size_t iLength);
+  Platform_SendResult SendPiece(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
+                                std::size_t iLength);
   Platform_SendResult FlushHeld();
   void AbandonStaleSysex(std::int64_t iNow);
   std::int64_t DispatchDue(std::int64_t iNow);

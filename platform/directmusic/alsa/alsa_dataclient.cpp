@@ -159,8 +159,12 @@ class Platform_AlsaDataClient::OutputConnection final : public Platform_DriverOu
       : mClientP(std::move(iClientP)), mOutputP(std::move(iOutputP)) {}
   ~OutputConnection() override { mClientP->Close(*mOutputP); }
   Platform_SendResult Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength) override {
+    return SendNow(Sys_Clock::Microseconds(), iTime, iBytes, iLength);
+  }
+  Platform_SendResult SendNow(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
+                              std::size_t iLength) override {
     const std::lock_guard lock(mClientP->mMutex);
-    return mClientP->Send(*mOutputP, iTime, iBytes, iLength);
+    return mClientP->Send(*mOutputP, iNow, iTime, iBytes, iLength);
   }
   std::size_t PieceSize() const override { return kPieceSize; }
   // The kernel plays at the time itself: nothing has to be known ahead.
@@ -431,7 +435,7 @@ bool Platform_AlsaDataClient::IsQueueNeeded(const Output& iOutput, std::int64_t 
   return mQueue >= 0 && (iTime > iNow || iOutput.mLatestQueued >= iNow - kQueueIsEmptyAfter);
 }
 
-Platform_SendResult Platform_AlsaDataClient::Send(Output& ioOutput, std::int64_t iTime,
+Platform_SendResult Platform_AlsaDataClient::Send(Output& ioOutput, std::int64_t iNow, std::int64_t iTime,
                                                   const std::uint8_t* iBytes, std::size_t iLength) {
   if (ioOutput.mConnection.mIsGone) {
     return Platform_SendResult::kGone;
@@ -439,18 +443,17 @@ Platform_SendResult Platform_AlsaDataClient::Send(Output& ioOutput, std::int64_t
   if (iLength == 0) {
     return Platform_SendResult::kTaken;
   }
-  const std::int64_t now = Sys_Clock::Microseconds();
-  const std::int64_t time = std::max(iTime, now);
+  const std::int64_t time = std::max(iTime, iNow);
   snd_seq_event_t event{};
   Platform_AlsaEncode(iBytes, iLength, event);
   snd_seq_ev_set_source(&event, static_cast<unsigned char>(ioOutput.mConnection.mPort));
   snd_seq_ev_set_subs(&event);
-  const bool isQueued = IsQueueNeeded(ioOutput, iTime, now);
+  const bool isQueued = IsQueueNeeded(ioOutput, iTime, iNow);
   if (isQueued) {
-    if (now - mMeasuredAt >= kMeasureEvery) {
-      MeasureOffset(now);
+    if (iNow - mMeasuredAt >= kMeasureEvery) {
+      MeasureOffset(iNow);
     }
-    const std::int64_t queueTime = ioOutput.mTimes.Convert(time, now, mOffset);
+    const std::int64_t queueTime = ioOutput.mTimes.Convert(time, iNow, mOffset);
     const snd_seq_real_time_t real = {static_cast<unsigned>(queueTime / 1'000'000'000),
                                       static_cast<unsigned>(queueTime % 1'000'000'000)};
     snd_seq_ev_schedule_real(&event, static_cast<unsigned char>(mQueue), 0, &real);

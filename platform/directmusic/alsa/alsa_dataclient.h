@@ -83,8 +83,8 @@ class Platform_AlsaDataClient : public std::enable_shared_from_this<Platform_Als
   void StartQueue();
   void StopQueue();
   void MeasureOffset(std::int64_t iNow);
-  Platform_SendResult Send(Output& ioOutput, std::int64_t iTime, const std::uint8_t* iBytes,
-                           std::size_t iLength);
+  Platform_SendResult Send(Output& ioOutput, std::int64_t iNow, std::int64_t iTime,
+                           const std::uint8_t* iBytes, std::size_t iLength);
   bool IsQueueNeeded(const Output& iOutput, std::int64_t iTime, std::int64_t iNow) const;
   void Drop(Output& ioOutput);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/directmusic/jack/jack_driver.h"
 
+#include "cmn/sys_clock.h"
 #include "platform/directmusic/jack/jack_session.h"
 
 namespace {
@@ -27,11 +28,15 @@ class JackOutput final : public Platform_DriverOutput {
   ~JackOutput() override { mSessionP->Close(mWayP); }
 
   Platform_SendResult Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength) override {
+    return SendNow(Sys_Clock::Microseconds(), iTime, iBytes, iLength);
+  }
+  Platform_SendResult SendNow(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
+                              std::size_t iLength) override {
     if (mWayP->mIsGone.load(std::memory_order_acquire)) {
       return Platform_SendResult::kGone;
     }
-    return mWayP->mLane.Send(iTime, iBytes, iLength) ? Platform_SendResult::kTaken
-                                                     : Platform_SendResult::kFull;
+    return mWayP->mLane.SendNow(iNow, iTime, iBytes, iLength) ? Platform_SendResult::kTaken
+                                                              : Platform_SendResult::kFull;
   }
   std::size_t PieceSize() const override { return kPieceSize; }
   // What is sent now sounds in the cycle that begins within a period.

@@ -17,7 +17,12 @@ bool Platform_JackOutputLane::IsLater(const Waiting& iLeft, const Waiting& iRigh
 // ---- the sender ----
 
 bool Platform_JackOutputLane::Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength) {
-  if (!mRing.Push(std::max(iTime, Sys_Clock::Microseconds()), iBytes, iLength)) {
+  return SendNow(Sys_Clock::Microseconds(), iTime, iBytes, iLength);
+}
+
+bool Platform_JackOutputLane::SendNow(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
+                                      std::size_t iLength) {
+  if (!mRing.Push(std::max(iTime, iNow), iBytes, iLength)) {
     return false;
   }
   mSent.store(mSent.load(std::memory_order_relaxed) + 1, std::memory_order_release);

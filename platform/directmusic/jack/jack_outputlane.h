@@ -31,6 +31,8 @@ class Platform_JackOutputLane {
   /// Hands a message on; false when the lane is full. A time that has passed counts as now, which keeps such
   /// messages in order of sending. Wait-free.
   bool Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength);
+  /// The same for a caller that has just read Sys_Clock.
+  bool SendNow(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength);
   /// Takes back what has not reached the server.
   void Drop();
   /// @}
