@@ -69,6 +69,66 @@ TEST_F(Command, ReferenceOfAnotherKindIsAUsageError) {
   EXPECT_THAT(result.mError, HasSubstr("fish"));
 }
 
+// What --assertions prints where the checks of failing_checks.cpp fail.
+const std::string kFailedChecks =
+    "site                                  text                        count\n"
+    "tests/integration/failing_checks:101  i < 0                           3\n"
+    "tests/integration/failing_checks:103  on a real-time thread           1\n";
+
+const std::string kWithFailingChecks = "export LD_LIBRARY_PATH=" MLOX_TEST_FAILING_CHECKS "; ";
+
+TEST_F(Command, AssertionsAreATableOfFailedChecksOnStandardErrorAtExit) {
+  const Result result = Shell(kWithFailingChecks + "MLOX_ASSERT=count $MLOX --assertions " + kShortRender);
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mError, kFailedChecks);
+  EXPECT_THAT(result.mOutput, HasSubstr("frames              48000,"));
+}
+
+TEST_F(Command, AssertionsComeBehindTheReportsThemselves) {
+  const Result result = Shell(kWithFailingChecks + "MLOX_ASSERT=report $MLOX --assertions " + kShortRender);
+  EXPECT_EQ(result.mError,
+            "mlox: check failed: i < 0 (tests/integration/failing_checks, line 101)\n"
+            "mlox: check failed: on a real-time thread (tests/integration/failing_checks, line 103)\n" +
+                kFailedChecks);
+}
+
+TEST_F(Command, AssertionsSaySoWhereNoCheckFailed) {
+  const Result result = Mlox("--assertions " + kShortRender);
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mError, "no check failed\n");
+}
+
+TEST_F(Command, AssertionsArePrintedOnlyWhereTheyAreAskedFor) {
+  const Result result = Shell(kWithFailingChecks + "MLOX_ASSERT=count $MLOX " + kShortRender);
+  EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(Command, AssertionsLeaveStandardOutputToTheSubcommand) {
+  const std::string list =
+      "export MLOX_ASSERT=count MLOX_MIDI_DRIVERS=loopback MLOX_LOOPBACK_PORTS=Red "
+      "MLOX_STUDIO_DB=$PWD/studio.db; $MLOX ";
+  const Result without = Shell(list + "list --json");
+  const Result with = Shell(kWithFailingChecks + list + "--assertions list --json");
+  EXPECT_EQ(with.mStatus, 0);
+  EXPECT_EQ(with.mOutput, without.mOutput);
+  EXPECT_TRUE(nlohmann::json::accept(with.mOutput));
+  EXPECT_EQ(with.mError, without.mError + kFailedChecks);
+}
+
+TEST_F(Command, AssertionsArePrintedAlsoWhenTheSubcommandFails) {
+  const Result result =
+      Shell(kWithFailingChecks + "MLOX_ASSERT=count $MLOX --assertions render missing.mid out.wav");
+  EXPECT_EQ(result.mStatus, 1);
+  EXPECT_THAT(result.mError, AllOf(StartsWith("mlox: missing.mid: "), EndsWith("\n" + kFailedChecks)));
+}
+
+TEST_F(Command, AssertionsStandInTheManualPageAndTheCompletions) {
+  EXPECT_THAT(Mlox("reference man").mOutput, HasSubstr("\\fB\\-\\-assertions\\fR\n"));
+  for (const std::string shell : {"bash", "zsh"})
+    EXPECT_THAT(Mlox("reference " + shell).mOutput, HasSubstr("--assertions"));
+  EXPECT_THAT(Mlox("--help").mOutput, HasSubstr("--assertions"));
+}
+
 TEST_F(Command, HelpOfRenderTeaches) {
   const Result result = Mlox("render --help");
   EXPECT_EQ(result.mStatus, 0);

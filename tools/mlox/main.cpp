@@ -14,7 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "cmn/cmn_assert.h"
 #include "cmn/cmn_version.h"
+#include "tools/mlox/assertions/assertiontable.h"
 #include "tools/mlox/commandline.h"
 #include "tools/mlox/names/names_command.h"
 #include "tools/mlox/ports/ports_command.h"
@@ -57,9 +59,12 @@ int EndParsing(const CLI::App& iApp, const CLI::ParseError& iError) {
   return Fail(kBadUsage, std::string(iError.what()) + " (mlox --help tells more)");
 }
 
-int Run(int iCount, char** iArguments) {
+/// oWantsAssertions is set as soon as it is known, so that it holds however the subcommand ends.
+int Run(int iCount, char** iArguments, bool& oWantsAssertions) {
   CLI::App app("MIDI between workstations, plug-ins and the machine's ports.", "mlox");
   app.set_version_flag("--version", kVersion);
+  app.add_flag("--assertions", oWantsAssertions,
+               "At exit, print the library's checks that failed to standard error: site, text, count");
   app.require_subcommand(1);
   app.footer("\nmlox SUBCOMMAND --help tells about each.");
   RegisterAll(app);
@@ -73,11 +78,9 @@ int Run(int iCount, char** iArguments) {
   return 0;
 }
 
-}  // namespace
-
-int main(int iCount, char** iArguments) {
+int RunGuarded(int iCount, char** iArguments, bool& oWantsAssertions) {
   try {
-    const int status = Run(iCount, iArguments);
+    const int status = Run(iCount, iArguments, oWantsAssertions);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
       return Fail(kBadInput, fmt::format("standard output: cannot write: {}", std::strerror(errno)));
     }
@@ -87,4 +90,19 @@ int main(int iCount, char** iArguments) {
   } catch (const std::exception& error) {
     return Fail(kBadInput, error.what());
   }
+}
+
+/// What real-time threads have left is printed first, as it would be at exit.
+void PrintAssertions() {
+  Cmn_Assert::Drain();
+  fmt::print(stderr, "{}", tool::AssertionTableOfThisRun());
+}
+
+}  // namespace
+
+int main(int iCount, char** iArguments) {
+  bool wantsAssertions = false;
+  const int status = RunGuarded(iCount, iArguments, wantsAssertions);
+  if (wantsAssertions) PrintAssertions();
+  return status;
 }
