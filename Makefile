@@ -69,10 +69,13 @@ package: configure-release
 	cpack --config build/release/CPackConfig.cmake -G DEB -B $(CURDIR)/build/packages
 	@rm -rf build/packages/_CPack_Packages
 
-## make docs      the Doxygen site in build/docs; a warning is an error
+## make docs      the site in build/docs, a warning being an error; opens its pages in Chromium and leaves screenshots
 docs: packages
+	rm -rf build/docs
 	mkdir -p build/docs
 	doxygen docs/Doxyfile
+	/usr/bin/python3 -B tests/site/site_links_test.py
+	tests/site/check_site.py build/docs/html docs/site/layout.xml build/docs/screenshots
 
 clean:
 	rm -rf build

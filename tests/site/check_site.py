@@ -1,0 +1,261 @@
+#!/usr/bin/python3 -B
+# SPDX-License-Identifier: MIT
+"""usage: check_site.py SITE LAYOUT SCREENSHOTS
+
+Opens the site as a reader would, in Chromium: the start page, every page of the navigation and one of the reference, in
+light, in dark and on a narrow screen. Says what is wrong, a line each, and leaves a screenshot of each look of each page.
+"""
+
+import os
+import pathlib
+import sys
+import xml.etree.ElementTree
+
+from selenium import webdriver
+from selenium.webdriver.chrome.options import Options
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.support import expected_conditions
+from selenium.webdriver.support.ui import WebDriverWait
+
+import site_links
+
+WIDE = (1280, 900)
+NARROW = (390, 844)
+
+# One page of the reference stands for all, which Doxygen makes alike.
+REFERENCE = "classMlox__Manager.html"
+
+# What a page shows, as the browser has laid it out. Contrast is that of WCAG 2: 4.5 and more is readable.
+LOOK = """
+function channels(color) { return color.match(/[0-9.]+/g).slice(0, 3).map(Number); }
+function luminance(color) {
+  const part = channels(color).map(c => (c /= 255) <= 0.03928 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4);
+  return 0.2126 * part[0] + 0.7152 * part[1] + 0.0722 * part[2];
+}
+function background(element) {
+  for (; element; element = element.parentElement) {
+    const color = getComputedStyle(element).backgroundColor;
+    if (!/, 0\\)$/.test(color)) return color;
+  }
+  return getComputedStyle(document.documentElement).backgroundColor;
+}
+function contrast(element) {
+  const one = luminance(getComputedStyle(element).color), other = luminance(background(element));
+  return (Math.max(one, other) + 0.05) / (Math.min(one, other) + 0.05);
+}
+const shown = selector => [...document.querySelectorAll(selector)].filter(e => e.offsetWidth > 0);
+const readable = shown(".contents p, .contents li, .contents td, .contents th, .contents a[href], .contents code, " +
+    ".contents span, .contents b, .contents em, #nav-tree .label a, .headertitle, #projectname");
+const hasText = e => [...e.childNodes].some(n => n.nodeType === Node.TEXT_NODE && n.data.trim());
+const faint = readable.filter(e => hasText(e) && contrast(e) < 4.5);
+return {
+  title: document.title,
+  heading: (document.querySelector(".headertitle .title") || {}).innerText || "",
+  text: (document.querySelector(".contents") || {}).innerText || "",
+  blocks: shown(".contents .fragment").length,
+  tables: shown(".contents table.markdownTable").length,
+  entries: [...document.querySelectorAll("#nav-tree-contents .label")].map(e => e.innerText.trim()),
+  chosen: [...document.querySelectorAll("#nav-tree-contents .selected .label")].map(e => e.innerText.trim()),
+  accent: getComputedStyle(document.documentElement).getPropertyValue("--primary-color").trim(),
+  lightness: luminance(background(document.querySelector(".contents"))),
+  family: getComputedStyle(document.body).fontFamily,
+  faint: faint.slice(0, 5).map(e => `${e.textContent.trim().slice(0, 40)} (${contrast(e).toFixed(1)})`),
+  width: document.scrollingElement.scrollWidth,
+  wide: shown(".contents > *, .contents .textblock > *").filter(e => {
+      const box = e.getBoundingClientRect();
+      return box.right > innerWidth + 1 && getComputedStyle(e).overflowX === "visible"; })
+      .slice(0, 3).map(e => e.tagName + " " + e.className),
+  broken: [...document.images].filter(i => !i.complete || i.naturalWidth === 0).map(i => i.src),
+};
+"""
+
+
+class Site:
+    def __init__(self, folder, screenshots):
+        self._folder = pathlib.Path(folder).resolve()
+        self._screenshots = pathlib.Path(screenshots)
+        self._screenshots.mkdir(parents=True, exist_ok=True)
+        options = Options()
+        options.add_argument("--headless=new")
+        options.add_argument("--disable-dev-shm-usage")
+        options.add_argument("--hide-scrollbars")
+        if os.geteuid() == 0:  # its sandbox wants a user
+            options.add_argument("--no-sandbox")
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        self._browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        self._browser.set_page_load_timeout(120)
+
+    def close(self):
+        self._browser.quit()
+
+    def set_look(self, is_dark, size):
+        self._browser.execute_cdp_cmd(
+            "Emulation.setEmulatedMedia",
+            {"features": [{"name": "prefers-color-scheme", "value": "dark" if is_dark else "light"}]},
+        )
+        self._browser.execute_cdp_cmd(
+            "Emulation.setDeviceMetricsOverride",
+            {"width": size[0], "height": size[1], "deviceScaleFactor": 1, "mobile": size == NARROW},
+        )
+
+    def open(self, page):
+        self._browser.get(f"file://{self._folder}/{page}")
+
+    def look(self):
+        # Scripts of the page add pictures when it has been loaded.
+        WebDriverWait(self._browser, 60).until(
+            lambda browser: browser.execute_script("return [...document.images].every(image => image.complete)")
+        )
+        return self._browser.execute_script(LOOK)
+
+    def unfold_navigation(self):
+        """Opens each group by its arrow. The events are made, since arrows move while the tree unfolds."""
+        for arrow in self._browser.find_elements("css selector", "#nav-tree-contents > ul > li > ul > li > .item > a"):
+            if arrow.get_attribute("innerText").strip() == "►":
+                self._browser.execute_script("arguments[0].click()", arrow)
+
+    def menu(self):
+        """The entries of the menu of narrow screens, once it has been opened by its button."""
+        self._browser.find_element("css selector", ".main-menu-btn").click()
+        groups = "#main-menu > li > a"
+        WebDriverWait(self._browser, 60).until(
+            lambda browser: all(entry.is_displayed() for entry in browser.find_elements("css selector", groups))
+        )
+        return [entry.text.strip() for entry in self._browser.find_elements("css selector", groups)]
+
+    def search(self, words):
+        """What the box for searching finds."""
+        box = self._browser.find_element("css selector", "#MSearchField")
+        box.click()
+        box.send_keys(words)
+        WebDriverWait(self._browser, 60).until(
+            expected_conditions.frame_to_be_available_and_switch_to_it("MSearchResults")
+        )
+        found = ".SRResult:not([style*='none']) .SRSymbol"
+        WebDriverWait(self._browser, 60).until(lambda browser: browser.find_elements("css selector", found))
+        names = [entry.get_attribute("innerText") for entry in self._browser.find_elements("css selector", found)]
+        self._browser.switch_to.default_content()
+        return names
+
+    def complaints(self):
+        return [entry["message"] for entry in self._browser.get_log("browser") if entry["level"] == "SEVERE"]
+
+    def shoot(self, name):
+        self._browser.save_screenshot(str(self._screenshots / f"{name}.png"))
+
+
+def navigation(layout):
+    """The titles of the pages of ours and where they lie, from the layout: the start page first."""
+    pages = [("mlox", "index.html")]
+    for tab in xml.etree.ElementTree.parse(layout).iter("tab"):
+        if tab.get("type") == "user":
+            pages.append((tab.get("title"), tab.get("url").split()[-1] + ".html"))
+    return pages
+
+
+def groups(layout):
+    """The groups of the navigation."""
+    return [tab.get("title") for tab in xml.etree.ElementTree.parse(layout).iter("tab") if tab.get("type") == "usergroup"]
+
+
+def documents(root):
+    """Which document a page was made of, by the page's name."""
+    start = root / "docs" / "start.md"
+    made = {"index.html": start}
+    for path in [root / "CONTRIBUTING.md", root / "CHANGELOG.md", *(root / "docs").glob("*.md")]:
+        name = "md_" + str(path.relative_to(root).with_suffix("")).replace("/", "_").replace("-", "_") + ".html"
+        if path != start:
+            made[name] = path
+    return made
+
+
+class Checker:
+    def __init__(self):
+        self.faults = []
+
+    def expect(self, condition, where, words):
+        if not condition:
+            self.faults.append(f"{where}: {words}")
+
+    def content(self, page, title, look, document, titles):
+        lines = document.read_text(encoding="utf-8").splitlines()
+        heading = next(line[2:] for line in lines if line.startswith("# "))
+        self.expect(heading in look["title"], page, f"the window's title is {look['title']!r}, not {heading!r}")
+        self.expect(len(look["text"]) > 500, page, "there is hardly any text")
+        blocks = sum(line.startswith("```") for line in lines) // 2
+        self.expect(look["blocks"] == blocks, page, f"{look['blocks']} blocks of code in place of {blocks}")
+        tables = sum(line.startswith("|--") for line in lines)
+        self.expect(look["tables"] == tables, page, f"{look['tables']} tables in place of {tables}")
+        for wanted in titles:
+            self.expect(wanted in look["entries"], page, f"the navigation has no entry {wanted!r}")
+        self.expect(title in look["chosen"], page, f"the navigation shows {look['chosen']}, not {title!r}")
+
+    def style(self, page, look, is_dark, width):
+        self.expect(look["accent"] == ("#4fb6cd" if is_dark else "#0f6e84"), page, f"the accent is {look['accent']!r}")
+        self.expect((look["lightness"] < 0.1) if is_dark else (look["lightness"] > 0.9), page,
+                    f"the page's ground is {'too light' if is_dark else 'too dark'}: {look['lightness']:.2f}")
+        self.expect("Segoe UI" in look["family"], page, f"the typeface is {look['family']!r}")
+        self.expect(not look["faint"], page, f"hardly readable: {look['faint']}")
+        self.expect(look["width"] <= width, page, f"it is {look['width']} wide on a screen of {width}: {look['wide']}")
+        self.expect(not look["broken"], page, f"pictures that don't show: {look['broken']}")
+
+
+def check(folder, layout, screenshots):
+    root = pathlib.Path(layout).resolve().parents[2]
+    pages = navigation(layout)
+    made = documents(root)
+    checker = Checker()
+    for missing in set(made) - {page for _, page in pages}:
+        checker.expect(False, made[missing], f"is not in the navigation ({layout})")
+    for link in site_links.dead_links(folder):
+        # Doxygen 1.9.4 heads a page with a link to nested classes that are private and therefore not on it.
+        checker.expect(link.endswith(": #nested-classes"), "dead link", link)
+    site = Site(folder, screenshots)
+    try:
+        for look_name, is_dark, size in (("light", False, WIDE), ("dark", True, WIDE), ("narrow", False, NARROW),
+                                         ("narrow-dark", True, NARROW)):
+            site.set_look(is_dark, size)
+            for title, page in [*pages, ("Mlox_Manager", REFERENCE)]:
+                where = f"{page} ({look_name})"
+                if not (pathlib.Path(folder) / page).is_file():
+                    checker.expect(False, where, "there is no such page")
+                    continue
+                site.open(page)
+                if look_name == "light":
+                    site.unfold_navigation()
+                look = site.look()
+                if look_name == "light" and page in made:
+                    checker.content(where, title, look, made[page], [entry for entry, _ in pages])
+                checker.style(where, look, is_dark, size[0])
+                for complaint in site.complaints():
+                    checker.expect(False, where, complaint)
+                site.shoot(f"{pathlib.Path(page).stem}-{look_name}")
+                if size == NARROW:
+                    menu = site.menu()
+                    for group in groups(layout):
+                        checker.expect(group in menu, where, f"the menu has no entry {group!r}: {menu}")
+                    if page == "index.html":
+                        site.shoot(f"menu-{look_name}")
+        site.set_look(False, WIDE)
+        site.open("index.html")
+        found = site.search("mlox_persistento")
+        checker.expect("Mlox_PersistentOutput" in found, "search", f"finds {found}")
+        site.shoot("search")
+    finally:
+        site.close()
+    return len(pages), checker.faults
+
+
+def main():
+    if len(sys.argv) != 4:
+        sys.exit(__doc__)
+    count, faults = check(*sys.argv[1:])
+    for fault in faults:
+        print(fault, file=sys.stderr)
+    if faults:
+        sys.exit(1)
+    print(f"site: {count + 1} pages opened in Chromium, light, dark and narrow; screenshots in {sys.argv[3]}")
+
+
+if __name__ == "__main__":
+    main()
