@@ -53,12 +53,6 @@ std::vector<std::string> MissingFiles(const Test_Lines& iDocument) {
   return missing;
 }
 
-std::string TextOf(const std::string& iPath) {
-  std::string text;
-  for (const std::string& line : Test_ReadLines(iPath)) text += line + "\n";
-  return text;
-}
-
 TEST(DocumentLinks, LinksAndSpansAreReadOutsideOfCode) {
   const auto marks = Test_ReadMarks({"[a](b.md) and `c/d.h`, ![e](f.svg)", "```sh", "[g](h) `i`", "```",
                                      "`[j](k)` ``l`m``", "a single ` tick [n](o)", "at the end `"});
@@ -98,19 +92,6 @@ TEST(DocumentLinks, TheReadmeLeadsToEveryDocument) {
       EXPECT_THAT(links, Contains(path));
     }
   }
-}
-
-TEST(DocumentLinks, EveryExampleIsShownInADocument) {
-  std::string shown;
-  for (const std::string& path : Test_Documents()) shown += TextOf(path);
-  int seen = 0;
-  for (const fs::directory_entry& entry : fs::directory_iterator(Test_SourceRoot() + "/examples")) {
-    if (entry.path().extension() != ".cpp") continue;
-    ++seen;
-    const std::string mark = "<!-- examples/" + entry.path().filename().string() + " [";
-    EXPECT_NE(shown.find(mark), std::string::npos) << mark;
-  }
-  EXPECT_GT(seen, 5);
 }
 
 TEST(DocumentLinks, TheChangelogBeginsWithTheVersionOfTheLibrary) {
