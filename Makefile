@@ -64,9 +64,9 @@ fuzz: configure-fuzz
 	bash fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
 ## make package   the Debian packages libmlox1, libmlox-dev and mlox-tools in build/packages
-package: configure-release
-	cmake --build --preset release -j $(JOBS) --target mlox mlox_tool_references
-	cpack --config build/release/CPackConfig.cmake -G DEB -B $(CURDIR)/build/packages
+package: configure-debian
+	cmake --build --preset debian -j $(JOBS) --target mlox mlox_tool_references
+	cpack --config build/debian/CPackConfig.cmake -G DEB -B $(CURDIR)/build/packages
 	@rm -rf build/packages/_CPack_Packages
 
 ## make docs      the site in build/docs, a warning being an error; opens its pages in Chromium and leaves screenshots

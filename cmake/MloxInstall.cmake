@@ -44,11 +44,10 @@ file(RELATIVE_PATH mlox_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(${PROJECT_SOURCE_DIR}/packaging/mlox.pc.in ${PROJECT_BINARY_DIR}/mlox.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/mlox.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 if(MLOX_BUILD_TOOLS)
   install(TARGETS mlox_tool RUNTIME COMPONENT tools)
   set(tool_build ${PROJECT_BINARY_DIR}/tools/mlox)
-  install(FILES ${tool_build}/mlox.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${tool_build}/mlox.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES ${tool_build}/mlox.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME mlox COMPONENT tools)
   install(FILES ${tool_build}/_mlox DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools)
