@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 bool IsElsewhere(const std::string& iLink) {
@@ -91,6 +92,19 @@ TEST(DocumentLinks, TheReadmeLeadsToEveryDocument) {
     if (path != "README.md") {
       EXPECT_THAT(links, Contains(path));
     }
+  }
+}
+
+TEST(DocumentLinks, TheSiteLeadsToEveryDocument) {
+  std::string layout;
+  for (const std::string& line : Test_ReadLines("docs/site/layout.xml")) layout += line;
+  for (const std::string& path : Test_Documents()) {
+    // The one is the site's own start page, the other stands for it where there is no site.
+    if (path == "docs/start.md" || path == "README.md") continue;
+    std::string page = "md_" + path.substr(0, path.rfind('.'));
+    std::replace_if(
+        page.begin(), page.end(), [](char iLetter) { return iLetter == '/' || iLetter == '-'; }, '_');
+    EXPECT_THAT(layout, HasSubstr("url=\"@ref " + page + "\"")) << path;
   }
 }
 
