@@ -52,6 +52,8 @@ constinit bool sIsAll = false;
 constinit std::array<std::uint32_t, kMostCategories> sCategories{};
 constinit std::size_t sCategoryCount = 0;
 constinit std::atomic<bool> sIsForkedChild{false};
+// Held while the log has lines that the system has not.
+constinit std::mutex sRoundMutex;
 
 bool IsOn(std::uint32_t iCategory) {
   if (sIsAll) return true;
@@ -108,13 +110,21 @@ class Writer {
   }
 
   void WriteWhatIsThere() {
-    bool isAny = false;
-    for (; sRing.Pop(mRecord); isAny = true) mLog.Write(mRecord);
+    while (WriteRound() == kRingRecords) {
+    }
+  }
+
+  // Writes as many lines as the ring holds at most. How many there were.
+  std::size_t WriteRound() {
+    const std::lock_guard lock(sRoundMutex);
+    std::size_t lines = 0;
+    for (; lines < kRingRecords && sRing.Pop(mRecord); ++lines) mLog.Write(mRecord);
     const std::uint64_t dropped = sRing.DroppedCount();
-    if (!isAny && dropped == mDropped) return;
+    if (lines == 0 && dropped == mDropped) return 0;
     mDropped = dropped;
     mLog.TellDropped(dropped);
     mLog.Flush();
+    return lines;
   }
 
   // The ring is closed, so what is claimed is all there will be.
@@ -140,12 +150,18 @@ class Writer {
   std::thread mThread;
 };
 
-// The child has no writing thread, and what lies in the ring and in the log's buffer is the parent's to
-// write.
-void OnForkedChild() {
+// A fork waits for the end of a round, so that the child's copy of the log holds no lines: at its exit they
+// would be written once more.
+void BeforeFork() { sRoundMutex.lock(); }
+
+void AfterForkInParent() { sRoundMutex.unlock(); }
+
+// The child has no writing thread, and what lies in the ring is the parent's to write.
+void AfterForkInChild() {
   sIsForkedChild.store(true, std::memory_order_release);
   sIsActive.store(false, std::memory_order_release);
   sRing.Close();
+  sRoundMutex.unlock();
 }
 
 // Tracing from load to unload or exit. The binder's destructor runs before this one's: it was made later.
@@ -172,7 +188,7 @@ class Session {
     if (!settings.IsOn()) return;
     TakeCategories(settings);
     sRing.Touch();
-    if (pthread_atfork(nullptr, nullptr, &OnForkedChild) != 0) throw std::bad_alloc();
+    if (pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild) != 0) throw std::bad_alloc();
     mWriterP = new Writer(settings);
     sIsActive.store(true, std::memory_order_release);
   }
