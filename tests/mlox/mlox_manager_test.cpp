@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <functional>
@@ -1039,27 +1038,34 @@ TEST_F(Mlox_ManagerTest, AChangeReportedByAnotherThreadIsToldWithItsFlagAndItsCo
   Manager().AddService(serviceP, 16);
   FlagListener listener;
   Manager().AddListener(&listener);
+  // Each report is heard before the next one is made, so that neither waits for the other's sake.
   std::atomic<int> heard{0};
   std::thread reporter([&] {
-    for (int round = 1; round <= kRounds; ++round) {
-      serviceP->mCount = round;
-      Manager().ServiceOutputListChanged(serviceP, true);
-      Manager().ServiceInputListChanged(serviceP);
-      while (heard != round) std::this_thread::yield();
+    for (int report = 1; report <= 2 * kRounds; ++report) {
+      serviceP->mCount = report;
+      if (report % 2 != 0) {
+        Manager().ServiceOutputListChanged(serviceP, true);
+      } else {
+        Manager().ServiceInputListChanged(serviceP);
+      }
+      while (heard != report) std::this_thread::yield();
     }
   });
-  std::vector<int> expected;
-  for (int round = 1; round <= kRounds; ++round) {
-    expected.push_back(round);
-    while (std::min(listener.mOutputDevices.size(), listener.mInputs.size()) < expected.size()) {
+  std::vector<int> expectedOutputs, expectedInputs;
+  for (int report = 1; report <= 2 * kRounds; ++report) {
+    (report % 2 != 0 ? expectedOutputs : expectedInputs).push_back(report);
+    for (int checks = 1; listener.mOutputDevices.size() < expectedOutputs.size() ||
+                         listener.mInputs.size() < expectedInputs.size();
+         ++checks) {
       Manager().CheckStudioSetup();
+      if (checks % 64 == 0) std::this_thread::yield();
     }
-    heard = round;
+    heard = report;
   }
   reporter.join();
   EXPECT_FALSE(listener.mHeardFalse);
-  EXPECT_EQ(listener.mOutputDevices, expected);
-  EXPECT_EQ(listener.mInputs, expected);
+  EXPECT_EQ(listener.mOutputDevices, expectedOutputs);
+  EXPECT_EQ(listener.mInputs, expectedInputs);
 }
 
 // ---- housekeeping ----
