@@ -6,8 +6,9 @@
 // beside it a walk that asks every device for its channels and keeps nothing. Milliseconds. "to id": the id
 // of the last device's last channel, beside a walk over the devices by their indices, which is the linear
 // part of it. "from id": the output of the highest id, beside the two calls that it comes down to.
-// Microseconds. All figures are of the thread's processor time, the best round of a run, since everything
-// that disturbs makes it slower.
+// What it costs more is the head of every look-up, CheckStudioSetup with the library's housekeeping, and
+// doesn't grow with the devices. Microseconds. All figures are of the thread's processor time, the best round
+// of a run, since everything that disturbs makes it slower.
 #include <algorithm>
 #include <ctime>
 #include <functional>

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <limits>
 #include <mutex>
 #include <new>
 
@@ -61,10 +62,13 @@ struct Chunk {
     return reinterpret_cast<BlockHeader*>(mBlockP + iIndex * mStride);
   }
 
-  std::uint64_t FreeCount() const noexcept {
+  // How many blocks are free; the count ends early once there are enough.
+  std::uint64_t FreeCount(std::uint64_t iEnough = std::numeric_limits<std::uint64_t>::max()) const noexcept {
     std::uint64_t count = 0;
-    for (std::uint32_t word = 0; word < mWords; ++word) {
-      count += static_cast<std::uint64_t>(std::popcount(mWordP[word].mFree.load(std::memory_order_relaxed)));
+    for (std::uint32_t word = 0; word < mWords && count < iEnough; ++word) {
+      const std::uint64_t free = mWordP[word].mFree.load(std::memory_order_relaxed);
+      // Nearly every word is a full one, and counting bits is no single instruction everywhere.
+      count += free == ~std::uint64_t{0} ? kBitsPerWord : static_cast<std::uint64_t>(std::popcount(free));
     }
     return count;
   }
@@ -191,9 +195,12 @@ struct Mem2_MasterAllocator::Impl {
 
   void* Take(const SizeClass& iClass) noexcept;
   Chunk* Grow(const SizeClass& iClass, std::size_t iBlocks, std::atomic<std::uint64_t>& ioCounter) noexcept;
+  void GrowAhead() noexcept;
   void GrowClassAhead(std::size_t iIndex) noexcept;
 
   std::array<Class, kClasses> mClasses;
+  // A bit for each class that has a chunk: few have, and their records lie far from each other.
+  std::array<std::atomic<std::uint64_t>, (kClasses + 63) / 64> mUsedClasses{};
   std::atomic<std::uint64_t> mGrownAtStart{0};
   std::atomic<std::uint64_t> mGrownAhead{0};
   std::atomic<std::uint64_t> mGrownInPlace{0};
@@ -266,6 +273,8 @@ Chunk* Mem2_MasterAllocator::Impl::Grow(const SizeClass& iClass, std::size_t iBl
   for (std::atomic<Chunk*>& chunkP : mClasses[iClass.mIndex].mChunks) {
     Chunk* expectedP = nullptr;
     if (!chunkP.compare_exchange_strong(expectedP, newP, std::memory_order_acq_rel)) continue;
+    mUsedClasses[iClass.mIndex / 64].fetch_or(std::uint64_t{1} << (iClass.mIndex % 64),
+                                              std::memory_order_release);
     ioCounter.fetch_add(1, std::memory_order_relaxed);
     if (!newP->mIsLocked) mLockFailures.fetch_add(1, std::memory_order_relaxed);
     return newP;
@@ -274,20 +283,38 @@ Chunk* Mem2_MasterAllocator::Impl::Grow(const SizeClass& iClass, std::size_t iBl
   return nullptr;
 }
 
+void Mem2_MasterAllocator::Impl::GrowAhead() noexcept {
+  for (std::size_t word = 0; word < mUsedClasses.size(); ++word) {
+    std::uint64_t used = mUsedClasses[word].load(std::memory_order_acquire);
+    for (; used != 0; used &= used - 1) {
+      GrowClassAhead(word * 64 + static_cast<std::size_t>(std::countr_zero(used)));
+    }
+  }
+}
+
 void Mem2_MasterAllocator::Impl::GrowClassAhead(std::size_t iIndex) noexcept {
   std::uint64_t total = 0;
-  std::uint64_t free = 0;
   std::size_t stride = 0;
-  for (const std::atomic<Chunk*>& place : mClasses[iIndex].mChunks) {
-    const Chunk* chunkP = place.load(std::memory_order_acquire);
+  const auto& places = mClasses[iIndex].mChunks;
+  std::size_t chunks = 0;
+  while (chunks < kMaxChunks) {
+    const Chunk* chunkP = places[chunks].load(std::memory_order_acquire);
     if (chunkP == nullptr) break;
     stride = chunkP->mStride;
     total += chunkP->mBlocks;
-    free += chunkP->FreeCount();
+    ++chunks;
   }
-  const std::size_t perChunk = std::max<std::size_t>(1, kMaxChunkBytes / std::max<std::size_t>(stride, 1));
+  // This runs often, and each word that is read is fetched from the thread that takes blocks from it. So no
+  // more are read than it takes to see that half of the blocks are free.
+  const std::uint64_t enough = total - total / 2;
+  std::uint64_t free = 0;
+  for (std::size_t i = 0; i < chunks && free < enough; ++i) {
+    free += places[i].load(std::memory_order_acquire)->FreeCount(enough - free);
+  }
+  if (free >= enough) return;
+  const std::size_t perChunk = std::max<std::size_t>(1, kMaxChunkBytes / stride);
   // n more blocks make at least half of them free when free + n is at least used.
-  while (total != 0 && free < total - free) {
+  while (free < total - free) {
     const std::size_t missing = static_cast<std::size_t>(total - 2 * free);
     const std::size_t blocks = std::min(perChunk, std::max<std::size_t>(missing, total));
     if (Grow({iIndex, stride}, blocks, mGrownAhead) == nullptr) return;
@@ -335,14 +362,12 @@ void Mem2_MasterAllocator::Free(void* iBlockP, Statistics*) {
   mImplP->mBadFrees.fetch_add(1, std::memory_order_relaxed);
 }
 
-void Mem2_MasterAllocator::GrowAhead() {
-  for (std::size_t index = 0; index < kClasses; ++index) mImplP->GrowClassAhead(index);
-}
+void Mem2_MasterAllocator::GrowAhead() { mImplP->GrowAhead(); }
 
 void Mem2_MasterAllocator::GrowAllAhead() {
   const std::lock_guard lock(sRegistryMutex);
   for (auto* implP = static_cast<Impl*>(sFirstPoolP); implP != nullptr; implP = implP->mNextP) {
-    for (std::size_t index = 0; index < kClasses; ++index) implP->GrowClassAhead(index);
+    implP->GrowAhead();
   }
 }
 

@@ -110,7 +110,7 @@ class alignas(64) PSAtomicFifo {
     all.Append(mReadyP.exchange(nullptr, std::memory_order_acq_rel));
     all.Append(Reversed(mHeadP.exchange(nullptr)));
     TakeMarkedInto(all);
-    return Sorted(all.mFirstP);
+    return all.mFirstP != nullptr ? Sorted(all.mFirstP) : nullptr;
   }
 
  private:

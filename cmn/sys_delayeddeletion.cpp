@@ -107,6 +107,11 @@ std::size_t Sys_DelayedDeletion::RunPass() {
   if (sIsPassRunning.exchange(true)) return 0;
   std::size_t deleted = 0;
   SPSAtomicElementBase* nextP = sRetired.TakeAll();
+  if (nextP == nullptr) {
+    // The usual case, and a frequent one. An epoch need only pass while something is listed.
+    sIsPassRunning.store(false);
+    return 0;
+  }
   sEpoch.fetch_add(1);
   const std::uint64_t lowestHeld = LowestHeldEpoch();
   const std::int64_t now = Sys_Clock::Microseconds();

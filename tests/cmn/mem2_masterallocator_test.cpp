@@ -13,6 +13,7 @@
 #include <cstring>
 #include <random>
 #include <set>
+#include <span>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -192,6 +193,34 @@ TEST(Mem2_MasterAllocatorTest, GrowAheadAddsAsManyChunksAsItTakes) {
   EXPECT_GT(pool.GetCounters().mGrownAhead, 1u) << "a chunk is 16 MB at most";
   EXPECT_GE(pool.GetCounters().mBlocks, 40u) << "half of them are free";
   for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, GrowAheadCountsTheFreeBlocksOfAllChunks) {
+  const Presize presize[] = {{136, 100}};
+  Mem2_MasterAllocator pool(presize);
+  std::vector<void*> blocks;
+  const auto takeUntilThereAre = [&](std::size_t iCount) {
+    while (blocks.size() < iCount) blocks.push_back(pool.Alloc(136, nullptr));
+    pool.GrowAhead();
+    return pool.GetCounters().mBlocks;
+  };
+  EXPECT_EQ(takeUntilThereAre(51), 200u);
+  EXPECT_EQ(takeUntilThereAre(100), 200u) << "the first chunk is used up, the second one untouched";
+  EXPECT_EQ(takeUntilThereAre(101), 400u);
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, GrowAheadReachesBlocksOfAnySizeHoweverTheFirstOnesCame) {
+  for (const int size : {16, 136, 3000, 100000, 5 * 1024 * 1024}) {
+    Mem2_MasterAllocator pool(std::span<const Presize>{});
+    std::vector<void*> blocks{pool.Alloc(size, nullptr)};
+    const std::uint64_t grownInPlace = pool.GetCounters().mBlocks;
+    while (blocks.size() < grownInPlace) blocks.push_back(pool.Alloc(size, nullptr));
+    pool.GrowAhead();
+    EXPECT_EQ(pool.GetCounters().mGrownAhead, 1u) << size;
+    EXPECT_EQ(pool.GetCounters().mBlocks, 2 * grownInPlace) << size;
+    for (void* blockP : blocks) pool.Free(blockP, nullptr);
+  }
 }
 
 TEST(Mem2_MasterAllocatorTest, GrowAllAheadReachesEveryLivingPool) {
