@@ -12,6 +12,7 @@ import sys
 import xml.etree.ElementTree
 
 from selenium import webdriver
+from selenium.common.exceptions import TimeoutException
 from selenium.webdriver.chrome.options import Options
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.support import expected_conditions
@@ -101,15 +102,23 @@ class Site:
     def open(self, page):
         self._browser.get(f"file://{self._folder}/{page}")
 
+    def _wait_for(self, script):
+        """Until it is so, or a minute has passed: what is missing then is told by who looks for it."""
+        try:
+            WebDriverWait(self._browser, 60).until(lambda browser: browser.execute_script(f"return {script}"))
+        except TimeoutException:
+            pass
+
     def look(self):
         # Scripts of the page add pictures when it has been loaded.
-        WebDriverWait(self._browser, 60).until(
-            lambda browser: browser.execute_script("return [...document.images].every(image => image.complete)")
-        )
+        self._wait_for("[...document.images].every(image => image.complete)")
         return self._browser.execute_script(LOOK)
 
-    def unfold_navigation(self):
-        """Opens each group by its arrow. The events are made, since arrows move while the tree unfolds."""
+    def unfold_navigation(self, count):
+        """Opens each of so many groups by its arrow, once the scripts of the page have made the tree. The events are
+        made, since arrows move while the tree unfolds."""
+        self._wait_for("document.querySelector('#nav-tree-contents .selected') !== null && "
+                       f"document.querySelectorAll('#nav-tree-contents > ul > li > ul > li').length >= {count}")
         for arrow in self._browser.find_elements("css selector", "#nav-tree-contents > ul > li > ul > li > .item > a"):
             if arrow.get_attribute("innerText").strip() == "►":
                 self._browser.execute_script("arguments[0].click()", arrow)
@@ -222,7 +231,7 @@ def check(folder, layout, screenshots):
                     continue
                 site.open(page)
                 if look_name == "light":
-                    site.unfold_navigation()
+                    site.unfold_navigation(len(groups(layout)))
                 look = site.look()
                 if look_name == "light" and page in made:
                     checker.content(where, title, look, made[page], [entry for entry, _ in pages])
