@@ -5,20 +5,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cctype>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "tests/support/test_paths.h"
+#include "tests/frame/sourcefiles.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 using testing::IsEmpty;
 using testing::Pair;
@@ -26,20 +20,6 @@ using testing::UnorderedElementsAre;
 
 // A file of the library, by its path from the root, and something found in it.
 using Found = std::pair<std::string, std::string>;
-
-std::map<std::string, std::string> LibraryFiles() {
-  std::map<std::string, std::string> contents;
-  for (const char* folderP : {"cmn", "diagnostics", "mdid", "mdi", "mlox", "midixml"}) {
-    const fs::path root = Test_SourceRoot();
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root / folderP)) {
-      if (!entry.is_regular_file()) continue;
-      std::ifstream stream(entry.path(), std::ios::binary);
-      contents[fs::relative(entry.path(), root).generic_string()] =
-          std::string(std::istreambuf_iterator<char>(stream), {});
-    }
-  }
-  return contents;
-}
 
 // The string literal that begins at or behind a place, and where it ends.
 std::string Literal(const std::string& iText, std::size_t& ioAt) {
@@ -63,19 +43,12 @@ std::string LiteralsOfCall(const std::string& iText, std::size_t iAt) {
   return literals;
 }
 
-bool IsPartOfName(char iCharacter) {
-  return std::isalnum(static_cast<unsigned char>(iCharacter)) != 0 || iCharacter == '_';
-}
-
 // The text of every check that a macro makes; its definition aside.
 std::vector<Found> ChecksBy(const std::string& iMacro) {
   std::vector<Found> checks;
-  for (const auto& [file, text] : LibraryFiles()) {
-    const std::string call = iMacro + "(";
-    for (std::size_t at = text.find(call); at != std::string::npos; at = text.find(call, at + 1)) {
-      if (at > 0 && (IsPartOfName(text[at - 1]) || text.substr(0, at).ends_with("#define "))) continue;
-      checks.emplace_back(file, LiteralsOfCall(text, at + call.size()));
-    }
+  for (const auto& [file, text] : Test_LibraryFiles()) {
+    for (const std::size_t at : Test_CallsIn(text, iMacro))
+      checks.emplace_back(file, LiteralsOfCall(text, at));
   }
   return checks;
 }
@@ -91,7 +64,7 @@ TEST(AssertSources, EachFileNamesItselfWithoutItsExtension) {
   // Time stamps report from where the header lay before the event model had a folder of its own.
   const std::map<std::string, std::string> kElsewhere = {{"mdid/mdie_timestamp.h", "mlox/mdie_timestamp"}};
   int constants = 0;
-  for (const auto& [file, text] : LibraryFiles()) {
+  for (const auto& [file, text] : Test_LibraryFiles()) {
     const std::string definition = "AssertSource[] = ";
     std::size_t at = text.find(definition);
     if (at == std::string::npos) continue;
@@ -123,7 +96,7 @@ TEST(AssertSources, TheTracingFormHasSixChecks) {
 
 TEST(AssertSources, ChecksReportThroughTheMacrosAlone) {
   std::vector<std::string> files;
-  for (const auto& [file, text] : LibraryFiles()) {
+  for (const auto& [file, text] : Test_LibraryFiles()) {
     const bool isMacrosOwn = file.starts_with("cmn/cmn_assert.") || file == "diagnostics/cmn_traceassert.h";
     if (!isMacrosOwn && text.find("HandleMagicAssert") != std::string::npos) files.push_back(file);
   }
