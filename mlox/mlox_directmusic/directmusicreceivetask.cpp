@@ -67,9 +67,8 @@ void DirectMusicReceiveTask::PublishGroups(PortInputGroupList iGroups) {
 }
 
 void DirectMusicReceiveTask::WaitForDelivery() {
-  std::unique_lock lock(mDeliveryMutex);
-  const std::uint64_t before = mDeliveries;
-  mDeliveryEnded.wait(lock, [&] { return !mIsDelivering || mDeliveries != before; });
+  const std::uint32_t step = mDeliverySteps.fetch_add(0);
+  if (step % 2 != 0) mDeliverySteps.wait(step);
 }
 
 bool DirectMusicReceiveTask::IsReceiveThread() { return sTaskOfThisThreadP != nullptr; }
@@ -152,8 +151,13 @@ void DirectMusicReceiveTask::Leave() {
 
 // ---- reading ----
 
-void DirectMusicReceiveTask::Batch::Clear() {
+DirectMusicReceiveTask::Batch::Batch() {
   for (int i = 0; i < kBatchSize; ++i) mPieces[i].mAreaP = mAreas[i];
+}
+
+// Only a piece that the last batch has used can have lost its own area.
+void DirectMusicReceiveTask::Batch::Clear() {
+  for (int i = 0; i < mCount; ++i) mPieces[i].mAreaP = mAreas[i];
   mCount = 0;
   mHasQuarterFrame = false;
 }
@@ -251,16 +255,9 @@ void DirectMusicReceiveTask::ApplyPendingGroups() {
   }
 }
 
-void DirectMusicReceiveTask::BeginDelivery() {
-  const std::lock_guard lock(mDeliveryMutex);
-  mIsDelivering = true;
-}
+void DirectMusicReceiveTask::BeginDelivery() { mDeliverySteps.fetch_add(1); }
 
 void DirectMusicReceiveTask::EndDelivery() {
-  {
-    const std::lock_guard lock(mDeliveryMutex);
-    mIsDelivering = false;
-    ++mDeliveries;
-  }
-  mDeliveryEnded.notify_all();
+  mDeliverySteps.fetch_add(1);
+  mDeliverySteps.notify_all();  // costs nothing while nobody waits
 }

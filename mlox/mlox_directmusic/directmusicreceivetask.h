@@ -4,7 +4,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -74,6 +73,7 @@ class DirectMusicReceiveTask : public Sys_RawThreadTask {
     std::int64_t mQuarterFrameTime = 0;
     int mQuarterFrameIndex = 0;
 
+    Batch();
     void Clear();
     bool IsFull() const { return mCount == kBatchLimit; }
     void Append(const BYTE* iDataP, DWORD iLength);
@@ -102,10 +102,9 @@ class DirectMusicReceiveTask : public Sys_RawThreadTask {
   std::atomic<bool> mHasEnded{false};
   std::mutex mStopMutex;  // a stop against the thread's leaving: who comes second finds nothing left to do
 
-  std::mutex mDeliveryMutex;
-  std::condition_variable mDeliveryEnded;
-  bool mIsDelivering = false;  // these two under mDeliveryMutex
-  std::uint64_t mDeliveries = 0;
+  // Counts the beginnings and the ends of batches: odd while one is under way. Who waits for the end of one
+  // writes it too, unchanged: a batch that begins behind that sees what the waiter did before.
+  std::atomic<std::uint32_t> mDeliverySteps{0};
 };
 
 /// The task and the thread that runs it; null when there is none. Changed by ReceivePortSet alone.

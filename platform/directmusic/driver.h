@@ -92,6 +92,8 @@ class Platform_DriverOutput {
   /// The earliest time at which the driver can still play, as a distance from now in microseconds. [any
   /// thread]
   virtual std::int64_t LatencyMicroseconds() const = 0;
+  /// Whether that distance stays the same as long as the connection is there.
+  virtual bool IsLatencyFixed() const { return false; }
   /// Drops what was taken and has not been played.
   virtual void Drop() = 0;
   /// Messages that were taken, not dropped, and could not be played, since the port has gone. 0 while it is

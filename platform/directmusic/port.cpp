@@ -311,6 +311,8 @@ void Platform_OutputPort::Connect(Platform_Driver& iDriver, const Platform_PortI
   const std::lock_guard lock(mMutex);
   if (mOutputP == nullptr) {
     mOutputP = iDriver.OpenOutput(iInfo);
+    const bool isFixed = mOutputP != nullptr && mOutputP->IsLatencyFixed();
+    mFixedLatency.store(isFixed ? mOutputP->LatencyMicroseconds() : kNotFixed);
   }
 }
 
@@ -320,6 +322,7 @@ void Platform_OutputPort::Disconnect() {
   if (mOutputP != nullptr) {
     mLost.fetch_add(mOutputP->LostMessages());
     mOutputP.reset();
+    mFixedLatency.store(kNotFixed);
   }
   mLost.fetch_add(mQueue.Clear() + mHeld.Clear());
   mSplitter.Reset();
@@ -332,6 +335,10 @@ bool Platform_OutputPort::IsConnected() {
 }
 
 std::int64_t Platform_OutputPort::LatencyMicroseconds() {
+  const std::int64_t fixed = mFixedLatency.load();
+  if (fixed != kNotFixed) {
+    return fixed;
+  }
   const std::lock_guard lock(mMutex);
   return mOutputP != nullptr ? mOutputP->LatencyMicroseconds() : 0;
 }

@@ -141,6 +141,9 @@ class Platform_OutputPort final : public Platform_Port {
   Platform_MessageList mHeld;
   bool mSysexIsOpen = false;
   std::int64_t mLastPieceTime = 0;
+  // Of a connection whose latency is fixed, so that the latency clock needs no lock; else kNotFixed.
+  static constexpr std::int64_t kNotFixed = -1;
+  std::atomic<std::int64_t> mFixedLatency{kNotFixed};
   std::atomic<std::uint64_t> mLost{0};
 };
 

@@ -169,6 +169,7 @@ class Platform_AlsaDataClient::OutputConnection final : public Platform_DriverOu
   std::size_t PieceSize() const override { return kPieceSize; }
   // The kernel plays at the time itself: nothing has to be known ahead.
   std::int64_t LatencyMicroseconds() const override { return 0; }
+  bool IsLatencyFixed() const override { return true; }
   void Drop() override {
     const std::lock_guard lock(mClientP->mMutex);
     mClientP->Drop(*mOutputP);

@@ -336,6 +336,7 @@ class LoopbackOutput final : public Platform_DriverOutput {
   }
   std::size_t PieceSize() const override { return kPlatform_MaxPiece; }
   std::int64_t LatencyMicroseconds() const override { return 0; }
+  bool IsLatencyFixed() const override { return true; }
   void Drop() override {
     const std::lock_guard lock(mPairP->mMutex);
     mPairP->mWaiting.Clear();
