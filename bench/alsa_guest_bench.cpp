@@ -4,7 +4,9 @@
 // figures repeat.
 //
 //   arrival   from another client's write to the reader's hands, 2,000 messages one at a time; ours to the
-//             Mlox_RawMidiReceiver of an application
+//             Mlox_RawMidiReceiver of an application. Peers run as they come; our receive thread takes
+//             its nice value of -10, which the guest's root may: it is run at once then, and not 3.3
+//             microseconds later, when the sender has gone to sleep
 //   write     the call that plays one short message at once; ours from WriteEvent of an output on
 //   ahead     how late messages sound that were written 100 ms ahead
 #include <RtMidi.h>

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cmn/sys_rawthread.h"
 
+#if defined(__linux__)
+#include <sys/resource.h>
+#endif
+
 #include <chrono>
 #include <system_error>
 
@@ -8,8 +12,22 @@
 #include "cmn/ps_thread.h"
 
 namespace {
+
 constexpr char kAssertSource[] = "cmn/sys_rawthread";
+
+// A thread that was asleep takes its turn at once only before those of a higher nice value: without this,
+// what arrives waits until whoever runs has had his share.
+void TakePriority() noexcept {
+#if defined(__linux__)
+  constexpr id_t kThisThread = 0;
+  if (getpriority(PRIO_PROCESS, kThisThread) > Sys_RawThread::kNice) {
+    // Refused to whom the system gives no priority; the thread runs as it comes then.
+    static_cast<void>(setpriority(PRIO_PROCESS, kThisThread, Sys_RawThread::kNice));
+  }
+#endif
 }
+
+}  // namespace
 
 Sys_RawThread* Sys_RawThread::Create(Sys_RawThreadTask* iTaskP) {
   if (!CMN_ASSERT_FROM(kAssertSource, iTaskP != nullptr, "iTaskP")) return nullptr;
@@ -40,6 +58,7 @@ Sys_RawThread::~Sys_RawThread() = default;
 
 void Sys_RawThread::RunTask() {
   gPSThread->SetCurrentThreadName(mTaskP->GetName().c_str());
+  TakePriority();
   mTaskP->Run();
   {
     const std::lock_guard lock(mMutex);

@@ -11,9 +11,12 @@
 #include "cmn/cmn_export.h"
 #include "cmn/sys_rawthreadtask.h"
 
-/// A thread that runs one task and owns it.
+/// A thread that runs one task and owns it. On Linux it runs at a nice value of kNice where the system allows
+/// that (root, and whom RLIMIT_NICE lets), else at its maker's.
 class MLOX_EXPORT Sys_RawThread {
  public:
+  static constexpr int kNice = -10;
+
   /// Starts a thread on iTaskP, which belongs to the thread from now on. Null, with iTaskP still the
   /// caller's, if the system gives no thread; null for a null task, which is reported. [any but real-time]
   static Sys_RawThread* Create(Sys_RawThreadTask* iTaskP);

@@ -29,6 +29,7 @@ struct Trace {
   std::atomic<int> mStops{0};
   std::atomic<int> mSteps{0};
   std::string mThreadName;
+  int mNice = 0;
 };
 
 class Task : public Sys_RawThreadTask {
@@ -44,6 +45,7 @@ class Task : public Sys_RawThreadTask {
     char name[32] = {};
     pthread_getname_np(pthread_self(), name, sizeof name);
     mTraceP->mThreadName = name;
+    mTraceP->mNice = getpriority(PRIO_PROCESS, 0);
     mTraceP->mHasStarted = true;
     while (mTraceP->mStops < mStopsNeeded) {
       WaitWhilePaused();
@@ -86,6 +88,21 @@ TEST(Sys_RawThreadTest, TheThreadHasTheTasksNameCutTo15Characters) {
   WaitFor(trace.mHasStarted);
   Sys_RawThread::Destroy(threadP);
   EXPECT_EQ(trace.mThreadName, "a name that is ");
+}
+
+TEST(Sys_RawThreadTest, TheThreadHasTheNiceValueThatTheSystemAllowsAndLeavesItsMakersAlone) {
+  const int before = getpriority(PRIO_PROCESS, 0);
+  int allowed = before;
+  std::thread([&] {
+    if (before > Sys_RawThread::kNice) setpriority(PRIO_PROCESS, 0, Sys_RawThread::kNice);
+    allowed = getpriority(PRIO_PROCESS, 0);
+  }).join();
+  Trace trace;
+  Sys_RawThread* threadP = Sys_RawThread::Create(new Task(&trace));
+  WaitFor(trace.mHasStarted);
+  Sys_RawThread::Destroy(threadP);
+  EXPECT_EQ(trace.mNice, allowed);
+  EXPECT_EQ(getpriority(PRIO_PROCESS, 0), before);
 }
 
 TEST(Sys_RawThreadTest, DestroyOfNullDoesNothing) {
