@@ -5,7 +5,6 @@ include_guard()
 set(CPACK_PACKAGE_NAME mlox)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "The mlox developers <mlox@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "MIDI services library")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development)
@@ -27,22 +26,23 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/triggers)
+# A title, then the lines of the description: CPack indents them.
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "MIDI services library
- One shared library that an audio workstation or plug-in host loads to reach
- every MIDI source and destination through one object model.")
+One shared library that an audio workstation or plug-in host loads to reach
+every MIDI source and destination through one object model.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libmlox-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${mlox_runtime_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "MIDI services library: development files
- The headers of the library, its CMake package and its pkg-config file.
- Programs that include the headers are compiled as C++20.")
+The headers of the library, its CMake package and its pkg-config file.
+Programs that include the headers are compiled as C++20.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME mlox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${mlox_runtime_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "timgm6mb-soundfont")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "MIDI services: the command mlox
- Lists, watches and plays MIDI ports, renders songs through a plug-in's node,
- keeps the studio of external instruments and checks name documents.")
+Lists, watches and plays MIDI ports, renders songs through a plug-in's node,
+keeps the studio of external instruments and checks name documents.")
 
 # What Debian wants beside each package's files: the licence in its own layout, and a list of changes, packed.
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE licence)

@@ -5,14 +5,14 @@
 # field PACKAGE NAME: what the package says of itself.
 field() { dpkg-deb --field "$folder/packages/$1"_*.deb "$2"; }
 
-# check_fields PACKAGE: each package introduces itself.
+# check_fields PACKAGE TITLE: each package introduces itself.
 check_fields() {
   local name
   for name in Architecture Installed-Size Maintainer Priority Section Version; do
     [ -n "$(field "$1" $name)" ] || fail "$1 has no $name"
   done
-  [ "$(field "$1" Description | wc -l)" -ge 2 ] || fail "$1 is described by nothing but its title"
-  [[ "$(field "$1" Description | head -1)" == "MIDI services"* ]] || fail "$1 is called $(field "$1" Description)"
+  [ "$(field "$1" Description | sed -n 1p)" = "$2" ] || fail "$1 is called $(field "$1" Description)"
+  [ "$(field "$1" Description | grep -c '^ [A-Za-z]')" -ge 2 ] || fail "$1 is described by nothing but its title"
 }
 
 # check_files PACKAGE VERSION: what Debian wants to lie beside the files, and that these can be checked by md5sums.

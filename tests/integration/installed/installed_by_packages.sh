@@ -7,8 +7,10 @@
 cpack --config "$build/CPackConfig.cmake" -G DEB -B "$folder/packages" >cpack.log 2>&1 || fail "$(tail -30 cpack.log)"
 for package in libmlox1 libmlox-dev mlox-tools; do
   [ "$(find packages -maxdepth 1 -name "${package}_*.deb" | wc -l)" -eq 1 ] || fail "there is no package $package"
-  check_fields $package
 done
+check_fields libmlox1 "MIDI services library"
+check_fields libmlox-dev "MIDI services library: development files"
+check_fields mlox-tools "MIDI services: the command mlox"
 version=$(field libmlox1 Version)
 [ "$(field libmlox-dev Depends)" = "libmlox1 (= $version)" ] || fail "libmlox-dev needs $(field libmlox-dev Depends)"
 [[ "$(field mlox-tools Depends)" == *"libmlox1 (= $version)"* ]] || fail "mlox-tools needs $(field mlox-tools Depends)"
