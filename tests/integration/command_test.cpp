@@ -293,6 +293,14 @@ TEST_F(Command, StandardOutputThatCannotBeWritten) {
 
 // ---- bad usage ----
 
+TEST_F(Command, AnErrorComesBehindWhatWasPrintedBeforeIt) {
+  mFolder.MakeFile("bad.midnam", "<Patch/>");
+  const Result result = Shell("$MLOX names check bad.midnam 2>&1");
+  EXPECT_EQ(result.mStatus, 1);
+  EXPECT_THAT(result.mOutput, StartsWith("bad.midnam:1: code 100"));
+  EXPECT_THAT(result.mOutput, EndsWith("\nmlox: 1 of 1 documents can't be used\n"));
+}
+
 TEST_F(Command, NineWriters) {
   ExpectOneLineWith(Mlox(kShortRender + "--writers 9"), 2, "--writers");
   EXPECT_THAT(Names(), ElementsAre());

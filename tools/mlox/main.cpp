@@ -47,6 +47,8 @@ void RegisterAll(CLI::App& iApp) {
 /// One line on standard error, whatever line breaks and commands to a terminal the text has: it may name what
 /// a file holds.
 int Fail(int iStatus, const std::string& iText) {
+  // What was printed before comes before it, also where both streams go into one pipe.
+  static_cast<void>(std::fflush(stdout));
   fmt::print(stderr, "mlox: {}\n", tool::ForTerminal(iText));
   return iStatus;
 }
