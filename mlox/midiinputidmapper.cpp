@@ -42,7 +42,9 @@ Mlox_InputRef MidiInputIDMapper::IDToInput(int iID) {
   return Mlox_Manager::Singleton()->GetInput(index);
 }
 
-int MidiInputIDMapper::InputAssignmentToID(const Mlox_InputRef& iInputRCP, short iChannel) {
+// By value like the manager's search for inputs: the signature is a promise to binaries.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): see above
+int MidiInputIDMapper::InputAssignmentToID(Mlox_InputRef iInputRCP, short iChannel) {
   ValidateInputList();
   if (!iInputRCP) return 0;
   const int index = GlobalIndexOfInput(iInputRCP);

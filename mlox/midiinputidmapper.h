@@ -51,7 +51,7 @@ class MLOX_EXPORT MidiInputIDMapper {
   /// [main] The id of an input's channel; 0 if there is no such input or it has no such channel. Linear in
   /// the number of inputs. \param iInputRCP  may be null: 0 \param iChannel   0 to 15, or -1 for the input as
   /// a whole
-  static int InputAssignmentToID(const Mlox_InputRef& iInputRCP, short iChannel);
+  static int InputAssignmentToID(Mlox_InputRef iInputRCP, short iChannel);
 
  private:
   friend class MidiInputIDMapper_MloxManagerListener;
