@@ -4,9 +4,11 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
+#include "cmn/cmn_validateutf8string.h"
 #include "platform/studio/studioreader.h"
 #include "platform/studio/studioschema.h"
 #include "platform/studio/studiowriter.h"
@@ -20,6 +22,19 @@ constexpr int kBusyMilliseconds = 20;
 
 // No text of a studio comes near it; what claims more is damage.
 constexpr int kMostBytesOfAValue = 16 * 1024 * 1024;
+
+constexpr std::size_t kMostOfAReason = 300;
+
+// What SQLite says, as a part of one line. It may quote what it found in the file.
+std::string Plain(const char* iText) {
+  const std::string text(iText);
+  std::string plain = Cmn_ValidateUTF8String(text.substr(0, kMostOfAReason));
+  std::replace_if(
+      plain.begin(), plain.end(),
+      [](char iCharacter) { return static_cast<unsigned char>(iCharacter) < 0x20 || iCharacter == 0x7F; },
+      ' ');
+  return plain;
+}
 
 // A path as a URI. An immutable file is read without its log and without any lock: the only way into one
 // whose folder takes no new files.
@@ -47,7 +62,7 @@ Platform_StudioDatabase::Platform_StudioDatabase(const std::string& iPath) : mFi
 Platform_StudioDatabase::~Platform_StudioDatabase() { Close(); }
 
 Standing Platform_StudioDatabase::StandingOf(const SQLite::Exception& iFault) {
-  mReason = iFault.what();
+  mReason = Plain(iFault.what());
   const bool isFull = mDatabase != nullptr && (iFault.getErrorCode() & 0xFF) == SQLITE_IOERR &&
                       (sqlite3_system_errno(mDatabase->getHandle()) == ENOSPC ||
                        sqlite3_system_errno(mDatabase->getHandle()) == EDQUOT);
@@ -84,7 +99,7 @@ Standing Platform_StudioDatabase::Guarded(Step iStep) {
   } catch (const SQLite::Exception& fault) {
     return StandingOf(fault);
   } catch (const std::exception& fault) {
-    mReason = fault.what();
+    mReason = Plain(fault.what());
     return Standing::kFailed;
   }
 }
@@ -101,6 +116,10 @@ Standing Platform_StudioDatabase::Connect(int iFlags, const std::string& iName) 
   // Until it is known to be ours, not even the log is folded into the file.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  // No studio makes them. In the place of a table a view may have no end, and a trigger changes what is
+  // written.
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   mDatabase->exec("PRAGMA trusted_schema = OFF");
   mDatabase->exec("PRAGMA cell_size_check = ON");
   // A file that gets shorter under a mapping would end the process.

@@ -404,4 +404,42 @@ TEST_F(StudioDatabaseTest, IllFormedTextIsMendedAndCutAtAZero) {
             "b");
 }
 
+// Reading it would never end.
+TEST_F(StudioDatabaseTest, AFileWithAViewInThePlaceOfATableIsLeftInPlace) {
+  MakeFile();
+  Execute(
+      "DROP TABLE card; CREATE VIEW card(guid, product, serial, path) AS WITH RECURSIVE n(x) AS (SELECT 1"
+      " UNION ALL SELECT x + 1 FROM n) SELECT x, x, x, x FROM n");
+  ExpectLeftInPlace("can't be used", 0);
+}
+
+TEST_F(StudioDatabaseTest, ATriggerInTheFileChangesNothing) {
+  const std::string guid = MakeFile();
+  Execute("CREATE TRIGGER t AFTER INSERT ON device BEGIN DELETE FROM device; END");
+  {
+    const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+    std::string other;
+    EXPECT_EQ(faces.mManagement->Add("other", "", "", other), Result::kDone);
+    EXPECT_TRUE(faces.mManagement->Flush(Test_kPatience));
+  }
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  EXPECT_EQ(CountOf(*faces.mManagement), 2u);
+}
+
+// SQLite's messages quote the file.
+TEST_F(StudioDatabaseTest, WhatAFileHoldsCantBreakTheLineThatTellsOfIt) {
+  MakeFile();
+  Execute(
+      "PRAGMA writable_schema = ON; UPDATE sqlite_master SET name = 'a' || char(10) || 'b' || char(27) ||"
+      " '[2J', sql = 'CREATE TABLE ' || char(10) WHERE name = 'card'; PRAGMA writable_schema = RESET");
+  const Test_StudioLines lines;
+  const Platform_StudioFaces faces = Platform_OpenStudio(nullptr, mPath);
+  ASSERT_TRUE(Test_Eventually([&] { return !lines.All().empty(); }));
+  const std::string line = lines.All()[0];
+  for (const char character : line) {
+    EXPECT_GE(static_cast<unsigned char>(character), 0x20) << line;
+  }
+}
+
 }  // namespace
