@@ -12,4 +12,4 @@ export UBSAN_OPTIONS="print_stacktrace=1"
 export LSAN_OPTIONS="suppressions=$top/packaging/lsan.supp:print_suppressions=0"
 export RTSAN_OPTIONS="halt_on_error=1"
 # Servers stay outside: a sanitizer's slowness makes them drop clients.
-bash "$top/packaging/run_tests.sh" "$preset" "$jobs" -LE 'servers|restarts|soak' "$@"
+bash "$top/packaging/run_tests.sh" "$preset" "$jobs" -LE 'servers|soak' "$@"

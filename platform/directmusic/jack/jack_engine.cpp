@@ -64,9 +64,11 @@ void Platform_JackEngine::Clear() {
   mCycles.store(0);
 }
 
-void Platform_JackEngine::WaitForCycles(int iCount, std::chrono::milliseconds iPatience) const {
+void Platform_JackEngine::WaitForCycles(int iCount, std::chrono::milliseconds iPatience,
+                                        const std::atomic<bool>& iIsOver) const {
   const std::uint64_t wanted = mCycles.load() + 2 * static_cast<std::uint64_t>(iCount) + 1;
-  static_cast<void>(Platform_JackWaitFor(iPatience, kStep, [&] { return mCycles.load() >= wanted; }));
+  static_cast<void>(
+      Platform_JackWaitFor(iPatience, kStep, [&] { return mCycles.load() >= wanted || iIsOver.load(); }));
 }
 
 std::int64_t Platform_JackEngine::PeriodMicroseconds() const {

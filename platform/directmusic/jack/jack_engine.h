@@ -29,7 +29,8 @@ class Platform_JackEngine {
   /// Forgets all ways; only when no callback comes any more.
   void Clear();
   /// Waits until whole cycles have run; not for ever, since a server may stand still.
-  void WaitForCycles(int iCount, std::chrono::milliseconds iPatience) const;
+  /// \param iIsOver set when no cycle comes any more
+  void WaitForCycles(int iCount, std::chrono::milliseconds iPatience, const std::atomic<bool>& iIsOver) const;
   /// How far Sys_Clock is ahead of the server's clock, in microseconds.
   void SetClockOffset(std::int64_t iOffset) { mClockOffset.store(iOffset); }
   /// @}

@@ -14,6 +14,7 @@
 #include "cmn/sys_clock.h"
 #include "cmn/sys_utils.h"
 #include "platform/directmusic/jack/jack_patience.h"
+#include "platform/directmusic/jack/jack_undisturbed.h"
 
 namespace {
 
@@ -29,7 +30,8 @@ constexpr std::chrono::microseconds kConnectStep{2000};
 constexpr std::chrono::milliseconds kDisconnectPatience{1000};
 // When whoever could not be connected to a port that is there may try again.
 constexpr std::chrono::milliseconds kTellAfter{3000};
-// A server that is back must play its first note within two seconds.
+// A server that is back must play its first note within two seconds. Others in the process use as much time
+// to close their clients of a server that died: the next client that is opened takes those away from them.
 constexpr std::chrono::milliseconds kJoinEvery{300};
 // jackd tells of the end of a client's ports before it takes them away.
 constexpr std::chrono::milliseconds kLookAgainAfter{200};
@@ -43,8 +45,15 @@ std::atomic<bool> sIsQuiet{false};
 
 void Report(const char* iMessage) {
   if (!sIsQuiet.load()) {
-    Sys_Utils::DebugString(std::string("mlox: JACK: ") + iMessage);
+    Platform_JackUndisturbed([&] { Sys_Utils::DebugString(std::string("mlox: JACK: ") + iMessage); });
   }
+}
+
+// Whether libjack itself takes away the clients of a dead server, of whomever in this process, when the next
+// one is opened. jackd2's does, and whoever closes his client later closes what has been freed. PipeWire's
+// doesn't.
+bool TakesDeadClientsAway() {
+  return std::string(jack_get_version_string()).find("PipeWire") == std::string::npos;
 }
 
 // What the server knows us by: the application's name.
@@ -182,8 +191,10 @@ void Platform_JackSession::TellHost() {
 
 void Platform_JackSession::OnShutdown(void* iSessionP) {
   auto* const session = static_cast<Platform_JackSession*>(iSessionP);
-  session->mIsShutDown.store(true);
-  session->Wake();
+  Platform_JackUndisturbed([&] {
+    session->mIsShutDown.store(true);
+    session->Wake();
+  });
 }
 
 void Platform_JackSession::OnInfoShutdown(jack_status_t /*iCode*/, const char* /*iReason*/, void* iSessionP) {
@@ -192,8 +203,10 @@ void Platform_JackSession::OnInfoShutdown(jack_status_t /*iCode*/, const char* /
 
 void Platform_JackSession::OnRegistration(jack_port_id_t /*iPort*/, int /*iIsThere*/, void* iSessionP) {
   auto* const session = static_cast<Platform_JackSession*>(iSessionP);
-  session->mPortsChanged.store(true);
-  session->Wake();
+  Platform_JackUndisturbed([&] {
+    session->mPortsChanged.store(true);
+    session->Wake();
+  });
 }
 
 void Platform_JackSession::OnClient(const char* /*iName*/, int iIsThere, void* iSessionP) {
@@ -216,7 +229,11 @@ int Platform_JackSession::OnSampleRate(jack_nframes_t iRate, void* iSessionP) {
 
 int Platform_JackSession::OnProcess(jack_nframes_t iFrames, void* iSessionP) {
   auto* const session = static_cast<Platform_JackSession*>(iSessionP);
-  session->mEngine.Process(session->mClientP.load(), iFrames);
+  Platform_JackUndisturbed([&] {
+    if (jack_client_t* const client = session->mClientP.load()) {
+      session->mEngine.Process(client, iFrames);
+    }
+  });
   return 0;
 }
 
@@ -233,6 +250,9 @@ void Platform_JackSession::Run() {
   }
   RunTasks();
   LeaveServer();
+  if (mHasLeftClient) {
+    CloseClient(OpenClient());
+  }
   const std::lock_guard lock(mTaskMutex);
   mHasEnded = true;
   mTaskDone.notify_all();
@@ -252,12 +272,9 @@ int Platform_JackSession::SleepMilliseconds() const {
 }
 
 void Platform_JackSession::Round() {
+  LeaveDeadServer();
   RunTasks();
-  if (mClientP.load() != nullptr && mIsShutDown.load()) {
-    Sys_Utils::DebugString("mlox: the JACK server has gone; looking for it again");
-    LeaveServer();
-    TellHost();
-  }
+  LeaveDeadServer();
   if (mClientP.load() == nullptr) {
     if (Clock::now() >= mNextJoin && JoinServer()) {
       Sys_Utils::DebugString("mlox: a JACK server is there again");
@@ -277,6 +294,15 @@ void Platform_JackSession::Round() {
   }
   if (!mWays.empty() && Clock::now() >= mNextMeasurement) {
     MeasureClock();
+  }
+}
+
+// First of all: the client of a dead server may be taken away at any moment.
+void Platform_JackSession::LeaveDeadServer() {
+  if (mClientP.load() != nullptr && mIsShutDown.load()) {
+    Sys_Utils::DebugString("mlox: the JACK server has gone; looking for it again");
+    LeaveServer();
+    TellHost();
   }
 }
 
@@ -308,17 +334,32 @@ void Platform_JackSession::RunTasks() {
 
 // ---- the server ----
 
+// With or without success, it takes away what a dead server has left.
+jack_client_t* Platform_JackSession::OpenClient() {
+  jack_status_t status{};
+  const std::lock_guard lock(Platform_JackOpenMutex());
+  jack_client_t* const client = jack_client_open(ApplicationName().c_str(), JackNoStartServer, &status);
+  if (mHasLeftClient) {
+    mHasLeftClient = false;
+    mEngine.Clear();
+    mRetired.clear();
+  }
+  return client;
+}
+
+void Platform_JackSession::CloseClient(jack_client_t* iClientP) {
+  if (iClientP != nullptr) {
+    const std::lock_guard lock(Platform_JackOpenMutex());
+    jack_client_close(iClientP);
+  }
+}
+
 bool Platform_JackSession::JoinServer() {
   if (mClientP.load() != nullptr) {
     return true;
   }
   mNextJoin = Clock::now() + kJoinEvery;
-  jack_status_t status{};
-  jack_client_t* client = nullptr;
-  {
-    const std::lock_guard lock(Platform_JackOpenMutex());
-    client = jack_client_open(ApplicationName().c_str(), JackNoStartServer, &status);
-  }
+  jack_client_t* const client = OpenClient();
   if (client == nullptr) {
     sIsQuiet.store(true);
     return false;
@@ -350,19 +391,26 @@ void Platform_JackSession::SetCallbacks(jack_client_t* iClientP) {
   jack_on_info_shutdown(iClientP, OnInfoShutdown, this);
 }
 
-// Also for a client whose server has gone: it is closed all the same, or its memory and threads would stay.
+// The client of a dead server is left to libjack where that takes it away: to close it too would free it
+// twice. Its callback is silenced first, and what it may still hold is kept until it has gone.
 void Platform_JackSession::LeaveServer() {
   jack_client_t* const client = mClientP.load();
   if (client == nullptr) {
     return;
   }
   EndWays(mWays);
-  {
-    const std::lock_guard lock(Platform_JackOpenMutex());
-    jack_client_close(client);
+  if (mIsShutDown.load() && TakesDeadClientsAway()) {
+    for (const std::shared_ptr<Platform_JackWay>& way : mWays) {
+      LetGo(way);
+    }
+    mHasLeftClient = true;
+    mNextJoin = Clock::now() + kJoinEvery;
+  } else {
+    CloseClient(client);
+    mEngine.Clear();
+    mRetired.clear();
   }
   mClientP.store(nullptr);
-  mEngine.Clear();
   std::uint64_t lost = 0;
   for (const std::shared_ptr<Platform_JackWay>& way : mWays) {
     lost += way->Lost();
@@ -372,7 +420,6 @@ void Platform_JackSession::LeaveServer() {
                            " messages were accepted and fell into the gap");
   }
   mWays.clear();
-  mRetired.clear();
   mAppearances.clear();
   const std::lock_guard lock(mListMutex);
   mPorts.clear();
@@ -579,7 +626,7 @@ bool Platform_JackSession::ConnectPatiently(Platform_JackWay& ioWay) {
   mIsConnectionOwed = !Platform_JackWaitFor(kConnectPatience, kConnectStep, stands) || mIsConnectionOwed;
   ioWay.WasConnected();
   // It holds from the server's next cycle on: what others send from now on arrives.
-  mEngine.WaitForCycles(2, kConnectPatience);
+  mEngine.WaitForCycles(2, kConnectPatience, mIsShutDown);
   if (mIsConnectionOwed) {
     mNextLook = Clock::now() + kLookAgainAfter;
   }
@@ -594,14 +641,22 @@ void Platform_JackSession::CloseHere(const std::shared_ptr<Platform_JackWay>& iW
     return;
   }
   EndWays({iWayP});
+  mWays.erase(found);
   jack_client_t* const client = mClientP.load();
-  jack_port_disconnect(client, iWayP->mPortP);
-  // The connection holds for the cycle that runs, and jackd may take one more to switch: served, and so
-  // cleared, until then.
-  mEngine.WaitForCycles(2, kDisconnectPatience);
+  if (!mIsShutDown.load()) {
+    jack_port_disconnect(client, iWayP->mPortP);
+    // The connection holds for the cycle that runs, and jackd may take one more to switch: served, and so
+    // cleared, until then.
+    mEngine.WaitForCycles(2, kDisconnectPatience, mIsShutDown);
+  }
+  LetGo(iWayP);
+  if (!mIsShutDown.load()) {
+    jack_port_unregister(client, iWayP->mPortP);
+  }
+}
+
+void Platform_JackSession::LetGo(const std::shared_ptr<Platform_JackWay>& iWayP) {
   if (!mEngine.Remove(iWayP.get())) {
     mRetired.push_back(iWayP);
   }
-  jack_port_unregister(client, iWayP->mPortP);
-  mWays.erase(found);
 }

@@ -22,9 +22,9 @@
 #include "platform/directmusic/jack/jack_names.h"
 #include "platform/directmusic/jack/jack_way.h"
 
-/// Held while a client is opened or closed. libjack counts its clients, and with the server gone an opening
-/// and a closing at the same time have been seen to end the process. Tests hold it too; of an application's
-/// own clients we know nothing.
+/// Held while a client is opened or closed. After a server's end jackd2's libjack frees all clients that are
+/// left when the next one is opened, so that nobody may be closing one just then. Tests hold it too; of an
+/// application's own clients we know nothing.
 std::mutex& Platform_JackOpenMutex();
 
 /// The client, and the one thread that calls libjack for it (the callbacks excepted): a call into libjack may
@@ -82,7 +82,10 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   void Run();
   void Round();
   int SleepMilliseconds() const;
+  void LeaveDeadServer();
   void RunTasks();
+  jack_client_t* OpenClient();
+  static void CloseClient(jack_client_t* iClientP);
   bool JoinServer();
   void SetCallbacks(jack_client_t* iClientP);
   void LeaveServer();
@@ -96,6 +99,7 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   std::shared_ptr<Platform_JackWay> OpenHere(const std::string& iHandle, bool iIsInput);
   void EndWays(const std::vector<std::shared_ptr<Platform_JackWay>>& iWays);
   void CloseHere(const std::shared_ptr<Platform_JackWay>& iWayP);
+  void LetGo(const std::shared_ptr<Platform_JackWay>& iWayP);
   bool Connect(const Platform_JackWay& iWay);
   bool ConnectPatiently(Platform_JackWay& ioWay);
   void ConnectAgain(Platform_JackWay& ioWay);
@@ -127,6 +131,8 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   std::vector<std::shared_ptr<Platform_JackWay>> mWays;
   // Ways that a callback which does not end may still hold; freed with the client.
   std::vector<std::shared_ptr<Platform_JackWay>> mRetired;
+  // A client of a server that died is left to libjack, with its threads: the next one that is opened ends it.
+  bool mHasLeftClient = false;
   Platform_JackNumbers mNumbers;
   // Which appearance of a name this is: a port that went and came back is another one to who had opened it.
   std::map<std::string, unsigned> mAppearances;

@@ -6,6 +6,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -17,6 +18,7 @@
 #include "cmn/sys_utils.h"
 #include "platform/directmusic/jack/jack_driver.h"
 #include "tests/integration/jack/dumped_messages.h"
+#include "tests/integration/jack/server_return.h"
 #include "tests/platform/directmusic/conformance/driver_test_support.h"
 #include "tests/platform/directmusic/jack/jack_test_client.h"
 #include "tests/platform/directmusic/jack/jack_test_server.h"
@@ -155,40 +157,102 @@ class JackServer : public ::testing::Test {
 
 // ---- programs that nobody here wrote ----
 
-TEST_F(JackServer, JackMidiDumpHearsWhatWePlayInOrderAndInTime) {
+// ---- times, as jack_midi_dump tells them ----
+
+constexpr std::int64_t kInTime = 5'000;
+
+// The frame that the server's own cycles have at this time; -1 where they are not known.
+double FrameAt(const std::vector<Test_JackCycle>& iCycles, std::int64_t iTime) {
+  const auto cycle = std::find_if(iCycles.begin(), iCycles.end(),
+                                  [&](const Test_JackCycle& iCycle) { return iCycle.mNext > iTime; });
+  if (cycle == iCycles.begin() || cycle == iCycles.end()) {
+    return -1;
+  }
+  // Between two cycles, where the server stumbled, time belongs to the next one's beginning.
+  const auto inside = static_cast<double>(std::max<std::int64_t>(iTime - cycle->mStart, 0));
+  return static_cast<double>(cycle->mFrame) +
+         inside * static_cast<double>(cycle->mFrames) / static_cast<double>(cycle->mNext - cycle->mStart);
+}
+
+// One message to be heard at a time, and whether it was written before it.
+struct Due {
+  std::int64_t mTime = 0;
+  bool mWasWrittenInTime = false;
+};
+
+// How far each message that was written in time was heard from its time, in microseconds by the server's
+// frames. The recorder's count began some time: the first such message is the measure of the others.
+std::vector<double> Distances(const std::vector<Due>& iDue, const std::vector<Test_Heard>& iHeard,
+                              const std::vector<Test_JackCycle>& iCycles, double iRate) {
+  std::vector<double> distances;
+  double first = 0;
+  for (std::size_t i = 0; i < iDue.size(); ++i) {
+    const double frame = FrameAt(iCycles, iDue[i].mTime);
+    if (!iDue[i].mWasWrittenInTime || frame < 0) {
+      continue;
+    }
+    const double apart = static_cast<double>(iHeard[i].mTime) - frame;
+    first = distances.empty() ? apart : first;
+    distances.push_back((apart - first) * 1e6 / iRate);
+  }
+  return distances;
+}
+
+// The recorder counts frames of the cycles that it gets. The same cycles, as another client sees them, say
+// what time each frame was, so that a server that is late is no matter; one that left cycles out is asked
+// again.
+TEST_F(JackServer, JackMidiDumpHearsWhatWePlayInOrderAndEachWithin5MillisecondsOfItsTime) {
+  constexpr int kCount = 60;
+  constexpr int kTries = 5;
   Run({"jack_midi_dump", "-a", "dump"}, "dump:input");
   StartDriver();
   OpenOutput("dump:input");
-  const int troubles = mPeer.Troubles();
-  const std::int64_t start = Sys_Clock::Microseconds() + 50'000;
-  constexpr int kCount = 60;
-  std::vector<std::int64_t> wanted;
-  bool wasLate = false;
-  for (int i = 0; i < kCount; ++i) {
-    wanted.push_back(start + i * 7'321);
-    // As the port above does: at most 100 ms ahead.
-    while (Sys_Clock::Microseconds() < wanted.back() - 80'000) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  const auto message = [](int iNumber) {
+    return Test_MidiBytes{0x91, static_cast<std::uint8_t>(iNumber + 1),
+                          static_cast<std::uint8_t>(100 - iNumber)};
+  };
+  int xruns = 1;
+  for (int attempt = 1; attempt <= kTries && xruns != 0; ++attempt) {
+    const std::size_t before = Test_DumpedMessages(mProgramP->Output()).size();
+    const int xrunsBefore = mPeer.Xruns();
+    mPeer.KeepCycles();
+    const std::int64_t start = Sys_Clock::Microseconds() + 150'000;
+    std::vector<Due> due;
+    for (int i = 0; i < kCount; ++i) {
+      const std::int64_t time = start + i * 7'321;
+      // As the port above does: at most 100 ms ahead.
+      while (Sys_Clock::Microseconds() < time - 80'000) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+      Play(time, message(i));
+      // What is to go into a cycle is there when it begins.
+      due.push_back({time, Sys_Clock::Microseconds() < time - 25'000});
     }
-    Play(wanted.back(), {0x91, static_cast<std::uint8_t>(i + 1), static_cast<std::uint8_t>(100 - i)});
-    wasLate = wasLate || Sys_Clock::Microseconds() > wanted.back();
-  }
-  std::vector<Test_Heard> dumped;
-  Test_WaitFor([&] {
-    dumped = Test_DumpedMessages(mProgramP->Output());
-    return dumped.size() >= kCount;
-  });
-  ASSERT_EQ(dumped.size(), static_cast<std::size_t>(kCount)) << mProgramP->Output();
-  for (int i = 0; i < kCount; ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    EXPECT_EQ(dumped[at].mBytes,
-              (Test_MidiBytes{0x91, static_cast<std::uint8_t>(i + 1), static_cast<std::uint8_t>(100 - i)}));
-    // Its clock began some time: the first note is the measure of the others. It counts the frames of the
-    // cycles that it gets, which is no clock where the server stumbled; nor is late what was written late.
-    const std::int64_t heard = (dumped[at].mTime - dumped[0].mTime) * 1'000'000 / 48'000;
-    if (!wasLate && mPeer.Troubles() == troubles) {
-      EXPECT_NEAR(static_cast<double>(heard), static_cast<double>(wanted[at] - wanted[0]), 5'000) << i;
+    std::vector<Test_Heard> dumped;
+    Test_WaitFor([&] {
+      dumped = Test_DumpedMessages(mProgramP->Output());
+      return dumped.size() >= before + kCount;
+    });
+    ASSERT_EQ(dumped.size(), before + kCount) << mProgramP->Output();
+    dumped.erase(dumped.begin(), dumped.begin() + static_cast<std::ptrdiff_t>(before));
+    for (int i = 0; i < kCount; ++i) {
+      EXPECT_EQ(dumped[static_cast<std::size_t>(i)].mBytes, message(i));
     }
+    const std::vector<double> distances =
+        Distances(due, dumped, mPeer.Cycles(), jack_get_sample_rate(mPeer.Get()));
+    xruns = mPeer.Xruns() - xrunsBefore;
+    double most = 0;
+    for (const double distance : distances) {
+      most = std::max(most, std::abs(distance));
+    }
+    std::printf("%zu of %d messages were written in time; heard within %.0f microseconds of it\n",
+                distances.size(), kCount, most);
+    if (xruns != 0 && attempt < kTries) {
+      std::printf("the machine was overloaded: the server counted %d late cycles; once more\n", xruns);
+      continue;
+    }
+    EXPECT_GE(distances.size(), static_cast<std::size_t>(kCount / 2)) << "this test was kept from writing";
+    EXPECT_LE(most, kInTime) << "microseconds; the server counted " << xruns << " late cycles";
   }
 }
 
@@ -413,8 +477,8 @@ TEST_F(JackServer, ASlowReaderFindsWhatHadRoomInOrderAndALossIsCounted) {
 
 // ---- servers that go and come ----
 
-// Both other sides are programs: with a second client in the process, libjack 1.9.21 has been seen to crash
-// or to block when the server dies.
+// Both other sides are programs: libjack frees the clients of a dead server when the next one is opened in the
+// process, those of a test too.
 TEST_F(JackServer, AServerKilledWhilePlayingLosesWhatIsCountedAndPlaysNothingTwice) {
   Run({"jack_midi_dump", "-a", "dump"}, "dump:input");
   Test_Program source({"jack_midiseq", "seq", "2400", "0", "60", "600", "1200", "63", "600"});
@@ -470,6 +534,7 @@ TEST_F(JackServer, AServerKilledWhilePlayingLosesWhatIsCountedAndPlaysNothingTwi
   // The server returns, then the other applications.
   source.Stop();
   mProgramP.reset();
+  const std::int64_t call = Sys_Clock::Microseconds();
   ASSERT_EQ(mServer.Start(), "");
   const std::int64_t back = Sys_Clock::Microseconds();
   mProgramP = std::make_unique<Test_Program>(std::vector<std::string>{"jack_midi_dump", "-a", "dump"});
@@ -479,8 +544,7 @@ TEST_F(JackServer, AServerKilledWhilePlayingLosesWhatIsCountedAndPlaysNothingTwi
   ASSERT_TRUE(mInputP != nullptr && mOutputP != nullptr);
   Play(kPlatform_AtOnce, {0xC0, 7});
   ASSERT_TRUE(Test_WaitFor([&] { return !heard().empty(); }));
-  std::printf("first note %.3f s after the server's return\n",
-              static_cast<double>(Sys_Clock::Microseconds() - back) / 1e6);
+  Test_ExpectSoonAfterReturn(call, back);
   EXPECT_EQ(heard().front().mBytes, (Test_MidiBytes{0xC0, 7}))
       << "what was accepted before the crash must not come out of time";
   steps.clear();

@@ -10,6 +10,7 @@
 
 #include "cmn/sys_clock.h"
 #include "platform/directmusic/jack/jack_session.h"
+#include "platform/directmusic/jack/jack_undisturbed.h"
 #include "tests/platform/directmusic/jack/jack_test_server.h"
 
 namespace {
@@ -22,6 +23,8 @@ constexpr std::size_t kMostOnTape = 50'000;
 constexpr std::size_t kMostTapeBytes = 1'000'000;
 // Microseconds that the server's frames may be apart from its clock.
 constexpr std::int64_t kMostAstray = 1'000;
+// A minute and a half of cycles of 256 frames.
+constexpr std::size_t kMostCycles = 16'384;
 
 // This client stands for another process. Between processes the server keeps order, which ThreadSanitizer
 // can't see, so our side of a port's buffer is touched where it does not look; the driver's side stays in its
@@ -72,7 +75,7 @@ Test_Heard Test_JackClient::Tape::At(std::size_t iIndex) const {
   return {event.mTime, Test_MidiBytes(begin, begin + static_cast<std::ptrdiff_t>(event.mLength))};
 }
 
-Test_JackClient::Test_JackClient() = default;
+Test_JackClient::Test_JackClient() : mCycles(kMostCycles) {}
 
 Test_JackClient::~Test_JackClient() { Close(); }
 
@@ -195,7 +198,7 @@ std::vector<Test_Heard> Test_JackClient::Heard(const std::string& iSink) const {
 }
 
 int Test_JackClient::OnProcess(jack_nframes_t iFrames, void* iClientP) {
-  static_cast<Test_JackClient*>(iClientP)->Process(iFrames);
+  Platform_JackUndisturbed([&] { static_cast<Test_JackClient*>(iClientP)->Process(iFrames); });
   return 0;
 }
 
@@ -217,6 +220,7 @@ void Test_JackClient::Process(jack_nframes_t iFrames) {
 
 int Test_JackClient::OnLate(void* iClientP) {
   static_cast<Test_JackClient*>(iClientP)->mTroubles.fetch_add(1);
+  static_cast<Test_JackClient*>(iClientP)->mXruns.fetch_add(1);
   return 0;
 }
 
@@ -227,6 +231,7 @@ void Test_JackClient::LookForGap(jack_nframes_t iFrames) {
   float period = 0;
   jack_get_cycle_times(mClientP, &frames, &start, &next, &period);
   const auto time = static_cast<std::int64_t>(start);
+  KeepCycle(time, static_cast<std::int64_t>(next), iFrames);
   const std::int64_t byFrames =
       std::int64_t{1'000'000} * (frames - mFirstFrame) / jack_get_sample_rate(mClientP);
   const std::int64_t astray = time - mFirstStart - byFrames;
@@ -238,6 +243,28 @@ void Test_JackClient::LookForGap(jack_nframes_t iFrames) {
   mFirstStart = time;
   mFirstFrame = frames;
   mNextFrame = frames + iFrames;
+}
+
+void Test_JackClient::KeepCycle(std::int64_t iStart, std::int64_t iNext, jack_nframes_t iFrames) {
+  const std::size_t count = mCycleCount.load(std::memory_order_relaxed);
+  if (mKeepsCycles.load(std::memory_order_acquire) && count < mCycles.size()) {
+    const std::int64_t offset = ClockOffset();
+    mCycles[count] = {mFramesSoFar, iFrames, iStart + offset, iNext + offset};
+    mCycleCount.store(count + 1, std::memory_order_release);
+  }
+  mFramesSoFar += iFrames;
+}
+
+void Test_JackClient::KeepCycles() {
+  mKeepsCycles.store(false);
+  WaitForCallback();
+  mCycleCount.store(0);
+  mKeepsCycles.store(true, std::memory_order_release);
+}
+
+std::vector<Test_JackCycle> Test_JackClient::Cycles() const {
+  const auto count = static_cast<std::ptrdiff_t>(mCycleCount.load(std::memory_order_acquire));
+  return {mCycles.begin(), mCycles.begin() + count};
 }
 
 void Test_JackClient::Play(Way& ioWay, void* iBufferP) {

@@ -14,6 +14,15 @@
 
 #include "tests/platform/directmusic/conformance/driver_peer.h"
 
+/// One cycle of a server: its first frame, counted from the first cycle that a client got, as jack_midi_dump
+/// counts, and its time in microseconds of Sys_Clock.
+struct Test_JackCycle {
+  std::int64_t mFrame = 0;
+  std::int64_t mFrames = 0;
+  std::int64_t mStart = 0;
+  std::int64_t mNext = 0;
+};
+
 /// A client with up to 16 MIDI ports. Ports are known by their short names. One test thread, except that
 /// another one may Send. Its process callback waits for nobody: a server goes on without clients that are
 /// late, and what they had to say is lost.
@@ -47,6 +56,11 @@ class Test_JackClient {
   std::size_t HeardCount(const std::string& iSink) const;
   /// How often the server came too late, left frames out, or its frames went apart from its clock.
   int Troubles() const { return mTroubles.load(); }
+  /// How often the server came too late, as it counts that itself.
+  int Xruns() const { return mXruns.load(); }
+  /// Keeps each cycle from now on, up to some ten thousand; those kept before are forgotten.
+  void KeepCycles();
+  std::vector<Test_JackCycle> Cycles() const;
   /// The most events that a cycle held at a sink.
   std::size_t MostInACycle() const { return mMostInACycle.load(); }
 
@@ -86,6 +100,7 @@ class Test_JackClient {
   static int OnProcess(jack_nframes_t iFrames, void* iClientP);
   void Process(jack_nframes_t iFrames);
   void LookForGap(jack_nframes_t iFrames);
+  void KeepCycle(std::int64_t iStart, std::int64_t iNext, jack_nframes_t iFrames);
   void Play(Way& ioWay, void* iBufferP);
   void Record(Way& ioWay, void* iBufferP, jack_nframes_t iFrames);
   bool Add(const std::string& iName, bool iIsSource, unsigned long iFlags);
@@ -99,8 +114,14 @@ class Test_JackClient {
   std::atomic<std::uint64_t> mCallbacks{0};
   std::atomic<std::size_t> mMostInACycle{0};
   std::atomic<int> mTroubles{0};
+  std::atomic<int> mXruns{0};
+  // Written by the callback alone while mKeepsCycles is set; all memory is there from the beginning.
+  std::vector<Test_JackCycle> mCycles;
+  std::atomic<std::size_t> mCycleCount{0};
+  std::atomic<bool> mKeepsCycles{false};
   // The process callback's: where frames and clock were together, and the next cycle's first frame.
   std::int64_t mFirstStart = 0;
   jack_nframes_t mFirstFrame = 0;
   jack_nframes_t mNextFrame = 0;
+  std::int64_t mFramesSoFar = 0;
 };
