@@ -229,11 +229,7 @@ int Platform_JackSession::OnSampleRate(jack_nframes_t iRate, void* iSessionP) {
 
 int Platform_JackSession::OnProcess(jack_nframes_t iFrames, void* iSessionP) {
   auto* const session = static_cast<Platform_JackSession*>(iSessionP);
-  Platform_JackUndisturbed([&] {
-    if (jack_client_t* const client = session->mClientP.load()) {
-      session->mEngine.Process(client, iFrames);
-    }
-  });
+  Platform_JackUndisturbed([&] { session->mEngine.Process(session->mCallingClientP.load(), iFrames); });
   return 0;
 }
 
@@ -369,6 +365,7 @@ bool Platform_JackSession::JoinServer() {
   mEngine.Reset(jack_get_sample_rate(client), jack_get_buffer_size(client));
   MeasureClock();
   SetCallbacks(client);
+  mCallingClientP.store(client);
   mClientP.store(client);
   if (jack_activate(client) != 0) {
     LeaveServer();
@@ -400,9 +397,7 @@ void Platform_JackSession::LeaveServer() {
   }
   EndWays(mWays);
   if (mIsShutDown.load() && TakesDeadClientsAway()) {
-    for (const std::shared_ptr<Platform_JackWay>& way : mWays) {
-      LetGo(way);
-    }
+    mRetired.insert(mRetired.end(), mWays.begin(), mWays.end());
     mHasLeftClient = true;
     mNextJoin = Clock::now() + kJoinEvery;
   } else {
@@ -649,14 +644,12 @@ void Platform_JackSession::CloseHere(const std::shared_ptr<Platform_JackWay>& iW
     // cleared, until then.
     mEngine.WaitForCycles(2, kDisconnectPatience, mIsShutDown);
   }
-  LetGo(iWayP);
-  if (!mIsShutDown.load()) {
-    jack_port_unregister(client, iWayP->mPortP);
+  if (mIsShutDown.load()) {
+    mRetired.push_back(iWayP);
+    return;
   }
-}
-
-void Platform_JackSession::LetGo(const std::shared_ptr<Platform_JackWay>& iWayP) {
   if (!mEngine.Remove(iWayP.get())) {
     mRetired.push_back(iWayP);
   }
+  jack_port_unregister(client, iWayP->mPortP);
 }

@@ -99,7 +99,6 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   std::shared_ptr<Platform_JackWay> OpenHere(const std::string& iHandle, bool iIsInput);
   void EndWays(const std::vector<std::shared_ptr<Platform_JackWay>>& iWays);
   void CloseHere(const std::shared_ptr<Platform_JackWay>& iWayP);
-  void LetGo(const std::shared_ptr<Platform_JackWay>& iWayP);
   bool Connect(const Platform_JackWay& iWay);
   bool ConnectPatiently(Platform_JackWay& ioWay);
   void ConnectAgain(Platform_JackWay& ioWay);
@@ -111,8 +110,9 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   std::atomic<bool> mIsShutDown{false};
   std::atomic<bool> mPortsChanged{false};
   Platform_JackEngine mEngine;
-  // Read by the process callback, written while none comes.
   std::atomic<jack_client_t*> mClientP{nullptr};
+  // The process callback's: the same, and yet the old one after its server's death. Written while none comes.
+  std::atomic<jack_client_t*> mCallingClientP{nullptr};
 
   std::mutex mTaskMutex;
   std::condition_variable mTaskDone;

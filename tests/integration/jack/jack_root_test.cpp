@@ -54,7 +54,8 @@ class JackRoot : public ::testing::Test {
     Sys_Utils::SetLoggerForTest(nullptr);
   }
 
-  // What records comes before what plays: a port that plays to us again means that its other one is connected.
+  // What records comes before what plays: a port that plays to us again means that its other one is
+  // connected.
   void OpenPeer() {
     mPeerP = std::make_unique<Test_JackClient>();
     ASSERT_EQ(mPeerP->Open("peer"), "");

@@ -477,8 +477,8 @@ TEST_F(JackServer, ASlowReaderFindsWhatHadRoomInOrderAndALossIsCounted) {
 
 // ---- servers that go and come ----
 
-// Both other sides are programs: libjack frees the clients of a dead server when the next one is opened in the
-// process, those of a test too.
+// Both other sides are programs: libjack frees the clients of a dead server when the next one is opened in
+// the process, those of a test too.
 TEST_F(JackServer, AServerKilledWhilePlayingLosesWhatIsCountedAndPlaysNothingTwice) {
   Run({"jack_midi_dump", "-a", "dump"}, "dump:input");
   Test_Program source({"jack_midiseq", "seq", "2400", "0", "60", "600", "1200", "63", "600"});
