@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 
 FUZZ_SECONDS ?= 30
 
-.PHONY: help packages build test soak servers demo bench lint sanitize asan tsan rtsan fuzz package docs clean
+.PHONY: help packages build test soak servers demo bench lint sanitize asan tsan rtsan fuzz package site docs clean
 
 help:
 	@sed -n 's/^## //p' Makefile
@@ -69,12 +69,15 @@ package: configure-debian
 	cpack --config build/debian/CPackConfig.cmake -G DEB -B $(CURDIR)/build/packages
 	@rm -rf build/packages/_CPack_Packages
 
-## make docs      the site in build/docs, a warning being an error; opens its pages in Chromium and leaves screenshots
-docs: packages
+## make site      the site in build/docs, a warning being an error
+site: packages
 	rm -rf build/docs
 	mkdir -p build/docs
 	doxygen docs/Doxyfile
 	/usr/bin/python3 -B tests/site/site_links_test.py
+
+## make docs      make site, then opens its pages in Chromium and leaves screenshots
+docs: site
 	tests/site/check_site.py build/docs/html docs/site/layout.xml build/docs/screenshots
 
 clean:
