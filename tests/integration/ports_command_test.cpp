@@ -82,6 +82,8 @@ TEST_F(PortsCommand, AnIntegerNamesTheOutputOrInputItStandsFor) {
       "$MLOX monitor id:18 --for 0.1 && $MLOX latency --out id:17 --in id:18 --count 2");
   EXPECT_EQ(result.mStatus, 0) << result.mError;
   EXPECT_THAT(result.mOutput, HasSubstr("Reel"));
+  EXPECT_EQ(Ports(std::string("$MLOX play ") + kSong + " --to id:17 --back id:18 --seconds 1").mStatus, 0);
+  ExpectOneLineWith(Ports("$MLOX names patches id:17"), 1, "no names for its patches");
 }
 
 TEST_F(PortsCommand, AnIntegerThatStandsForNothingIsAnErrorWithTheRangeThatThereIs) {
