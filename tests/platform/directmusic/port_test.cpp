@@ -29,6 +29,9 @@ struct DriverState {
   std::vector<Sent> mSent;
   Platform_SendResult mAnswer = Platform_SendResult::kTaken;
   int mDrops = 0;
+  std::int64_t mLatency = 5000;
+  bool mIsLatencyFixed = false;
+  std::vector<std::int64_t> mNows;  // what it was told that the time is
 };
 
 class FakeOutput : public Platform_DriverOutput {
@@ -40,8 +43,14 @@ class FakeOutput : public Platform_DriverOutput {
     }
     return mState.mAnswer;
   }
+  Platform_SendResult SendNow(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
+                              std::size_t iLength) override {
+    mState.mNows.push_back(iNow);
+    return Send(iTime, iBytes, iLength);
+  }
   std::size_t PieceSize() const override { return kPlatform_MaxPiece; }
-  std::int64_t LatencyMicroseconds() const override { return 5000; }
+  std::int64_t LatencyMicroseconds() const override { return mState.mLatency; }
+  bool IsLatencyFixed() const override { return mState.mIsLatencyFixed; }
   void Drop() override { ++mState.mDrops; }
 
  private:
@@ -144,6 +153,37 @@ TEST_F(OutputPort, HardwareThatComesBackIsConnectedOnlyWhileThePortIsActive) {
   EXPECT_FALSE(mPort.IsConnected()) << "away";
   mPort.HardwareCame(mDriver, mInfo);
   EXPECT_TRUE(mPort.IsConnected());
+}
+
+TEST_F(OutputPort, ADriverIsToldTheTimeSoThatAWriteReadsTheClockOnce) {
+  Test_FakeTime::SetStep(1);
+  EXPECT_EQ(Play(0, {0xC0, 1}), S_OK);
+  Test_FakeTime::SetStep(0);
+  EXPECT_EQ(mDriver.mState.mNows, std::vector<std::int64_t>{kNow});
+  EXPECT_EQ(Test_FakeTime::Now(), kNow + 1) << "one reading";
+}
+
+TEST_F(OutputPort, WhatWaitedIsHandedOverWithAFreshReadingOfTheClock) {
+  EXPECT_EQ(Play(kNow + kAhead + 10, {0xC0, 1}), S_OK);
+  Test_FakeTime::Set(kNow + 500);
+  EXPECT_EQ(mPort.Work(kNow + 20), INT64_MAX);
+  EXPECT_EQ(mDriver.mState.mNows, std::vector<std::int64_t>{kNow + 500});
+}
+
+TEST_F(OutputPort, ALatencyThatCanChangeIsAskedForEachTimeAndAFixedOneOncePerConnection) {
+  EXPECT_EQ(mPort.LatencyMicroseconds(), 5000);
+  mDriver.mState.mLatency = 7000;
+  EXPECT_EQ(mPort.LatencyMicroseconds(), 7000);
+  mPort.HardwareWent();
+  EXPECT_EQ(mPort.LatencyMicroseconds(), 0);
+  mDriver.mState.mIsLatencyFixed = true;
+  mPort.HardwareCame(mDriver, mInfo);
+  mDriver.mState.mLatency = 9000;
+  EXPECT_EQ(mPort.LatencyMicroseconds(), 7000);
+  mPort.HardwareWent();
+  EXPECT_EQ(mPort.LatencyMicroseconds(), 0);
+  mPort.HardwareCame(mDriver, mInfo);
+  EXPECT_EQ(mPort.LatencyMicroseconds(), 9000);
 }
 
 TEST_F(OutputPort, ItsLatencyClockIsAheadByTheDriversLatency) {

@@ -98,6 +98,17 @@ TEST_F(LoopbackPaceTest, AnIdleWireBeginsAtTheTimeOfTheMessage) {
   EXPECT_EQ(Await(), (Bytes{0xFA}));
 }
 
+TEST_F(LoopbackPaceTest, WhoHasJustReadTheClockSavesTheDriverTheReading) {
+  const Bytes note = {0x90, 60, 100};
+  EXPECT_EQ(mOutputP->SendNow(kStart + 5'000, kPlatform_AtOnce, note.data(), note.size()),
+            Platform_SendResult::kTaken);
+  Test_FakeTime::Set(kStart + 5'959);
+  Pause();
+  EXPECT_EQ(Take(), Bytes());
+  Test_FakeTime::Set(kStart + 5'960);
+  EXPECT_EQ(Await(), note);
+}
+
 TEST_F(LoopbackPaceTest, WithoutAPaceNothingWaits) {
   Platform_LoopbackPorts::SetPace(kPair, 0);
   Send({0x90, 60, 100});
