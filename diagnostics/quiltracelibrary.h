@@ -77,8 +77,11 @@ class QuilTraceLibrary {
 };
 
 /// A trace site: `QUIL_TRACE(category, format, arguments...)` writes the line when tracing is active and the
-/// category is on. The arguments are evaluated only then.
-#define QUIL_TRACE(category, ...)                                                             \
-  do {                                                                                        \
-    if (QuilTraceLibrary::IsOn(category)) QuilTraceLibrary::sFormat((category), __VA_ARGS__); \
+/// category is on. The arguments are evaluated only then. The compiler is told that this is seldom, so that
+/// what runs with tracing off is a load and a branch that isn't taken.
+#define QUIL_TRACE(category, ...)                                                                      \
+  do {                                                                                                 \
+    if (QuilTraceLibrary::sTraceIsActive.load(std::memory_order_acquire) != 0) [[unlikely]] {          \
+      if (QuilTraceLibrary::sFacilityOn(category)) QuilTraceLibrary::sFormat((category), __VA_ARGS__); \
+    }                                                                                                  \
   } while (false)
