@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 
 FUZZ_SECONDS ?= 30
 
-.PHONY: help packages build test soak servers demo bench lint sanitize asan tsan rtsan fuzz package site docs clean
+.PHONY: help packages build test soak servers demo bench lint sanitize asan tsan rtsan fuzz package try-package site docs clean
 
 help:
 	@sed -n 's/^## //p' Makefile
@@ -68,6 +68,10 @@ package: configure-debian
 	cmake --build --preset debian -j $(JOBS) --target mlox mlox_tool_references
 	cpack --config build/debian/CPackConfig.cmake -G DEB -B $(CURDIR)/build/packages
 	@rm -rf build/packages/_CPack_Packages
+
+## make try-package  install the packages on an empty Debian 12 (debootstrap, as root), build and run the examples there
+try-package: package
+	bash packaging/try_packages.sh
 
 ## make site      the site in build/docs, a warning being an error
 site: packages
