@@ -83,7 +83,7 @@ void Test_BareClient::Run() {
     if (result == -ENOSPC) {
       mOverruns.fetch_add(1);
     } else if (result < 0 || event == nullptr) {
-      ::poll(&poll, 1, 5);
+      ::poll(&poll, 1, 100);
     } else {
       Keep(*event);
     }

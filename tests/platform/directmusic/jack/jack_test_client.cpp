@@ -150,6 +150,9 @@ bool Test_JackClient::CanConnectTo(const std::string& iPort) {
   if (other == nullptr || Test_IsPipeWire()) {
     return other != nullptr;  // PipeWire connects what is there
   }
+  // A server that is asked over and over while the other client joins it has been seen to stand still for
+  // good.
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
   const bool isSource = (jack_port_flags(other) & JackPortIsOutput) != 0;
   jack_port_t* const probe = jack_port_register(mClientP, "probe", JACK_DEFAULT_MIDI_TYPE,
                                                 isSource ? JackPortIsInput : JackPortIsOutput, 0);
