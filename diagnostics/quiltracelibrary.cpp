@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "diagnostics/quiltracelibrary.h"
 
+#include "diagnostics/quiltracenames.h"
+
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -9,33 +11,17 @@
 
 namespace {
 
-constinit std::array<QuilTraceLibrary::EntryPoint, QuilTraceLibrary::kEntryPointCount> sEntryPoints = {{
-    {"QuilTraceIsActiveFunc", nullptr, 0},
-    {"QuilTraceReloadConfigsFunc", nullptr, 0},
-    {"QuilTraceFormat", nullptr, 0},
-    {"QuilTraceFormatQuiet", nullptr, 0},
-    {"QuilTraceFormatTimestamp", nullptr, 0},
-    {"QuilTracePuts", nullptr, 0},
-    {"QuilTraceMem", nullptr, 0},
-    {"QuilTraceStack", nullptr, 0},
-    {"QuilTraceChangeFacilityPriorityFunc", nullptr, 0},
-    {"QuilTraceRegisterHandlerFunc", nullptr, 0},
-    {"QuilTraceFacilityOnFunc", nullptr, 0},
-    {"QuilTraceSetClockCallbackFunc", nullptr, 0},
-    {"QuilTraceDumpWriteStatsFunc", nullptr, 0},
-    {"QuilTraceSetNameFunc", nullptr, 0},
-    {"QuilTraceOSErrToString", nullptr, 0},
-    {"QuilTraceLegacyFormat", nullptr, 0},
-    {"QuilTraceGetTracePath", nullptr, 0},
-    {"QuilTraceRegisterFacility", nullptr, 0},
-    {"QuilTraceRestart", nullptr, 0},
-    {"QuilTraceGetMachineUUID", nullptr, 0},
-    {"QuilTraceGetTimestamp", nullptr, 0},
-    {"QuilTraceAddTraceClient", nullptr, 0},
-    {"QuilTraceRemoveTraceClient", nullptr, 0},
-    {"QuilTraceEnableStackTraceSymbols", nullptr, 0},
-    {"QuilTraceEnabledStackTraceSymbols", nullptr, 0},
-}};
+using EntryPoints = std::array<QuilTraceLibrary::EntryPoint, QuilTraceLibrary::kEntryPointCount>;
+
+consteval EntryPoints Unbound() {
+  EntryPoints entryPoints{};
+  for (std::size_t i = 0; i < entryPoints.size(); ++i) {
+    entryPoints[i] = {kQuilTrace_EntryPoints[i], nullptr, 0};
+  }
+  return entryPoints;
+}
+
+constinit EntryPoints sEntryPoints = Unbound();
 
 // Places in the table of the three names that are called.
 constexpr std::size_t kIsActive = 0;

@@ -59,6 +59,12 @@ std::unique_ptr<Platform_Driver> Started(const std::string& iName, Platform_Driv
   return nullptr;
 }
 
+// Who only counts ports need not hear that they have changed.
+class DeafHost final : public Platform_DriverHost {
+ public:
+  void PortsMayHaveChanged() override {}
+};
+
 }  // namespace
 
 std::vector<std::string> Platform_DriverNames() {
@@ -92,6 +98,26 @@ std::vector<std::unique_ptr<Platform_Driver>> Platform_StartDrivers(Platform_Dri
     }
   }
   return drivers;
+}
+
+Platform_DriverTrial Platform_TryDriver(const std::string& iName, const Platform_DriverMaker& iMake) {
+  DeafHost host;
+  Platform_DriverTrial trial;
+  const std::unique_ptr<Platform_Driver> driver = iMake(iName);
+  trial.mIsBuilt = driver != nullptr;
+  if (!trial.mIsBuilt) {
+    return trial;
+  }
+  trial.mStarts = driver->Start(&host, trial.mReason);
+  for (const Platform_PortInfo& port : driver->Ports()) {
+    ++(port.mIsInput ? trial.mInputs : trial.mOutputs);
+  }
+  driver->Stop();
+  return trial;
+}
+
+Platform_DriverTrial Platform_TryDriver(const std::string& iName) {
+  return Platform_TryDriver(iName, &Platform_MakeDriver);
 }
 
 #endif

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 #include "cmn/cmn_validateutf8string.h"
 #include "platform/studio/studioreader.h"
@@ -34,25 +33,6 @@ std::string Plain(const char* iText) {
       [](char iCharacter) { return static_cast<unsigned char>(iCharacter) < 0x20 || iCharacter == 0x7F; },
       ' ');
   return plain;
-}
-
-// A path as a URI. An immutable file is read without its log and without any lock: the only way into one
-// whose folder takes no new files.
-std::string ImmutableUri(const std::string& iPath) {
-  std::string uri = "file:";
-  for (const char character : iPath) {
-    const bool isPlain = (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
-                         (character >= 'a' && character <= 'z') ||
-                         std::string("/._-~").find(character) != std::string::npos;
-    if (isPlain) {
-      uri += character;
-    } else {
-      char escaped[4];
-      std::snprintf(escaped, sizeof(escaped), "%%%02X", static_cast<unsigned char>(character));
-      uri += escaped;
-    }
-  }
-  return uri + "?immutable=1";
 }
 
 }  // namespace
@@ -190,8 +170,10 @@ Standing Platform_StudioDatabase::OpenForReading(Standing iWhy, Platform_StudioC
     });
   };
   Standing standing = read(0, mFile.Path());
+  // An immutable file is read without its log and without any lock: the only way into one whose folder takes
+  // no new files.
   if (standing != Standing::kGood) {
-    standing = read(SQLite::OPEN_URI, ImmutableUri(mFile.Path()));
+    standing = read(SQLite::OPEN_URI, Platform_StudioUri(mFile.Path(), "immutable=1"));
   }
   mReason = why;
   if (standing != Standing::kGood) {

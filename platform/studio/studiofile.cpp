@@ -94,6 +94,23 @@ std::string Platform_StudioDefaultPath() {
   return home.empty() ? "" : home + "/.local/state/mlox/studio.db";
 }
 
+std::string Platform_StudioUri(const std::string& iPath, const std::string& iQuery) {
+  std::string uri = "file:";
+  for (const char character : iPath) {
+    const bool isPlain = (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
+                         (character >= 'a' && character <= 'z') ||
+                         std::string("/._-~").find(character) != std::string::npos;
+    if (isPlain) {
+      uri += character;
+    } else {
+      char escaped[4];
+      std::snprintf(escaped, sizeof(escaped), "%%%02X", static_cast<unsigned char>(character));
+      uri += escaped;
+    }
+  }
+  return uri + "?" + iQuery;
+}
+
 Platform_StudioFile::Platform_StudioFile(const std::string& iPath)
     : mPath(iPath.empty() ? iPath : Real(iPath)) {}
 

@@ -5,9 +5,14 @@
 
 #include <string>
 
+#include "cmn/cmn_export.h"
+
 /// Where the database lies: `MLOX_STUDIO_DB`, else `mlox/studio.db` in `$XDG_STATE_HOME` (by default
 /// `~/.local/state`). Empty when none of them is known.
-std::string Platform_StudioDefaultPath();
+MLOX_EXPORT std::string Platform_StudioDefaultPath();
+
+/// The path as a URI that SQLite opens, with what is asked of the opening behind it.
+std::string Platform_StudioUri(const std::string& iPath, const std::string& iQuery);
 
 /// One user's hold on the file. Whoever has it open shares it; setting it aside takes all of it. The hold is
 /// on a file beside it, "<path>.lock", since what is damaged can't be locked by the database's own means, and

@@ -96,4 +96,46 @@ TEST_F(Drivers, WithoutAChoiceTheFirstThatStartsIsTheOnlyOne) {
   }
 }
 
+// A driver with ports, which notes whether it was stopped.
+class DriverWithPorts : public FakeDriver {
+ public:
+  explicit DriverWithPorts(bool& oIsStopped) : FakeDriver("ports", true), mIsStopped(oIsStopped) {}
+  void Stop() override { mIsStopped = true; }
+  std::vector<Platform_PortInfo> Ports() override {
+    std::vector<Platform_PortInfo> ports(3);
+    ports[1].mIsInput = true;
+    return ports;
+  }
+
+ private:
+  bool& mIsStopped;
+};
+
+TEST_F(Drivers, ATrialCountsPortsAndStopsTheDriverAgain) {
+  bool isStopped = false;
+  const Platform_DriverTrial trial = Platform_TryDriver(
+      "ports", [&](const std::string&) { return std::make_unique<DriverWithPorts>(isStopped); });
+  EXPECT_TRUE(trial.mIsBuilt);
+  EXPECT_TRUE(trial.mStarts);
+  EXPECT_EQ(trial.mInputs, 1);
+  EXPECT_EQ(trial.mOutputs, 2);
+  EXPECT_TRUE(isStopped);
+}
+
+TEST_F(Drivers, ATrialTellsWhyADriverDoesNotStart) {
+  const Platform_DriverTrial trial = Platform_TryDriver(
+      "broken", [](const std::string& iName) { return std::make_unique<FakeDriver>(iName, false); });
+  EXPECT_TRUE(trial.mIsBuilt);
+  EXPECT_FALSE(trial.mStarts);
+  EXPECT_EQ(trial.mReason, "it is not there");
+}
+
+TEST_F(Drivers, ATrialOfWhatWasNotBuiltSaysSo) {
+  EXPECT_FALSE(Platform_TryDriver("unknown").mIsBuilt);
+  const Platform_DriverTrial loopback = Platform_TryDriver("loopback");
+  EXPECT_TRUE(loopback.mIsBuilt && loopback.mStarts);
+  EXPECT_EQ(loopback.mInputs, loopback.mOutputs);
+  EXPECT_GT(loopback.mOutputs, 0);
+}
+
 }  // namespace
