@@ -25,6 +25,16 @@ TEST(TerminalText, TextIsFilledOrCutToItsColumns) {
   EXPECT_EQ(tool::ColumnsOf(tool::FitColumns("abcdef", 1)), 1u);
 }
 
+TEST(TerminalText, TextIsBrokenAtBlanks) {
+  using Lines = std::vector<std::string>;
+  EXPECT_EQ(tool::WrapColumns("one two three", 7), (Lines{"one two", "three"}));
+  EXPECT_EQ(tool::WrapColumns("one two three", 6), (Lines{"one", "two", "three"}));
+  EXPECT_EQ(tool::WrapColumns("  a   b ", 10), (Lines{"a b"}));
+  EXPECT_EQ(tool::WrapColumns("\xC3\xA4\xC3\xB6 \xC3\xBC", 4), (Lines{"\xC3\xA4\xC3\xB6 \xC3\xBC"}));
+  EXPECT_EQ(tool::WrapColumns("a considerable word", 3), (Lines{"a", "considerable", "word"}));
+  EXPECT_EQ(tool::WrapColumns("", 10), Lines{""});
+}
+
 TEST(TerminalText, ChannelsAreDrawnTogether) {
   EXPECT_EQ(tool::ChannelsText({1, 2, 3, 5, 7, 8}), "1-3, 5, 7-8");
   EXPECT_EQ(tool::ChannelsText({10}), "10");

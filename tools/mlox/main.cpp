@@ -18,6 +18,7 @@
 #include "cmn/cmn_version.h"
 #include "tools/mlox/assertions/assertiontable.h"
 #include "tools/mlox/commandline.h"
+#include "tools/mlox/doctor/doctor_command.h"
 #include "tools/mlox/names/names_command.h"
 #include "tools/mlox/ports/ports_command.h"
 #include "tools/mlox/ports/studio_command.h"
@@ -41,6 +42,7 @@ void RegisterAll(CLI::App& iApp) {
   tool::RegisterNames(iApp);
   tool::RegisterOutputPatches(iApp);
   tool::RegisterDeviceTypes(iApp);
+  tool::RegisterDoctor(iApp);
   tool::RegisterReference(iApp, kVersion);
 }
 

@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace tool {
@@ -51,6 +52,26 @@ std::string FitColumns(std::string_view iText, size_t iColumns) {
     text += byte;
   }
   return text + kEllipsis;
+}
+
+std::vector<std::string> WrapColumns(std::string_view iText, size_t iColumns) {
+  std::vector<std::string> lines(1);
+  while (!iText.empty()) {
+    const size_t end = std::min(iText.find(' '), iText.size());
+    const std::string_view word = iText.substr(0, end);
+    iText.remove_prefix(std::min(end + 1, iText.size()));
+    if (word.empty()) continue;
+    std::string& line = lines.back();
+    if (line.empty()) {
+      line = word;
+    } else if (ColumnsOf(line) + 1 + ColumnsOf(word) <= iColumns) {
+      line += ' ';
+      line += word;
+    } else {
+      lines.emplace_back(word);
+    }
+  }
+  return lines;
 }
 
 std::string ChannelsText(const std::vector<int>& iChannels) {

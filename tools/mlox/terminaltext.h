@@ -19,6 +19,10 @@ size_t ColumnsOf(std::string_view iText);
 /// The text cut to so many columns, with an ellipsis where it was cut, and filled up with blanks.
 std::string FitColumns(std::string_view iText, size_t iColumns);
 
+/// The text in lines of at most so many columns, broken at blanks. A word that is longer stands on a line of
+/// its own; a text without words is one empty line.
+std::vector<std::string> WrapColumns(std::string_view iText, size_t iColumns);
+
 /// Channels in order, with runs drawn together: "1-9, 11".
 std::string ChannelsText(const std::vector<int>& iChannels);
 

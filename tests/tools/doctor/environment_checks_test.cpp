@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/doctor/environment_checks.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+
+#include "tests/support/test_paths.h"
+#include "tests/tools/doctor/good_machine.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+using tool::Finding;
+using tool::Machine;
+using tool::PathFacts;
+using tool::PathKind;
+
+class EnvironmentChecks : public testing::Test {
+ protected:
+  void Set(const std::string& iName, const std::string& iValue) { mMachine.mEnvironment[iName] = iValue; }
+  // The one finding there is.
+  Finding Check() const {
+    const std::vector<Finding> findings = CheckEnvironment(mMachine);
+    EXPECT_EQ(findings.size(), 1u);
+    return findings.front();
+  }
+  void ExpectWrong(const std::string& iName, const std::string& iValue, const std::string& iPart,
+                   const std::string& iMend) {
+    Set(iName, iValue);
+    Test_ExpectWrong(Check(), iName + "=" + iValue + ": " + iPart, {iMend});
+    mMachine.mEnvironment.erase(iName);
+  }
+
+  Machine mMachine = Test_GoodMachine();
+};
+
+TEST_F(EnvironmentChecks, AnEnvironmentWithoutOursIsFine) {
+  Test_ExpectOk(Check(), "no variable of the library is set");
+  Set("MLOX_STUDIO_DB", "");
+  Test_ExpectOk(Check(), "no variable of the library is set");
+}
+
+TEST_F(EnvironmentChecks, WhatIsUnderstoodIsNamed) {
+  Set("MLOX_MIDI_DRIVERS", "jack,loopback");
+  Set("MLOX_ASSERT", "count");
+  Set("MLOX_DisableBatchDelivery", "Off");
+  Set("MLOX_TRACE", "all,0x04000000,ff");
+  Set("MLOX_DEBUG_LOG", "-");
+  Test_ExpectOk(
+      Check(),
+      "understood: MLOX_ASSERT, MLOX_DEBUG_LOG, MLOX_DisableBatchDelivery, MLOX_MIDI_DRIVERS, MLOX_TRACE");
+}
+
+TEST_F(EnvironmentChecks, ADriverThatThereIsNotIsLeftOutOfTheChoice) {
+  ExpectWrong("MLOX_MIDI_DRIVERS", "alsa, jack", "\" jack\" is no driver",
+              "export MLOX_MIDI_DRIVERS=alsa,jack");
+  ExpectWrong("MLOX_MIDI_DRIVERS", "oss,alsa", "\"oss\" is no driver", "export MLOX_MIDI_DRIVERS=alsa");
+  ExpectWrong("MLOX_MIDI_DRIVERS", "ALSA", "\"ALSA\" is no driver", "unset MLOX_MIDI_DRIVERS");
+}
+
+TEST_F(EnvironmentChecks, OtherWordsThanThereAreCountForNothing) {
+  ExpectWrong("MLOX_ASSERT", "Abort", "counts as \"report\"", "export MLOX_ASSERT=report");
+  ExpectWrong("MLOX_TRACE", "all,everything", "\"everything\" is neither all nor a hexadecimal number",
+              "export MLOX_TRACE=all");
+  ExpectWrong("MLOX_DisableBatchDelivery", "maybe", "neither on nor off",
+              "export MLOX_DisableBatchDelivery=1  # or 0");
+  ExpectWrong("MLOX_DisableBatchDelivery", "", "neither on nor off",
+              "export MLOX_DisableBatchDelivery=1  # or 0");
+}
+
+TEST_F(EnvironmentChecks, NumbersOfTraceFilesAreNumbers) {
+  for (const char* const size : {"k", "10 M", "-1", "4294967296", "1.5G", "10m"}) {
+    ExpectWrong("MLOX_TRACE_FILE_SIZE", size, "no number of bytes", "export MLOX_TRACE_FILE_SIZE=10M");
+  }
+  for (const char* const files : {"many", "-1", "3k"}) {
+    ExpectWrong("MLOX_TRACE_FILES", files, "no number of files", "export MLOX_TRACE_FILES=3");
+  }
+  Set("MLOX_TRACE_FILES", "5");
+  for (const char* const size : {"", "0", "10M", "1k", "4294967295G"}) {
+    Set("MLOX_TRACE_FILE_SIZE", size);
+    Test_ExpectOk(Check(), "MLOX_TRACE_FILES");
+  }
+}
+
+TEST_F(EnvironmentChecks, ALogThatCannotBeWrittenIsSaidSo) {
+  const std::string mend = "export MLOX_DEBUG_LOG=/tmp/mlox.log";
+  mMachine.mDebugLog.mFolder = {"/var", PathKind::kFolder, 0, true, false, false};
+  ExpectWrong("MLOX_DEBUG_LOG", "/var/log", "no permission", mend);
+  mMachine.mDebugLog.mFolder = {"/none", PathKind::kNothing, 0, false, false, false};
+  ExpectWrong("MLOX_DEBUG_LOG", "/none/log", "its folder is not there", mend);
+  mMachine.mDebugLog.mFile = {"/tmp", PathKind::kFolder, 0, true, true, true};
+  ExpectWrong("MLOX_DEBUG_LOG", "/tmp", "it is a folder", mend);
+  mMachine.mDebugLog.mFile = {"/var/log", PathKind::kFile, 0, true, false, false};
+  ExpectWrong("MLOX_DEBUG_LOG", "/var/log", "no permission", mend);
+  mMachine.mTraceFile.mFolder = {"/none", PathKind::kNothing, 0, false, false, false};
+  ExpectWrong("MLOX_TRACE_FILE", "/none/trace", "its folder is not there",
+              "export MLOX_TRACE_FILE=/tmp/mlox.log");
+}
+
+TEST_F(EnvironmentChecks, ALogThatCanBeWrittenIsFine) {
+  Set("MLOX_DEBUG_LOG", "/tmp/log");
+  mMachine.mDebugLog.mFolder = {"/tmp", PathKind::kFolder, 0, true, true, false};
+  Test_ExpectOk(Check(), "MLOX_DEBUG_LOG");
+  mMachine.mDebugLog.mFile = {"/tmp/log", PathKind::kFile, 0, true, true, true};
+  mMachine.mDebugLog.mFolder.mIsWritable = false;
+  Test_ExpectOk(Check(), "MLOX_DEBUG_LOG");
+}
+
+TEST_F(EnvironmentChecks, AnApplicationFolderThatThereIsNotIsWrong) {
+  Set("MLOX_APP_DIR", "/app");
+  Test_ExpectOk(Check(), "MLOX_APP_DIR");
+  mMachine.mApplicationFolder.mKind = PathKind::kFile;
+  ExpectWrong("MLOX_APP_DIR", "/app", "there is no such folder", "unset MLOX_APP_DIR");
+}
+
+TEST_F(EnvironmentChecks, ABaseFolderThatIsNotAbsoluteIsIgnored) {
+  ExpectWrong("XDG_STATE_HOME", "state", "not absolute, so it is ignored",
+              "export XDG_STATE_HOME=\"$HOME/.local/state\"");
+  ExpectWrong("XDG_DATA_HOME", "./data", "not absolute, so it is ignored",
+              "export XDG_DATA_HOME=\"$HOME/.local/share\"");
+  Set("XDG_DATA_HOME", "/data");
+  Test_ExpectOk(Check(), "no variable of the library");
+}
+
+TEST_F(EnvironmentChecks, ANameThatIsNearlyOursIsMeantToBe) {
+  Set("MLOX_MIDI_DRIVER", "ja ck");
+  Test_ExpectWrong(Check(),
+                   "MLOX_MIDI_DRIVER: the library knows no such variable; is MLOX_MIDI_DRIVERS meant?",
+                   {"unset MLOX_MIDI_DRIVER; export MLOX_MIDI_DRIVERS='ja ck'"});
+  mMachine.mEnvironment.erase("MLOX_MIDI_DRIVER");
+  Set("MLOX_DISABLEBATCHDELIVERY", "1");
+  Test_ExpectWrong(Check(), "is MLOX_DisableBatchDelivery meant?",
+                   {"unset MLOX_DISABLEBATCHDELIVERY; export MLOX_DisableBatchDelivery=1"});
+}
+
+TEST_F(EnvironmentChecks, ANameThatNobodyKnowsIsWorthANote) {
+  Set("MLOX_SOMETHING_ELSE", "1");
+  Test_ExpectNote(Check(), "MLOX_SOMETHING_ELSE: the library knows no such variable");
+}
+
+TEST_F(EnvironmentChecks, SeveralFaultsAreSeveralFindings) {
+  Set("MLOX_ASSERT", "x");
+  Set("MLOX_TRACE", "x");
+  EXPECT_EQ(CheckEnvironment(mMachine).size(), 2u);
+}
+
+// Each text "MLOX_..." in the sources of the library and its tracing library is the name of a variable.
+TEST(EnvironmentVariables, AllThatTheSourcesReadAreKnown) {
+  namespace fs = std::filesystem;
+  std::set<std::string> read;
+  const std::regex name("\"(MLOX_[A-Z][A-Z_]*)\"");
+  for (const char* const room : {"cmn", "diagnostics", "mdid", "mdi", "midixml", "mlox", "platform"}) {
+    for (const fs::directory_entry& entry :
+         fs::recursive_directory_iterator(Test_SourceRoot() + "/" + room)) {
+      if (entry.path().extension() != ".cpp") continue;
+      std::ifstream file(entry.path());
+      const std::string text{std::istreambuf_iterator<char>(file), {}};
+      for (std::sregex_iterator match(text.begin(), text.end(), name), end; match != end; ++match) {
+        read.insert((*match)[1].str());
+      }
+    }
+  }
+  Names known;
+  for (const std::string& variable : tool::KnownVariables()) {
+    if (variable != "MLOX_DisableBatchDelivery") known.push_back(variable);
+  }
+  std::sort(known.begin(), known.end());
+  EXPECT_EQ(Names(read.begin(), read.end()), known);
+}
+
+// ---- tracing ----
+
+TEST_F(EnvironmentChecks, TracingIsOffWithoutItsLibrary) {
+  Test_ExpectOk(CheckTracing(mMachine), "no libQuilTrace.so is found: nothing is traced");
+  Set("MLOX_TRACE", "all");
+  Test_ExpectWrong(CheckTracing(mMachine), "MLOX_TRACE=all, but no libQuilTrace.so is found",
+                   {"export LD_LIBRARY_PATH=/the/folder/of/libQuilTrace.so"});
+}
+
+TEST_F(EnvironmentChecks, ATracingLibraryIsNamed) {
+  mMachine.mTracing.mLibrary = "/lib/libQuilTrace.so";
+  Test_ExpectOk(CheckTracing(mMachine), "/lib/libQuilTrace.so is there; MLOX_TRACE turns it on");
+  Set("MLOX_TRACE", "all");
+  Test_ExpectOk(CheckTracing(mMachine), "/lib/libQuilTrace.so writes MLOX_TRACE=all");
+}
+
+TEST_F(EnvironmentChecks, ATracingLibraryThatLacksNamesIsNotUsed) {
+  mMachine.mTracing = {"/lib/libQuilTrace.so", {"QuilTracePuts", "QuilTraceMem"}};
+  Test_ExpectWrong(
+      CheckTracing(mMachine), "lacks 2 of the entry points, QuilTracePuts first, so it is not used",
+      {"# put the libQuilTrace.so that belongs to this library in the place of /lib/libQuilTrace.so"});
+}
+
+}  // namespace

@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/doctor/environment_checks.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include "tools/mlox/doctor/driver_checks.h"
+#include "tools/mlox/doctor/mending.h"
+#include "tools/mlox/doctor/options.h"
+
+namespace tool {
+
+namespace {
+
+constexpr const char* kName = "environment";
+constexpr const char* kPrefix = "MLOX_";
+// A name that differs from ours by so many letters is meant to be ours.
+constexpr std::size_t kNear = 2;
+
+using Findings = std::vector<Finding>;
+
+std::vector<std::string> Split(const std::string& iText) {
+  std::vector<std::string> words;
+  std::istringstream text(iText);
+  for (std::string word; std::getline(text, word, ',');) words.push_back(word);
+  return words;
+}
+
+std::string Setting(const std::string& iName, const std::string& iValue) {
+  return fmt::format("{}={}", iName, iValue);
+}
+
+// ---- values ----
+
+std::string WithoutBlanks(std::string iText) {
+  std::erase(iText, ' ');
+  return iText;
+}
+
+void CheckDriverChoice(const Machine& iMachine, Findings& ioFindings) {
+  constexpr const char* kVariable = "MLOX_MIDI_DRIVERS";
+  const std::vector<std::string>& known = DriverNames();
+  const auto isKnown = [&](const std::string& iName) {
+    return std::find(known.begin(), known.end(), iName) != known.end();
+  };
+  std::string unknown;
+  std::string meant;
+  for (const std::string& name : ChosenDrivers(iMachine)) {
+    if (!isKnown(name)) unknown = name;
+    const std::string plain = WithoutBlanks(name);
+    if (isKnown(plain)) meant += (meant.empty() ? "" : ",") + plain;
+  }
+  if (unknown.empty()) return;
+  ioFindings.push_back(Wrong(
+      kName,
+      fmt::format("{}: \"{}\" is no driver; there are alsa, jack and loopback, comma between, no blanks",
+                  Setting(kVariable, iMachine.Variable(kVariable)), unknown),
+      {meant.empty() ? fmt::format("unset {}", kVariable) : fmt::format("export {}={}", kVariable, meant)}));
+}
+
+void CheckAssertMode(const Machine& iMachine, Findings& ioFindings) {
+  const std::string value = iMachine.Variable("MLOX_ASSERT");
+  static const std::vector<std::string> sModes = {"report", "count", "throw", "abort"};
+  if (value.empty() || std::find(sModes.begin(), sModes.end(), value) != sModes.end()) return;
+  ioFindings.push_back(Wrong(kName,
+                             fmt::format("{}: counts as \"report\"; there are report, count, throw and abort",
+                                         Setting("MLOX_ASSERT", value)),
+                             {"export MLOX_ASSERT=report"}));
+}
+
+bool IsTraceCategory(std::string_view iWord) {
+  if (iWord == "all") return true;
+  if (iWord.starts_with("0x") || iWord.starts_with("0X")) iWord.remove_prefix(2);
+  std::uint32_t category = 0;
+  const char* const endP = iWord.data() + iWord.size();
+  const std::from_chars_result result = std::from_chars(iWord.data(), endP, category, 16);
+  return result.ec == std::errc() && result.ptr == endP;
+}
+
+void CheckTraceCategories(const Machine& iMachine, Findings& ioFindings) {
+  const std::string value = iMachine.Variable("MLOX_TRACE");
+  for (const std::string& word : Split(value)) {
+    if (IsTraceCategory(word)) continue;
+    ioFindings.push_back(Wrong(
+        kName,
+        fmt::format("{}: \"{}\" is neither all nor a hexadecimal number", Setting("MLOX_TRACE", value), word),
+        {"export MLOX_TRACE=all"}));
+    return;
+  }
+}
+
+bool IsCount(std::string_view iText) {
+  std::uint32_t number = 0;
+  const char* const endP = iText.data() + iText.size();
+  const std::from_chars_result result = std::from_chars(iText.data(), endP, number);
+  return result.ec == std::errc() && result.ptr == endP;
+}
+
+void CheckTraceNumbers(const Machine& iMachine, Findings& ioFindings) {
+  const std::string size = iMachine.Variable("MLOX_TRACE_FILE_SIZE");
+  const bool hasUnit = !size.empty() && std::string_view("kMG").find(size.back()) != std::string_view::npos;
+  if (!size.empty() && !IsCount(std::string_view(size).substr(0, size.size() - (hasUnit ? 1 : 0)))) {
+    ioFindings.push_back(Wrong(kName,
+                               fmt::format("{}: no number of bytes, with k, M or G behind it or nothing",
+                                           Setting("MLOX_TRACE_FILE_SIZE", size)),
+                               {"export MLOX_TRACE_FILE_SIZE=10M"}));
+  }
+  const std::string files = iMachine.Variable("MLOX_TRACE_FILES");
+  if (!files.empty() && !IsCount(files)) {
+    ioFindings.push_back(Wrong(kName,
+                               fmt::format("{}: no number of files", Setting("MLOX_TRACE_FILES", files)),
+                               {"export MLOX_TRACE_FILES=3"}));
+  }
+}
+
+void CheckSwitches(const Machine& iMachine, Findings& ioFindings) {
+  for (const std::string& option : StartupOptions()) {
+    const std::string name = kPrefix + option;
+    const std::string value = iMachine.Variable(name);
+    if (iMachine.mEnvironment.count(name) == 0 || IsSwitch(value)) continue;
+    ioFindings.push_back(
+        Wrong(kName, fmt::format("{}: neither on nor off, so it counts for nothing", Setting(name, value)),
+              {fmt::format("export {}=1  # or 0", name)}));
+  }
+}
+
+// ---- paths ----
+
+void CheckLog(const Machine& iMachine, const char* iVariable, const LogFacts& iLog, Findings& ioFindings) {
+  const std::string value = iMachine.Variable(iVariable);
+  const bool isNoFile = value.empty() || value == "-";
+  const bool isThere = iLog.mFile.mKind != PathKind::kNothing;
+  const bool canBeWritten =
+      isThere ? iLog.mFile.mKind != PathKind::kFolder && iLog.mFile.mIsWritable : iLog.mFolder.mIsWritable;
+  if (isNoFile || canBeWritten) return;
+  const std::string why = iLog.mFile.mKind == PathKind::kFolder                ? "it is a folder"
+                          : isThere || iLog.mFolder.mKind == PathKind::kFolder ? "no permission"
+                                                                               : "its folder is not there";
+  ioFindings.push_back(Wrong(kName,
+                             fmt::format("{}: {}, so nothing is logged", Setting(iVariable, value), why),
+                             {fmt::format("export {}=/tmp/mlox.log", iVariable)}));
+}
+
+void CheckApplicationFolder(const Machine& iMachine, Findings& ioFindings) {
+  const std::string value = iMachine.Variable("MLOX_APP_DIR");
+  if (value.empty() || iMachine.mApplicationFolder.mKind == PathKind::kFolder) return;
+  ioFindings.push_back(Wrong(kName,
+                             fmt::format("{}: there is no such folder", Setting("MLOX_APP_DIR", value)),
+                             {"unset MLOX_APP_DIR"}));
+}
+
+void CheckBaseFolder(const Machine& iMachine, const char* iVariable, const char* iUsual,
+                     Findings& ioFindings) {
+  const std::string value = iMachine.Variable(iVariable);
+  if (value.empty() || value.front() == '/') return;
+  ioFindings.push_back(Wrong(kName,
+                             fmt::format("{}: not absolute, so it is ignored", Setting(iVariable, value)),
+                             {fmt::format("export {}=\"$HOME/{}\"", iVariable, iUsual)}));
+}
+
+// ---- names ----
+
+std::string InCapitals(std::string iText) {
+  for (char& character : iText) {
+    if (character >= 'a' && character <= 'z') character = static_cast<char>(character - 'a' + 'A');
+  }
+  return iText;
+}
+
+// How many letters have to be put in, taken out or changed to make one text of the other.
+std::size_t Distance(const std::string& iLeft, const std::string& iRight) {
+  std::vector<std::size_t> row(iRight.size() + 1);
+  for (std::size_t i = 0; i < row.size(); ++i) row[i] = i;
+  for (const char character : iLeft) {
+    std::size_t diagonal = row[0]++;
+    for (std::size_t i = 0; i < iRight.size(); ++i) {
+      const std::size_t changed = diagonal + (character == iRight[i] ? 0 : 1);
+      diagonal = row[i + 1];
+      row[i + 1] = std::min({changed, diagonal + 1, row[i] + 1});
+    }
+  }
+  return row.back();
+}
+
+std::string Nearest(const std::string& iName) {
+  std::string nearest;
+  std::size_t least = kNear + 1;
+  for (const std::string& known : KnownVariables()) {
+    const std::size_t distance = Distance(InCapitals(iName), InCapitals(known));
+    if (distance >= least) continue;
+    least = distance;
+    nearest = known;
+  }
+  return nearest;
+}
+
+void CheckNames(const Machine& iMachine, Findings& ioFindings) {
+  const std::vector<std::string>& known = KnownVariables();
+  for (const auto& [name, value] : iMachine.mEnvironment) {
+    if (!name.starts_with(kPrefix) || std::find(known.begin(), known.end(), name) != known.end()) continue;
+    const std::string nearest = Nearest(name);
+    if (nearest.empty()) {
+      ioFindings.push_back(Note(kName, fmt::format("{}: the library knows no such variable", name)));
+      continue;
+    }
+    ioFindings.push_back(
+        Wrong(kName, fmt::format("{}: the library knows no such variable; is {} meant?", name, nearest),
+              {fmt::format("unset {}; export {}={}", name, nearest, ShellWord(value))}));
+  }
+}
+
+Finding AllIsWell(const Machine& iMachine) {
+  std::string names;
+  for (const auto& [name, value] : iMachine.mEnvironment) {
+    if (name.starts_with(kPrefix) && !value.empty()) names += (names.empty() ? "" : ", ") + name;
+  }
+  return Ok(kName, names.empty() ? "no variable of the library is set" : "understood: " + names);
+}
+
+}  // namespace
+
+const std::vector<std::string>& KnownVariables() {
+  static const std::vector<std::string> sNames = [] {
+    std::vector<std::string> names = {"MLOX_APP_DIR",          "MLOX_ASSERT",         "MLOX_DEBUG_LOG",
+                                      "MLOX_DEVICE_TYPES_DIR", "MLOX_LOOPBACK_PORTS", "MLOX_MIDI_DRIVERS",
+                                      "MLOX_PATCH_NAMES_DIR",  "MLOX_STUDIO_DB",      "MLOX_TRACE",
+                                      "MLOX_TRACE_FILE",       "MLOX_TRACE_FILES",    "MLOX_TRACE_FILE_SIZE"};
+    for (const std::string& option : StartupOptions()) names.push_back(kPrefix + option);
+    return names;
+  }();
+  return sNames;
+}
+
+std::vector<Finding> CheckEnvironment(const Machine& iMachine) {
+  Findings findings;
+  CheckDriverChoice(iMachine, findings);
+  CheckAssertMode(iMachine, findings);
+  CheckSwitches(iMachine, findings);
+  CheckTraceCategories(iMachine, findings);
+  CheckTraceNumbers(iMachine, findings);
+  CheckLog(iMachine, "MLOX_DEBUG_LOG", iMachine.mDebugLog, findings);
+  CheckLog(iMachine, "MLOX_TRACE_FILE", iMachine.mTraceFile, findings);
+  CheckApplicationFolder(iMachine, findings);
+  CheckBaseFolder(iMachine, "XDG_STATE_HOME", ".local/state", findings);
+  CheckBaseFolder(iMachine, "XDG_DATA_HOME", ".local/share", findings);
+  CheckNames(iMachine, findings);
+  if (findings.empty()) findings.push_back(AllIsWell(iMachine));
+  return findings;
+}
+
+Finding CheckTracing(const Machine& iMachine) {
+  constexpr const char* kTracing = "tracing";
+  const TracingFacts& tracing = iMachine.mTracing;
+  const std::string asked = iMachine.Variable("MLOX_TRACE");
+  if (tracing.mLibrary.empty()) {
+    if (asked.empty()) return Ok(kTracing, "no libQuilTrace.so is found: nothing is traced");
+    return Wrong(kTracing,
+                 fmt::format("{}, but no libQuilTrace.so is found, so nothing is traced",
+                             Setting("MLOX_TRACE", asked)),
+                 {"export LD_LIBRARY_PATH=/the/folder/of/libQuilTrace.so"});
+  }
+  if (!tracing.mLacking.empty()) {
+    return Wrong(kTracing,
+                 fmt::format("{} lacks {} of the entry points, {} first, so it is not used", tracing.mLibrary,
+                             tracing.mLacking.size(), tracing.mLacking.front()),
+                 {fmt::format("# put the libQuilTrace.so that belongs to this library in the place of {}",
+                              tracing.mLibrary)});
+  }
+  return Ok(kTracing, asked.empty()
+                          ? fmt::format("{} is there; MLOX_TRACE turns it on", tracing.mLibrary)
+                          : fmt::format("{} writes {}", tracing.mLibrary, Setting("MLOX_TRACE", asked)));
+}
+
+}  // namespace tool

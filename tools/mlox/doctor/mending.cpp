@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/doctor/mending.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace tool {
+
+namespace {
+
+bool IsPlain(char iCharacter) {
+  const bool isLetter = (iCharacter >= 'a' && iCharacter <= 'z') || (iCharacter >= 'A' && iCharacter <= 'Z');
+  const bool isDigit = iCharacter >= '0' && iCharacter <= '9';
+  return isLetter || isDigit || std::string_view("_@%+=:,./-").find(iCharacter) != std::string_view::npos;
+}
+
+}  // namespace
+
+std::string ShellWord(const std::string& iText) {
+  if (!iText.empty() && std::all_of(iText.begin(), iText.end(), IsPlain)) return iText;
+  std::string word = "'";
+  for (const char character : iText) {
+    if (character == '\'') {
+      word += "'\\''";
+    } else {
+      word += character;
+    }
+  }
+  return word + "'";
+}
+
+std::string UserWord(const UserFacts& iUser) {
+  return iUser.mName.empty() ? "$(id -u)" : ShellWord(iUser.mName);
+}
+
+Lines MembershipMend(const UserFacts& iUser) {
+  Lines lines;
+  if (!iUser.mHasAudioGroup) lines.emplace_back("sudo groupadd --system audio");
+  if (!iUser.mIsMember) lines.push_back("sudo usermod -aG audio " + UserWord(iUser));
+  if (!iUser.mIsMemberNow) lines.emplace_back("# then log in again");
+  return lines;
+}
+
+Lines SequencerAccessMend(const Machine& iMachine) {
+  // Whom file permissions don't stop, a container does.
+  if (iMachine.mUser.mIsRoot) return {"# start the container with --device /dev/snd"};
+  Lines lines;
+  const SequencerFacts& sequencer = iMachine.mSequencer;
+  if (sequencer.mGroup != "audio" || !sequencer.mGroupMayUse) {
+    lines.emplace_back("sudo chgrp audio /dev/snd/seq && sudo chmod g+rw /dev/snd/seq");
+  }
+  const Lines membership = MembershipMend(iMachine.mUser);
+  // The group has to be there before a file is given to it.
+  lines.insert(iMachine.mUser.mHasAudioGroup ? lines.end() : lines.begin(), membership.begin(),
+               membership.end());
+  if (lines.empty()) lines.emplace_back("# start the container with --device /dev/snd");
+  return lines;
+}
+
+Lines LimitMend(const Machine& iMachine, const std::string& iLimit) {
+  if (iMachine.mIsContainer) {
+    const std::size_t blank = iLimit.find(' ');
+    const std::string value = iLimit.substr(blank + 1);
+    return {fmt::format("# start the container with --ulimit {}={}", iLimit.substr(0, blank),
+                        value == "unlimited" ? "-1" : value)};
+  }
+  // What a group is granted doesn't reach root.
+  const bool isRoot = iMachine.mUser.mIsRoot;
+  Lines lines = {fmt::format("echo '{} - {}' | sudo tee -a /etc/security/limits.d/95-audio.conf",
+                             isRoot ? "root" : "@audio", iLimit)};
+  const Lines membership = isRoot ? Lines() : MembershipMend(iMachine.mUser);
+  lines.insert(lines.end(), membership.begin(), membership.end());
+  if (isRoot || iMachine.mUser.mIsMemberNow) lines.emplace_back("# then log in again");
+  return lines;
+}
+
+Lines PathMend(const Machine& iMachine, const PathFacts& iPath, bool iForWriting) {
+  const std::string rights =
+      std::string("u+r") + (iForWriting ? "w" : "") + (iPath.mKind == PathKind::kFolder ? "x" : "");
+  const std::string path = ShellWord(iPath.mPath);
+  if (iPath.mIsOurs) return {fmt::format("chmod {} {}", rights, path)};
+  // To read what belongs to the whole machine one need not own it.
+  if (!iForWriting) return {fmt::format("sudo chmod {} {}", "a" + rights.substr(1), path)};
+  return {fmt::format("sudo chown {0} {2} && sudo chmod {1} {2}", UserWord(iMachine.mUser), rights, path)};
+}
+
+}  // namespace tool
