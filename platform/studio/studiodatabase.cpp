@@ -4,12 +4,11 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <cerrno>
 
-#include "cmn/cmn_validateutf8string.h"
 #include "platform/studio/studioreader.h"
 #include "platform/studio/studioschema.h"
+#include "platform/studio/studiotext.h"
 #include "platform/studio/studiowriter.h"
 
 namespace {
@@ -22,19 +21,6 @@ constexpr int kBusyMilliseconds = 20;
 // No text of a studio comes near it; what claims more is damage.
 constexpr int kMostBytesOfAValue = 16 * 1024 * 1024;
 
-constexpr std::size_t kMostOfAReason = 300;
-
-// What SQLite says, as a part of one line. It may quote what it found in the file.
-std::string Plain(const char* iText) {
-  const std::string text(iText);
-  std::string plain = Cmn_ValidateUTF8String(text.substr(0, kMostOfAReason));
-  std::replace_if(
-      plain.begin(), plain.end(),
-      [](char iCharacter) { return static_cast<unsigned char>(iCharacter) < 0x20 || iCharacter == 0x7F; },
-      ' ');
-  return plain;
-}
-
 }  // namespace
 
 Platform_StudioDatabase::Platform_StudioDatabase(const std::string& iPath) : mFile(iPath) {}
@@ -42,7 +28,7 @@ Platform_StudioDatabase::Platform_StudioDatabase(const std::string& iPath) : mFi
 Platform_StudioDatabase::~Platform_StudioDatabase() { Close(); }
 
 Standing Platform_StudioDatabase::StandingOf(const SQLite::Exception& iFault) {
-  mReason = Plain(iFault.what());
+  mReason = Platform_StudioPlainText(iFault.what());
   const bool isFull = mDatabase != nullptr && (iFault.getErrorCode() & 0xFF) == SQLITE_IOERR &&
                       (sqlite3_system_errno(mDatabase->getHandle()) == ENOSPC ||
                        sqlite3_system_errno(mDatabase->getHandle()) == EDQUOT);
@@ -79,7 +65,7 @@ Standing Platform_StudioDatabase::Guarded(Step iStep) {
   } catch (const SQLite::Exception& fault) {
     return StandingOf(fault);
   } catch (const std::exception& fault) {
-    mReason = Plain(fault.what());
+    mReason = Platform_StudioPlainText(fault.what());
     return Standing::kFailed;
   }
 }

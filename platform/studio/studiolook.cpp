@@ -18,6 +18,7 @@
 #include "platform/studio/studiofile.h"
 #include "platform/studio/studioreader.h"
 #include "platform/studio/studioschema.h"
+#include "platform/studio/studiotext.h"
 
 namespace {
 
@@ -144,7 +145,7 @@ Result Read(SQLite::Database& iDatabase, Platform_StudioLook& ioLook) {
   if (isOfTheFuture) {
     return Result::kFutureVersion;
   }
-  ioLook.mReason = iDatabase.execAndGet("PRAGMA quick_check(1)").getString();
+  ioLook.mReason = Platform_StudioPlainText(iDatabase.execAndGet("PRAGMA quick_check(1)").getString());
   if (ioLook.mReason != "ok") {
     return Result::kDisordered;
   }
@@ -199,10 +200,10 @@ Platform_StudioLook Platform_LookAtStudio(const std::string& iPath) {
     look.mResult = Look(look);
   } catch (const SQLite::Exception& fault) {
     look.mResult = ResultOf(fault);
-    look.mReason = fault.what();
+    look.mReason = Platform_StudioPlainText(fault.what());
   } catch (const std::exception& fault) {
     look.mResult = Result::kFailed;
-    look.mReason = fault.what();
+    look.mReason = Platform_StudioPlainText(fault.what());
   }
   if (look.mResult == Result::kHeld) {
     look.mHolder = Holder(look.mPath).value_or(look.mHolder);

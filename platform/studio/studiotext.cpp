@@ -25,3 +25,13 @@ std::string Platform_StudioToKey(const OLECHAR* iText) {
 std::string Platform_StudioCleanText(const std::string& iText) {
   return Cmn_ValidateUTF8String(iText.substr(0, iText.find('\0')));
 }
+
+std::string Platform_StudioPlainText(const std::string& iText) {
+  constexpr std::size_t kMost = 300;
+  std::string plain = Cmn_ValidateUTF8String(iText.substr(0, kMost));
+  std::replace_if(
+      plain.begin(), plain.end(),
+      [](char iCharacter) { return static_cast<unsigned char>(iCharacter) < 0x20 || iCharacter == 0x7F; },
+      ' ');
+  return plain;
+}

@@ -18,3 +18,7 @@ std::string Platform_StudioToKey(const OLECHAR* iText);
 
 /// A text from a caller as it is kept: well-formed, up to the first zero.
 std::string Platform_StudioCleanText(const std::string& iText);
+
+/// A text of SQLite's, which may quote what it found in a file, as a part of one line: its beginning,
+/// well-formed, with blanks for control characters.
+std::string Platform_StudioPlainText(const std::string& iText);

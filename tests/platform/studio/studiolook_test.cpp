@@ -275,6 +275,17 @@ TEST_F(StudioLook, AnIndexThatDoesNotFitIsDisorder) {
   EXPECT_NE(look.mReason, "");
 }
 
+TEST_F(StudioLook, WhatAFileSaysOfItselfIsOnePlainLine) {
+  MakeFile();
+  Execute(
+      "PRAGMA writable_schema = ON; UPDATE sqlite_master SET sql = 'CREATE TABLE \"x' || char(10, 27) || "
+      "CAST(x'ff' AS TEXT)"
+      " WHERE name = 'device'");
+  const Platform_StudioLook look = Look();
+  EXPECT_EQ(look.mResult, Result::kDamaged);
+  EXPECT_EQ(look.mReason.find_first_of("\n\x1B\xFF"), std::string::npos) << look.mReason;
+}
+
 TEST_F(StudioLook, WhoHoldsItForASecondIsNamed) {
   MakeFile();
   SQLite::Database holder(mPath, SQLite::OPEN_READWRITE, 0);
