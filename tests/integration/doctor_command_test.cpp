@@ -105,6 +105,13 @@ TEST_F(DoctorCommand, PeopleGetLinesThatFitTheirTerminal) {
   }
 }
 
+TEST_F(DoctorCommand, StandsInTheManualPageAndInTheCompletions) {
+  EXPECT_THAT(Mlox("reference man").mOutput, HasSubstr("mlox doctor [OPTIONS]"));
+  for (const char* const shell : {"bash", "zsh"}) {
+    EXPECT_THAT(Mlox(std::string("reference ") + shell).mOutput, HasSubstr("'mlox doctor')")) << shell;
+  }
+}
+
 TEST_F(DoctorCommand, TakesNoOtherWords) {
   const Result result = Ask("nonsense");
   EXPECT_EQ(result.mStatus, 2);
