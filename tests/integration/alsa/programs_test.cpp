@@ -12,6 +12,7 @@ constexpr char kThrough[] = "Midi Through";
 class AlsaPrograms : public Test_AlsaRoot {};
 
 TEST_F(AlsaPrograms, AseqdumpShowsWhatAnOutputPlays) {
+  ASSERT_TRUE(IsGone("aseqdump"));
   Test_Program dump("stdbuf -oL aseqdump > /tmp/dump.txt 2>&1");
   IDirectMusicPort* const output = Open("aseqdump", false);
   ASSERT_NE(output, nullptr);
@@ -48,6 +49,8 @@ TEST_F(AlsaPrograms, AseqdumpShowsWhatAnOutputPlays) {
 }
 
 TEST_F(AlsaPrograms, AseqdumpShows64KilobytesOfSystemExclusiveByteForByte) {
+  // Of a test before this one: what has ended is told a little later.
+  ASSERT_TRUE(IsGone("aseqdump"));
   Test_Program dump("stdbuf -oL aseqdump > /tmp/sysex.txt 2>&1");
   IDirectMusicPort* const output = Open("aseqdump", false);
   ASSERT_NE(output, nullptr);
