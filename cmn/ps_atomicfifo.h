@@ -147,6 +147,7 @@ class alignas(64) PSAtomicFifo {
     constexpr std::uintptr_t kAhead = 6;
     const auto next = reinterpret_cast<std::uintptr_t>(iNextP);
     const std::uintptr_t step = next - reinterpret_cast<std::uintptr_t>(iElementP);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address that is fetched and never read through
     __builtin_prefetch(reinterpret_cast<const void*>(next + kAhead * step));
   }
 

@@ -58,6 +58,7 @@ std::vector<RegisteredIDs> Registry::InOrder() const {
   std::map<std::uint64_t, RegisteredIDs> records;
   for (const auto& [id, record] : mRecords) records[record.mOrder] = {id, record.mIDs};
   std::vector<RegisteredIDs> list;
+  list.reserve(records.size());
   for (const auto& entry : records) list.push_back(entry.second);
   return list;
 }
