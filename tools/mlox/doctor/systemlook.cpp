@@ -96,7 +96,7 @@ std::string PathOfLoaded(void* iLibraryP) {
 bool IsInPath(const std::string& iRoot, const std::string& iSearchPath, const std::string& iProgram) {
   std::istringstream folders(iSearchPath);
   for (std::string folder; std::getline(folders, folder, ':');) {
-    const std::string path = iRoot + folder + "/" + iProgram;
+    const std::string path = (fs::path(iRoot + folder) / iProgram).string();
     if (LookAtPath(path).mKind == PathKind::kFile && ::access(path.c_str(), X_OK) == 0) return true;
   }
   return false;
