@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <set>
+#include <string_view>
 
 #include "tests/support/test_paths.h"
 #include "tests/tools/doctor/good_machine.h"
@@ -151,19 +151,25 @@ TEST_F(EnvironmentChecks, SeveralFaultsAreSeveralFindings) {
 }
 
 // Each text "MLOX_..." in the sources of the library and its tracing library is the name of a variable.
+void AddQuotedVariables(std::string_view iText, std::set<std::string>& ioNames) {
+  constexpr std::string_view kBegin = "\"MLOX_";
+  constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ_";
+  for (auto at = iText.find(kBegin); at != std::string_view::npos; at = iText.find(kBegin, at + 1)) {
+    const auto end = iText.find_first_not_of(kLetters, at + 1);
+    const bool isName = end != std::string_view::npos && iText[end] == '"' && end > at + kBegin.size();
+    if (isName) ioNames.emplace(iText.substr(at + 1, end - at - 1));
+  }
+}
+
 TEST(EnvironmentVariables, AllThatTheSourcesReadAreKnown) {
   namespace fs = std::filesystem;
   std::set<std::string> read;
-  const std::regex name("\"(MLOX_[A-Z][A-Z_]*)\"");
   for (const char* const room : {"cmn", "diagnostics", "mdid", "mdi", "midixml", "mlox", "platform"}) {
     for (const fs::directory_entry& entry :
          fs::recursive_directory_iterator(Test_SourceRoot() + "/" + room)) {
       if (entry.path().extension() != ".cpp") continue;
       std::ifstream file(entry.path());
-      const std::string text{std::istreambuf_iterator<char>(file), {}};
-      for (std::sregex_iterator match(text.begin(), text.end(), name), end; match != end; ++match) {
-        read.insert((*match)[1].str());
-      }
+      AddQuotedVariables(std::string{std::istreambuf_iterator<char>(file), {}}, read);
     }
   }
   Names known;
