@@ -196,3 +196,19 @@ int pthread_cond_wait(pthread_cond_t* iConditionP, pthread_mutex_t* iMutexP) {
 }
 
 }  // extern "C"
+
+namespace {
+
+// Before there is a second thread: a look-up takes the loader's lock, which a thread that unloads a library
+// holds while it waits for that library's own thread to end, perhaps at its first mutex.
+[[gnu::constructor]] void LookUpLocks() {
+  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+  pthread_mutex_lock(&mutex);
+  pthread_mutex_unlock(&mutex);
+  if (pthread_mutex_trylock(&mutex) == 0) pthread_mutex_unlock(&mutex);
+  pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+  pthread_cond_signal(&condition);
+  pthread_cond_broadcast(&condition);
+}
+
+}  // namespace
