@@ -82,7 +82,7 @@ Lines PathMend(const Machine& iMachine, const PathFacts& iPath, bool iForWriting
   const std::string path = ShellWord(iPath.mPath);
   if (iPath.mIsOurs) return {fmt::format("chmod {} {}", rights, path)};
   // To read what belongs to the whole machine one need not own it.
-  if (!iForWriting) return {fmt::format("sudo chmod {} {}", "a" + rights.substr(1), path)};
+  if (!iForWriting) return {fmt::format("sudo chmod a{} {}", rights.substr(1), path)};
   return {fmt::format("sudo chown {0} {2} && sudo chmod {1} {2}", UserWord(iMachine.mUser), rights, path)};
 }
 
