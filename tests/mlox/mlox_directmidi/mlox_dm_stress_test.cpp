@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Writers that never pause and a reader, while the main thread does to the nodes whatever it may, at random
 // moments.
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -229,7 +231,7 @@ struct Action {
 };
 
 TEST_F(Mlox_DM_StressTest,
-       WritersThatNeverPauseMeetStopsRenamesDeliveriesAndNodesThatComeAndGoWithNoReportButOne) {
+       WritersThatNeverPauseMeetStopsRenamesDeliveriesAndNodesThatComeAndGoWithNoReportButTwo) {
   Action actions[] = {
       {"stop playback", [](int) { Manager().StopServicesPlayback(); }},
       {"rename", [this](int iNode) { Rename(mPlugIns[iNode]); }},
@@ -265,9 +267,13 @@ TEST_F(Mlox_DM_StressTest,
   std::cout << mWritten << " written, " << mPulled << " pulled, " << direct << " delivered directly\n";
   EXPECT_GT(mPulled, 0);
   EXPECT_GT(direct, 0);
-  // All of this is normal use. A stop that meets a pull clears the heads under it, which the pull reports.
-  for (const auto& report : recorder.Reports())
-    EXPECT_EQ(report.mText, "it != end(mQueueHeads)") << report.mSource << " line " << report.mLine;
+  // All of this is normal use. A stop that meets a pull clears the heads under it, which the pull reports. A
+  // pull that meets a stop gets null, which the reader takes for the block's end: where it lets its queue go
+  // before the next pull, the queue dies among timed events, and says that immediate ones were left.
+  for (const auto& report : recorder.Reports()) {
+    EXPECT_THAT(report.mText, testing::AnyOf("it != end(mQueueHeads)", "!eventQueueImmediateJunk"))
+        << report.mSource << " line " << report.mLine;
+  }
 }
 
 }  // namespace
