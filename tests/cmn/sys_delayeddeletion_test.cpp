@@ -249,6 +249,49 @@ TEST_F(Sys_DelayedDeletionTest, APassInTheMiddleOfAReleaseSparesTheObject) {
   EXPECT_EQ(mDead, 1);
 }
 
+// A pass asks for the time after it has looked who is inside, and before it looks at the objects.
+std::atomic<bool> sPassHasLooked{false};
+std::atomic<bool> sMayPassGoOn{false};
+
+std::int64_t NowOfAPassThatWaits() {
+  if (!sPassHasLooked.exchange(true)) {
+    while (!sMayPassGoOn) std::this_thread::yield();
+  }
+  return sNow;
+}
+
+TEST_F(Sys_DelayedDeletionTest, AReleaseThatBeginsInTheMiddleOfAPassSparesTheObject) {
+  std::atomic<bool> isPassOver{false};
+  int releases = 0;
+  auto* objectP = new Watched(&mDead, [&] {
+    if (++releases == 1) return;
+    sMayPassGoOn = true;
+    while (!isPassOver) std::this_thread::yield();
+    EXPECT_EQ(mDead, 0) << "while its release is inside it";
+  });
+  objectP->AddReference();
+  objectP->RemoveReference();
+  sNow += 2 * kSecond;
+  objectP->AddReference();  // taken back; no pass has been since
+  sPassHasLooked = false;
+  sMayPassGoOn = false;
+  std::thread releaser([objectP] {
+    while (!sPassHasLooked) std::this_thread::yield();
+    objectP->RemoveReference();
+  });
+  Sys_Clock::SetSourceForTest(&NowOfAPassThatWaits);
+  const std::size_t deleted = Sys_DelayedDeletion::RunPass();
+  isPassOver = true;
+  releaser.join();
+  Sys_Clock::SetSourceForTest(&Now);
+  EXPECT_EQ(deleted, 0u);
+  EXPECT_EQ(releases, 2);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 1u);
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
+}
+
 TEST_F(Sys_DelayedDeletionTest, AnObjectWithoutACountIsDeletedToo) {
   Sys_DelayedDeletion::Retire(new Plain(&mDead));
   sNow += kSecond;
