@@ -206,6 +206,10 @@ void Mdie_Event::LongSysexDestruct() {
   FreeBlock(mU.mLongSysex.mBlockP);
 }
 
+void Mdie_Event::CountBlockAsAbandoned() const {
+  if (mU.mBase.mType == kLongSysex) Mem2_MasterAllocator::Shared().CountAbandoned(1);
+}
+
 // ---- Mdie_SysexEvent ----
 
 Mdie_SysexEvent::Mdie_SysexEvent(int iLength, const unsigned char* iData) {

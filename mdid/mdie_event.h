@@ -103,6 +103,10 @@ class MLOX_EXPORT Mdie_Event {
     if (mU.mBase.mType == kLongSysex) LongSysexDestruct();
   }
 
+  /// Says of an event that will never be destroyed that its block is lost: the shared pool counts the block
+  /// of a long sysex as dropped. Does nothing for any other tag. [any] Wait-free.
+  void CountBlockAsAbandoned() const;
+
   /// The tag.
   EType GetType() const { return mU.mBase.mType; }
 

@@ -75,7 +75,7 @@ Mlox_DM_BufferedDelivery::~Mlox_DM_BufferedDelivery() {
   const SPSAtomicElementBase* const junk = mEventQueueImmediate->TakeAll();
   CMN_ASSERT_FROM(kAssertSource, junk == nullptr, "!eventQueueImmediateJunk");
   for (const SPSAtomicElementBase* leftP = junk; leftP != nullptr; leftP = leftP->GetNextInChain()) {
-    mAllocatorP->CountAbandoned(1);
+    CountAsAbandoned(*static_cast<const Mlox_DM_QueuedEvent*>(leftP));
   }
   mEventQueueImmediate.reset();
   mEventQueueTimestamped.reset();
@@ -132,16 +132,22 @@ void Mlox_DM_BufferedDelivery::WriteEvent(const Mdie_Timestamp& iTimestamp, cons
     mEventQueueImmediate->Push(elementP);
     return;
   }
-  mEventQueueTimestamped->AddEvent(elementP, FindQueueTimestampedIndex(iContext));
+  mEventQueueTimestamped->AddEvent(elementP, FindQueueTimestampedIndex(iContext, *elementP));
 }
 
-int32_t Mlox_DM_BufferedDelivery::FindQueueTimestampedIndex(const Mlox_OutputContextRef& iContext) {
+int32_t Mlox_DM_BufferedDelivery::FindQueueTimestampedIndex(const Mlox_OutputContextRef& iContext,
+                                                            const Mlox_DM_QueuedEvent& iEvent) {
   const auto it = std::find(mOutputContexts.begin(), mOutputContexts.end(), iContext);
   // The event of such a write is not queued and its block is not freed. The context that isn't known says
   // that the writer is wrong about the order of its stream, and nothing here can put that right.
-  if (it == mOutputContexts.end()) mAllocatorP->CountAbandoned(1);
+  if (it == mOutputContexts.end()) CountAsAbandoned(iEvent);
   CMN_TRACEASSERT(kAssertSource, it != mOutputContexts.end(), "it != mOutputContexts.end()");
   return static_cast<int32_t>(it - mOutputContexts.begin());
+}
+
+void Mlox_DM_BufferedDelivery::CountAsAbandoned(const Mlox_DM_QueuedEvent& iEvent) {
+  iEvent.mTimedEvent.mEvent.CountBlockAsAbandoned();
+  mAllocatorP->CountAbandoned(1);
 }
 
 void Mlox_DM_BufferedDelivery::ClearQueues() { Clear(EClear::kWhilePlaying); }
@@ -239,7 +245,7 @@ bool Mlox_DM_BufferedDelivery::StampForBlock(int64_t iStartSample, int64_t iEndS
 // and so its remaining messages and its block are lost: the transport jumped back between two messages of one
 // event.
 void Mlox_DM_BufferedDelivery::PutPeekEventBack() {
-  if (mPeekMessageIndex > 0 && mPeekEventIsOurs) mAllocatorP->CountAbandoned(1);
+  if (mPeekMessageIndex > 0 && mPeekEventIsOurs) CountAsAbandoned(*mPeekEventP);
   mPeekingImmediate = true;
   mPeekEventP = nullptr;
   mPeekEventIsOurs = true;

@@ -42,7 +42,9 @@ class MLOX_EXPORT Mlox_DM_BufferedDelivery final : public IDirectMIDIBufferedDel
                            std::vector<Mlox_OutputContextRef> iOutputContexts,
                            Cmn_AliasedRefCountPtr<Mlox_DM_DeliveryState> iState = nullptr);
 
-  /// Clears the queues. Reports a message that is still held, and events that a writer left meanwhile.
+  /// Clears the queues. Reports a message that is still held, and immediate events that the clear left: those
+  /// that wait while the last pull stood among timed events, and those that a writer adds meanwhile. They
+  /// stay allocated.
   ~Mlox_DM_BufferedDelivery() override;
 
   Mlox_DM_BufferedDelivery(const Mlox_DM_BufferedDelivery&) = delete;
@@ -63,7 +65,9 @@ class MLOX_EXPORT Mlox_DM_BufferedDelivery final : public IDirectMIDIBufferedDel
 
   /// Frees what is queued up to sample 262142 and drops all timed events behind that, which stay allocated.
   /// When another thread is in a pull, or the plug-in holds a message, it drops the timed events alone, and
-  /// the immediate ones survive. [any]
+  /// the immediate ones survive. They survive as well where the last pull stood among timed events: the clear
+  /// goes on from there and ends with them. Of a stream that a pull is just putting in order, what that pull
+  /// has in hand stays. [any]
   void ClearQueues();
 
   /// [main] The owner dies before this delivery.
@@ -80,7 +84,9 @@ class MLOX_EXPORT Mlox_DM_BufferedDelivery final : public IDirectMIDIBufferedDel
   void ReclaimMemory() override;
   int32_t InternalQueryInterface(const _qcfUID& iUID, void** oResultP) override;
 
-  int32_t FindQueueTimestampedIndex(const Mlox_OutputContextRef& iContext);
+  int32_t FindQueueTimestampedIndex(const Mlox_OutputContextRef& iContext, const Mlox_DM_QueuedEvent& iEvent);
+  // An event that will never be destroyed: its block, and that of a long sysex, which is another pool's.
+  void CountAsAbandoned(const Mlox_DM_QueuedEvent& iEvent);
   IDirectMIDIMessage* GetNextMessageInSampleRangeSafe(int64_t iStartSample, int64_t iEndSample);
   bool SettleOnEvent();
   bool StampForBlock(int64_t iStartSample, int64_t iEndSample);

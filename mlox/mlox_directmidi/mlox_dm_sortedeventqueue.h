@@ -32,9 +32,10 @@ class MLOX_EXPORT Mlox_DM_SortedEventQueue {
   /// [any] Any number of writers at once. Lock-free; never allocates.
   virtual void AddEvent(Mlox_DM_QueuedEvent* inElement, int32_t inQueueIndex) = 0;
 
-  /// Forgets all heads and empties all streams. The events are given back to nobody: they stay allocated.
-  /// Returns how many they were.
-  /// [any] Also while another thread is in PeekNextEvent, which then may still return an event dropped here.
+  /// Forgets all heads and empties all streams. The events are given back to nobody: they stay allocated, and
+  /// the blocks of long sysexes among them are counted as dropped. Returns how many events they were.
+  /// [any] Also while the reader is inside: PeekNextEvent then may still return an event dropped here, and
+  /// what the reader is just putting in order stays.
   virtual int32_t ClearEvents() = 0;
 };
 

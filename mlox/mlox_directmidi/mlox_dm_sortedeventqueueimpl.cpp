@@ -21,9 +21,13 @@ std::size_t CheckedCount(std::size_t iQueueCount) {
   return iQueueCount;
 }
 
-int32_t CountElements(const SPSAtomicElementBase* iChainP) {
+// Of events that no queue holds any more and nobody will destroy.
+int32_t CountDropped(const SPSAtomicElementBase* iChainP) {
   int32_t count = 0;
-  for (; iChainP != nullptr; iChainP = iChainP->GetNextInChain()) ++count;
+  for (; iChainP != nullptr; iChainP = iChainP->GetNextInChain()) {
+    static_cast<const Mlox_DM_QueuedEvent*>(iChainP)->mTimedEvent.mEvent.CountBlockAsAbandoned();
+    ++count;
+  }
   return count;
 }
 
@@ -89,7 +93,8 @@ Mlox_DM_QueuedEvent* Mlox_DM_SortedEventQueueImpl::RefillHead(std::size_t iIndex
   if (Mlox_DM_QueuedEvent* const waitingP = head.load(std::memory_order_relaxed)) return waitingP;
   auto* const poppedP = static_cast<Mlox_DM_QueuedEvent*>(mEventQueues[iIndex]->Pop());
   if (poppedP == nullptr) return nullptr;
-  head.store(poppedP, std::memory_order_relaxed);
+  // Released for a clear on another thread, which asks the event that it takes away what it holds.
+  head.store(poppedP, std::memory_order_release);
   PrefetchBehind(*poppedP);
   return poppedP;
 }
@@ -127,8 +132,11 @@ int32_t Mlox_DM_SortedEventQueueImpl::ClearEvents() {
   // the reader had a look at one cannot be known here.
   int32_t dropped = 0;
   for (std::size_t i = 0; i < mEventQueues.size(); ++i) {
-    if (mQueueHeads[i].mEventP.exchange(nullptr, std::memory_order_relaxed) != nullptr) ++dropped;
-    dropped += CountElements(mEventQueues[i]->TakeAll());
+    if (const auto* const headP = mQueueHeads[i].mEventP.exchange(nullptr, std::memory_order_acquire)) {
+      headP->mTimedEvent.mEvent.CountBlockAsAbandoned();
+      ++dropped;
+    }
+    dropped += CountDropped(mEventQueues[i]->TakeAll());
   }
   return dropped;
 }
