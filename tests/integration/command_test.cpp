@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 
 #include "tests/integration/command_fixture.h"
@@ -195,6 +196,7 @@ TEST_F(Command, RenderSaysWhatItLeftOut) {
   EXPECT_EQ(result.mStatus, 0);
   EXPECT_EQ(result.mError,
             "mlox: note: song.mid: 1 system exclusive messages without an end were left out\n");
+  EXPECT_EQ(Shell("$MLOX render song.mid out.wav 2>/dev/full").mStatus, 0);
 }
 
 TEST_F(Command, RenderReplacesAnOlderOutput) {
@@ -289,6 +291,39 @@ TEST_F(Command, AnInterruptedRenderingLeavesNothing) {
 TEST_F(Command, StandardOutputThatCannotBeWritten) {
   const Result result = Shell("$MLOX " + kShortRender + "--json >/dev/full");
   ExpectFault(result, 1, "mlox: standard output: cannot write: No space left on device");
+}
+
+TEST_F(Command, AStandardOutputThatIsClosedIsAFault) {
+  for (const char* const command : {"--version", "--help", "list", "names scan . --json"}) {
+    ExpectFault(
+        Shell(std::string("MLOX_MIDI_DRIVERS=loopback MLOX_STUDIO_DB=$PWD/s.db $MLOX ") + command + " >&-"),
+        1, "mlox: standard output: cannot write: Bad file descriptor");
+  }
+}
+
+TEST_F(Command, AFaultThatCannotBeToldKeepsItsStatus) {
+  const std::string setting = "export MLOX_MIDI_DRIVERS=loopback MLOX_STUDIO_DB=$PWD/s.db; ";
+  for (const char* const streams : {" 2>/dev/full", " 2>&-", " <&- 2>&-"}) {
+    const auto statusOf = [&](const std::string& iCommand) {
+      return Shell(setting + "$MLOX " + iCommand + streams).mStatus;
+    };
+    EXPECT_EQ(statusOf("send nosuch 90 3c 64"), 1) << streams;
+    EXPECT_EQ(statusOf("list --nonsense"), 2) << streams;
+    EXPECT_EQ(statusOf("--assertions list"), 0) << streams;
+    EXPECT_EQ(statusOf("--assertions send nosuch 90 3c 64"), 1) << streams;
+    EXPECT_EQ(statusOf("list >&-"), 1) << streams;
+  }
+}
+
+TEST_F(Command, NoLineOfAHelpTextIsLongerThanAPage) {
+  for (const char* const command : {"render", "list", "monitor", "send", "play", "watch", "latency",
+                                    "names patches", "studio wire", "doctor"}) {
+    const Result help = Mlox(std::string(command) + " --help");
+    EXPECT_EQ(help.mStatus, 0) << command;
+    std::istringstream lines(help.mOutput);
+    for (std::string line; std::getline(lines, line);)
+      EXPECT_LE(line.size(), 120u) << command << ": " << line;
+  }
 }
 
 // ---- bad usage ----

@@ -26,7 +26,14 @@ class Terminal {
     EXPECT_EQ(::unlockpt(mOtherEnd), 0);
     mFile.reset(std::fopen(::ptsname(mOtherEnd), "w"));
   }
-  ~Terminal() { ::close(mOtherEnd); }
+  ~Terminal() { HangUp(); }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  void HangUp() {
+    if (mOtherEnd >= 0) ::close(mOtherEnd);
+    mOtherEnd = -1;
+  }
 
   std::FILE* Stream() const { return mFile.get(); }
 
@@ -55,6 +62,18 @@ TEST(ProgressBar, DrawsOnATerminalAndWipesTheLineAtTheEnd) {
     EXPECT_EQ(terminal.Take(), "\r[........................................]   0 %");
   }
   EXPECT_EQ(terminal.Take(), "\r\x1b[K");
+}
+
+TEST(ProgressBar, ATerminalThatHasGoneEndsNothing) {
+  Terminal terminal;
+  ASSERT_NE(terminal.Stream(), nullptr);
+  // As standard error is.
+  ASSERT_EQ(std::setvbuf(terminal.Stream(), nullptr, _IONBF, 0), 0);
+  ProgressBar bar(terminal.Stream());
+  bar.Show(0.5);
+  terminal.HangUp();
+  EXPECT_NO_THROW(bar.Show(0.6));
+  EXPECT_NE(std::ferror(terminal.Stream()), 0);
 }
 
 TEST(ProgressBar, DrawsNothingElsewhere) {

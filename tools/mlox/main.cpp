@@ -24,6 +24,7 @@
 #include "tools/mlox/ports/studio_command.h"
 #include "tools/mlox/reference/reference_command.h"
 #include "tools/mlox/render/render_command.h"
+#include "tools/mlox/standardstreams.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
 
@@ -51,7 +52,7 @@ void RegisterAll(CLI::App& iApp) {
 int Fail(int iStatus, const std::string& iText) {
   // What was printed before comes before it, also where both streams go into one pipe.
   static_cast<void>(std::fflush(stdout));
-  fmt::print(stderr, "mlox: {}\n", tool::ForTerminal(iText));
+  tool::PrintError(fmt::format("mlox: {}\n", tool::ForTerminal(iText)));
   return iStatus;
 }
 
@@ -99,12 +100,13 @@ int RunGuarded(int iCount, char** iArguments, bool& oWantsAssertions) {
 /// What real-time threads have left is printed first, as it would be at exit.
 void PrintAssertions() {
   Cmn_Assert::Drain();
-  fmt::print(stderr, "{}", tool::AssertionTableOfThisRun());
+  tool::PrintError(tool::AssertionTableOfThisRun());
 }
 
 }  // namespace
 
 int main(int iCount, char** iArguments) {
+  tool::FillStandardStreams();
   bool wantsAssertions = false;
   const int status = RunGuarded(iCount, iArguments, wantsAssertions);
   if (wantsAssertions) PrintAssertions();

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "tools/mlox/standardstreams.h"
+
 namespace tool {
 
 ProgressBar::ProgressBar(std::FILE* iStreamP)
@@ -13,8 +15,7 @@ ProgressBar::ProgressBar(std::FILE* iStreamP)
 
 ProgressBar::~ProgressBar() {
   if (mShownPercent >= 0) {
-    fmt::print(mStreamP, "\r\x1b[K");
-    std::fflush(mStreamP);
+    PrintAnyway(mStreamP, "\r\x1b[K");
   }
 }
 
@@ -26,8 +27,7 @@ void ProgressBar::Show(double iFraction) {
   mShownPercent = percent;
   constexpr int kWidth = 40;
   const int filled = percent * kWidth / 100;
-  fmt::print(mStreamP, "\r[{:#<{}}{:.<{}}] {:3} %", "", filled, "", kWidth - filled, percent);
-  std::fflush(mStreamP);
+  PrintAnyway(mStreamP, fmt::format("\r[{:#<{}}{:.<{}}] {:3} %", "", filled, "", kWidth - filled, percent));
 }
 
 }  // namespace tool

@@ -17,7 +17,8 @@ namespace {
 
 constexpr const char* kNaming = R"(
 An OUTPUT or INPUT is named by its exact name, by the beginning of its name if no other begins so, by its id as
-`mlox list` shows it, or as id:N by one of its integers there, which hold until a port comes or goes. MLOX_MIDI_DRIVERS (alsa, jack, loopback; comma between) chooses where ports come from.)";
+`mlox list` shows it, or as id:N by one of its integers there, which hold until a port comes or goes.
+MLOX_MIDI_DRIVERS (alsa, jack, loopback; comma between) chooses where ports come from.)";
 
 void RegisterList(CLI::App& iApp) {
   auto request = std::make_shared<ListRequest>();

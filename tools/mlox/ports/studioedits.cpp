@@ -13,6 +13,7 @@
 #include "platform/studio/studiomanagement.h"
 #include "tools/mlox/ports/portdirectory.h"
 #include "tools/mlox/ports/portnames.h"
+#include "tools/mlox/standardstreams.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
 #include "tools/mlox/treewriter.h"
@@ -316,7 +317,7 @@ void StudioShow(bool iJson) {
   const Studio studio;
   const std::vector<Platform_StudioEntry> entries = studio.Get().Entries();
   const std::string trouble = studio.Get().Trouble();
-  if (!trouble.empty()) fmt::print(stderr, "mlox: {}\n", trouble);
+  if (!trouble.empty()) PrintError(fmt::format("mlox: {}\n", trouble));
   if (iJson) {
     JsonWriter json;
     json.BeginList();

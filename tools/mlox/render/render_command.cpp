@@ -20,6 +20,7 @@
 #include "tools/mlox/render/timeline.h"
 #include "tools/mlox/render/wavfile.h"
 #include "tools/mlox/song/songreader.h"
+#include "tools/mlox/standardstreams.h"
 #include "tools/mlox/tool_error.h"
 
 namespace tool {
@@ -114,7 +115,7 @@ void RunCommand(const RenderRequest& iRequest) {
     });
   }();
   for (const std::string& note : outcome.mNotes) {
-    fmt::print(stderr, "mlox: note: {}: {}\n", iRequest.mSong, note);
+    PrintError(fmt::format("mlox: note: {}: {}\n", iRequest.mSong, note));
   }
   fmt::print("{}", iRequest.mIsJson ? ToJson(outcome.mFigures) : ToText(outcome.mFigures));
 }
