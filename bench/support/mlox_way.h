@@ -28,10 +28,19 @@ inline constexpr int64_t kBench_BlockSamples = 64;
 struct Bench_Read {
   uint64_t mCount = 0;
   uint64_t mSum = 0;
+  int64_t mLastTime = 0;
+  bool mIsInOrder = true;  // of time
 
-  void Add(int64_t iTime, const signed char* iBytes) {
+  void Add(int64_t iTime, const signed char* iBytes) { Add(iTime, static_cast<unsigned char>(iBytes[1])); }
+  void Add(int64_t iTime, unsigned char iPitch) {
     ++mCount;
-    mSum += static_cast<uint64_t>(iTime) * 31 + static_cast<unsigned char>(iBytes[1]);
+    mSum += static_cast<uint64_t>(iTime) * 31 + iPitch;
+    mIsInOrder = mIsInOrder && iTime >= mLastTime;
+    mLastTime = iTime;
+  }
+  /// Whether the same notes were read as those that iWritten counts, in order of time.
+  bool IsAllOf(const Bench_Read& iWritten) const {
+    return mCount == iWritten.mCount && mSum == iWritten.mSum && mIsInOrder;
   }
 };
 

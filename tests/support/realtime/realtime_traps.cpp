@@ -177,16 +177,33 @@ TEST_TRAP_LOCK(pthread_mutex_trylock, pthread_mutex_t)
 TEST_TRAP_LOCK(pthread_mutex_unlock, pthread_mutex_t)
 TEST_TRAP_LOCK(pthread_rwlock_rdlock, pthread_rwlock_t)
 TEST_TRAP_LOCK(pthread_rwlock_wrlock, pthread_rwlock_t)
+TEST_TRAP_LOCK(pthread_rwlock_tryrdlock, pthread_rwlock_t)
+TEST_TRAP_LOCK(pthread_rwlock_trywrlock, pthread_rwlock_t)
 TEST_TRAP_LOCK(pthread_rwlock_unlock, pthread_rwlock_t)
 TEST_TRAP_LOCK(pthread_cond_signal, pthread_cond_t)
 TEST_TRAP_LOCK(pthread_cond_broadcast, pthread_cond_t)
 TEST_TRAP_LOCK(sem_wait, sem_t)
+TEST_TRAP_LOCK(sem_trywait, sem_t)
 TEST_TRAP_LOCK(sem_post, sem_t)
 
 int pthread_spin_lock(pthread_spinlock_t* iLockP) {
   static auto* const sNext = Next<int (*)(pthread_spinlock_t*)>("pthread_spin_lock");
   NoteLock();
   return sNext(iLockP);
+}
+
+// What the standard library's timed mutex waits with.
+int pthread_mutex_clocklock(pthread_mutex_t* iMutexP, clockid_t iClock, const timespec* iUntilP) {
+  static auto* const sNext =
+      Next<int (*)(pthread_mutex_t*, clockid_t, const timespec*)>("pthread_mutex_clocklock");
+  NoteLock();
+  return sNext(iMutexP, iClock, iUntilP);
+}
+
+int pthread_mutex_timedlock(pthread_mutex_t* iMutexP, const timespec* iUntilP) {
+  static auto* const sNext = Next<int (*)(pthread_mutex_t*, const timespec*)>("pthread_mutex_timedlock");
+  NoteLock();
+  return sNext(iMutexP, iUntilP);
 }
 
 int pthread_cond_wait(pthread_cond_t* iConditionP, pthread_mutex_t* iMutexP) {

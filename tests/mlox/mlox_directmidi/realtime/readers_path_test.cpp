@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The plug-in's audio thread takes no memory and no lock, and doesn't enter the system, whatever it pulls.
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/syscall.h>
@@ -9,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -71,8 +73,13 @@ TEST(RealtimeTrapsTest, PlantedCallsOfTheMallocFamilyAreCaught) {
               std::free(sKept);
               sKept = std::aligned_alloc(64, 64);
               std::free(sKept);
+              sKept = memalign(64, 64);
+              std::free(sKept);
+              void* alignedP = nullptr;
+              if (posix_memalign(&alignedP, 64, 64) == 0) std::free(alignedP);
+              sKept = nullptr;
             }).mAllocations,
-            7u);
+            11u);
 }
 
 TEST(RealtimeTrapsTest, APlantedAlignedNewIsCaught) {
@@ -111,6 +118,39 @@ TEST(RealtimeTrapsTest, PlantedLocksAreCaught) {
   EXPECT_EQ(CatchHere([&] { sem_wait(&semaphore); }).mLocks, 1u);
   pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
   EXPECT_EQ(CatchHere([&] { pthread_cond_signal(&condition); }).mLocks, 1u);
+  EXPECT_EQ(CatchHere([&] { pthread_cond_broadcast(&condition); }).mLocks, 1u);
+  EXPECT_EQ(CatchHere([&] { sem_post(&semaphore); }).mLocks, 1u);
+  EXPECT_EQ(CatchHere([&] { sem_trywait(&semaphore); }).mLocks, 1u);
+  EXPECT_EQ(CatchHere([&] {
+              if (shared.try_lock()) shared.unlock();
+              if (shared.try_lock_shared()) shared.unlock_shared();
+            }).mLocks,
+            4u);
+  std::timed_mutex timed;
+  EXPECT_EQ(CatchHere([&] {
+              if (timed.try_lock_for(std::chrono::seconds(1))) timed.unlock();
+            }).mLocks,
+            2u);
+}
+
+TEST(RealtimeTrapsTest, APlantedWaitForAConditionIsCaught) {
+  std::mutex mutex;
+  std::condition_variable condition;
+  bool isDone = false;
+  std::thread signaller;
+  {
+    std::unique_lock lock(mutex);
+    signaller = std::thread([&] {
+      const std::lock_guard waiting(mutex);
+      isDone = true;
+      condition.notify_one();
+    });
+    EXPECT_GE(CatchHere([&] {
+                while (!isDone) condition.wait(lock);
+              }).mLocks,
+              1u);
+  }
+  signaller.join();
 }
 
 TEST(RealtimeTrapsTest, APlantedSystemCallIsCaughtAndRefused) {
