@@ -293,6 +293,15 @@ TEST_F(Command, StandardOutputThatCannotBeWritten) {
   ExpectFault(result, 1, "mlox: standard output: cannot write: No space left on device");
 }
 
+TEST_F(Command, NamesOfFilesThatAreNoUtf8AreStillJson) {
+  mFolder.MakeFile("names/\xFF.midnam");
+  const Result result = Mlox("names scan names --json");
+  EXPECT_EQ(result.mStatus, 0);
+  const nlohmann::json answer = nlohmann::json::parse(result.mOutput);
+  EXPECT_EQ(answer["count"], 1);
+  EXPECT_THAT(answer["names"][0].get<std::string>(), HasSubstr("\xEF\xBF\xBD"));
+}
+
 TEST_F(Command, AStandardOutputThatIsClosedIsAFault) {
   for (const char* const command : {"--version", "--help", "list", "names scan . --json"}) {
     ExpectFault(

@@ -112,6 +112,14 @@ TEST_F(DoctorCommand, StandsInTheManualPageAndInTheCompletions) {
   }
 }
 
+TEST_F(DoctorCommand, AnswersInJsonWhateverBytesAPathHas) {
+  const std::string setting = "export MLOX_STUDIO_DB=\"$PWD/$(printf '\\377').db\"";
+  const json studio = Find(AskJson(setting), "studio");
+  EXPECT_THAT(studio["seen"].get<std::string>(), HasSubstr("/\xEF\xBF\xBD.db: not there yet"));
+  const json folder = Find(AskJson("export MLOX_PATCH_NAMES_DIR=\"$PWD/$(printf '\\377')\""), "patch_names");
+  EXPECT_THAT(folder["mend"], ElementsAre(fmt::format("mkdir -p $'{}/\\xff'", mFolder.Path())));
+}
+
 TEST_F(DoctorCommand, TakesNoOtherWords) {
   const Result result = Ask("nonsense");
   EXPECT_EQ(result.mStatus, 2);

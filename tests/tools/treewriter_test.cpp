@@ -33,8 +33,8 @@ std::string JsonOf(float iValue) {
   return writer.GetText();
 }
 
-std::string JsonOf(std::string_view iText) {
-  tool::JsonWriter writer;
+std::string JsonOf(std::string_view iText, tool::IllFormed iIllFormed = tool::IllFormed::kReplaced) {
+  tool::JsonWriter writer(iIllFormed);
   writer.Text(iText);
   return writer.GetText();
 }
@@ -67,7 +67,31 @@ TEST(JsonWriter, FloatsThatJsonDoesNotKnowAreStrings) {
 
 TEST(JsonWriter, TextIsEscapedAndOtherBytesStay) {
   EXPECT_EQ(JsonOf("a\"b\\c/\n\r\t\b\f\x01\x1F\x7F"), "\"a\\\"b\\\\c/\\n\\r\\t\\b\\f\\u0001\\u001f\x7F\"");
-  EXPECT_EQ(JsonOf("\xC3\xA4\xC3"), "\"\xC3\xA4\xC3\"");
+  EXPECT_EQ(JsonOf("\xC3\xA4"), "\"\xC3\xA4\"");
+}
+
+TEST(JsonWriter, BytesThatAreNoUtf8AreReplacedWhereTheyAreNotTheAnswer) {
+  EXPECT_EQ(JsonOf("\xC3\xA4\xC3"), "\"\xC3\xA4\xEF\xBF\xBD\"");
+  EXPECT_EQ(JsonOf("/tmp/\xFF.db"), "\"/tmp/\xEF\xBF\xBD.db\"");
+  EXPECT_EQ(JsonOf("\xED\xA0\x80"), "\"\xEF\xBF\xBD\"");
+  EXPECT_EQ(JsonOf("\xC3\xA4\xC3", tool::IllFormed::kKept), "\"\xC3\xA4\xC3\"");
+  tool::JsonWriter writer;
+  writer.BeginObject();
+  writer.Key("\xFF");
+  const auto part = writer.MakeForPart(0);
+  part->Text("\xFF");
+  writer.Part(*part);
+  writer.EndObject();
+  EXPECT_EQ(writer.GetText(), "{\"\xEF\xBF\xBD\": \"\xEF\xBF\xBD\"}");
+}
+
+TEST(JsonWriter, TextsOfDocumentsKeepTheirBytes) {
+  const auto writer = tool::MakeTreeWriter(true);
+  writer->Text("\xC3");
+  EXPECT_EQ(writer->GetText(), "\"\xC3\"");
+  const auto part = writer->MakeForPart(0);
+  part->Text("\xC3");
+  EXPECT_EQ(part->GetText(), "\"\xC3\"");
 }
 
 TEST(JsonWriter, PartsArePutInWhereTheyBelong) {

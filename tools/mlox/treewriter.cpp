@@ -3,7 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <utf8.h>
+
 #include <cmath>
+#include <iterator>
 
 #include "tools/mlox/terminaltext.h"
 
@@ -69,6 +72,13 @@ void JsonWriter::Text(std::string_view iText) {
 }
 
 void JsonWriter::Quote(std::string_view iText) {
+  if (mIllFormed == IllFormed::kKept) return QuoteValid(iText);
+  std::string valid;
+  utf8::replace_invalid(iText.begin(), iText.end(), std::back_inserter(valid), 0xFFFD);
+  QuoteValid(valid);
+}
+
+void JsonWriter::QuoteValid(std::string_view iText) {
   mText += '"';
   for (const char character : iText) {
     switch (character) {
@@ -133,7 +143,9 @@ void JsonWriter::Part(const TreeWriter& iPart) {
   mText += iPart.GetText();
 }
 
-std::unique_ptr<TreeWriter> JsonWriter::MakeForPart(int) const { return std::make_unique<JsonWriter>(); }
+std::unique_ptr<TreeWriter> JsonWriter::MakeForPart(int) const {
+  return std::make_unique<JsonWriter>(mIllFormed);
+}
 
 // ---- outline ----
 
@@ -185,7 +197,7 @@ std::unique_ptr<TreeWriter> OutlineWriter::MakeForPart(int iDepth) const {
 }
 
 std::unique_ptr<TreeWriter> MakeTreeWriter(bool iJson) {
-  if (iJson) return std::make_unique<JsonWriter>();
+  if (iJson) return std::make_unique<JsonWriter>(IllFormed::kKept);
   return std::make_unique<OutlineWriter>();
 }
 

@@ -39,11 +39,18 @@ class TreeWriter {
   std::string mText;
 };
 
+/// What JSON holds in the place of bytes that are no UTF-8, which it doesn't know.
+enum class IllFormed : std::uint8_t {
+  kReplaced,  ///< U+FFFD for each sequence
+  kKept,      ///< the bytes: for texts of documents that were cut to a length, where they are the answer
+};
+
 /// One line of JSON. Floats are the shortest text that reads back as the float widened to double; those that
-/// JSON doesn't know are the strings "inf", "-inf" and "nan". Bytes that are no UTF-8 are written as they
-/// are.
+/// JSON doesn't know are the strings "inf", "-inf" and "nan".
 class JsonWriter final : public TreeWriter {
  public:
+  explicit JsonWriter(IllFormed iIllFormed = IllFormed::kReplaced) : mIllFormed(iIllFormed) {}
+
   void BeginObject() override;
   void EndObject() override;
   void BeginList() override;
@@ -60,7 +67,9 @@ class JsonWriter final : public TreeWriter {
  private:
   void BeginValue();
   void Quote(std::string_view iText);
+  void QuoteValid(std::string_view iText);
 
+  IllFormed mIllFormed;
   // For each open object or list, whether something stands in it. After a key no comma is due.
   std::vector<bool> mHasItem;
   bool mAfterKey = false;
@@ -93,7 +102,7 @@ class OutlineWriter final : public TreeWriter {
   std::string mKey;
 };
 
-/// The writer that the option --json asks for.
+/// The writer that the option --json asks for, for what documents hold: JSON keeps bytes that are no UTF-8.
 std::unique_ptr<TreeWriter> MakeTreeWriter(bool iJson);
 
 }  // namespace tool

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "cmn/cmn_validateutf8string.h"
+
 namespace tool {
 
 namespace {
@@ -16,10 +18,32 @@ bool IsPlain(char iCharacter) {
   return isLetter || isDigit || std::string_view("_@%+=:,./-").find(iCharacter) != std::string_view::npos;
 }
 
+bool IsControl(char iCharacter) {
+  return static_cast<unsigned char>(iCharacter) < 0x20 || iCharacter == 0x7F;
+}
+
+// Neither a terminal nor JSON takes every byte, so they stand there by their numbers.
+std::string WordOfBytes(const std::string& iText) {
+  std::string word = "$'";
+  for (const char character : iText) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (IsControl(character) || byte >= 0x80) {
+      word += fmt::format("\\x{:02x}", byte);
+    } else {
+      if (character == '\'' || character == '\\') word += '\\';
+      word += character;
+    }
+  }
+  return word + "'";
+}
+
 }  // namespace
 
 std::string ShellWord(const std::string& iText) {
   if (!iText.empty() && std::all_of(iText.begin(), iText.end(), IsPlain)) return iText;
+  const bool canBeShown =
+      std::none_of(iText.begin(), iText.end(), IsControl) && Cmn_ValidateUTF8String(iText) == iText;
+  if (!canBeShown) return WordOfBytes(iText);
   std::string word = "'";
   for (const char character : iText) {
     if (character == '\'') {

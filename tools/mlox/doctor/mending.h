@@ -12,7 +12,7 @@ namespace tool {
 
 using Lines = std::vector<std::string>;
 
-/// A text as one word of a shell.
+/// A text as one word of a shell; with bytes that can't be shown by their numbers, as bash and zsh take them.
 std::string ShellWord(const std::string& iText);
 
 /// The user as a word of a shell.
