@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# What is installed, in three components: runtime (the library), development (headers, CMake package, pkg-config file) and
-# tools (the command). Headers lie under include/mlox-1/ and are included by the same paths as in the tree.
+# What is installed, in four components: runtime (the library), development (headers, CMake package, pkg-config file), tools
+# (the command) and tracing (the tracing library, which diagnostics/quiltrace/CMakeLists.txt installs if it is built). Headers lie under include/mlox-1/ and are included by the same paths as in the tree.
 include_guard()
 include(CMakePackageConfigHelpers)
 

@@ -9,8 +9,10 @@
 ///
 /// Life: the thread starts when this library is loaded, and ends when the process exits or the library is
 /// unloaded, with everything written that was accepted until then. Later lines are refused. What lies in the
-/// ring is lost when the process ends otherwise: by a signal, abort or _exit. A child that is forked off
-/// traces nothing until it executes a program.
+/// ring is lost when the process ends otherwise: by a signal, abort or _exit.
+///
+/// Forks: a child that is forked off traces nothing until it executes a program, and writes none of its
+/// parent's lines. A fork waits for the writing thread, but not long (`tracegate.h`).
 #include <pthread.h>
 #include <signal.h>
 
@@ -27,9 +29,11 @@
 #include <new>
 #include <thread>
 
+#include "diagnostics/quiltrace/tracegate.h"
 #include "diagnostics/quiltrace/tracelog.h"
 #include "diagnostics/quiltrace/tracerecord.h"
 #include "diagnostics/quiltrace/tracering.h"
+#include "diagnostics/quiltrace/tracerounds.h"
 #include "diagnostics/quiltrace/tracesettings.h"
 
 #define QUILTRACE_EXPORT extern "C" __attribute__((visibility("default")))
@@ -52,8 +56,9 @@ constinit bool sIsAll = false;
 constinit std::array<std::uint32_t, kMostCategories> sCategories{};
 constinit std::size_t sCategoryCount = 0;
 constinit std::atomic<bool> sIsForkedChild{false};
-// Held while the log has lines that the system has not.
-constinit std::mutex sRoundMutex;
+constinit QuilTrace_Gate sGate;
+// The log, while its thread lives.
+constinit std::atomic<QuilTrace_Log*> sLogP{nullptr};
 
 bool IsOn(std::uint32_t iCategory) {
   if (sIsAll) return true;
@@ -65,14 +70,14 @@ void TakeCategories(const QuilTrace_Settings& iSettings) {
   sIsAll = iSettings.mIsAll;
   sCategoryCount = std::min(iSettings.mCategories.size(), kMostCategories);
   std::copy_n(iSettings.mCategories.begin(), sCategoryCount, sCategories.begin());
-  if (sCategoryCount < iSettings.mCategories.size())
+  if (!sIsAll && sCategoryCount < iSettings.mCategories.size())
     std::fprintf(stderr, "mlox: only the first %zu trace categories are on\n", kMostCategories);
 }
 
 // The thread that writes, for its lifetime.
 class Writer {
  public:
-  explicit Writer(const QuilTrace_Settings& iSettings) : mLog(iSettings) {
+  explicit Writer(const QuilTrace_Settings& iSettings) : mLog(iSettings), mRounds(sRing, sGate, mLog) {
     // The application's signals are the application's.
     sigset_t all;
     sigset_t before;
@@ -85,6 +90,7 @@ class Writer {
       throw;
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    sLogP.store(&mLog, std::memory_order_release);
   }
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
@@ -96,12 +102,13 @@ class Writer {
     }
     mWake.notify_one();
     mThread.join();
+    sLogP.store(nullptr, std::memory_order_release);
   }
 
  private:
   void Run() {
-    while (!EndsWithin(kRound)) WriteWhatIsThere();
-    WriteTheRest();
+    while (!EndsWithin(kRound)) mRounds.WriteWhatIsThere();
+    mRounds.WriteTheRest(kPatience);
   }
 
   bool EndsWithin(std::chrono::milliseconds iTime) {
@@ -109,59 +116,31 @@ class Writer {
     return mWake.wait_for(lock, iTime, [this] { return mIsEnding; });
   }
 
-  void WriteWhatIsThere() {
-    while (WriteRound() == kRingRecords) {
-    }
-  }
-
-  // Writes as many lines as the ring holds at most. How many there were.
-  std::size_t WriteRound() {
-    const std::lock_guard lock(sRoundMutex);
-    std::size_t lines = 0;
-    for (; lines < kRingRecords && sRing.Pop(mRecord); ++lines) mLog.Write(mRecord);
-    const std::uint64_t dropped = sRing.DroppedCount();
-    if (lines == 0 && dropped == mDropped) return 0;
-    mDropped = dropped;
-    mLog.TellDropped(dropped);
-    mLog.Flush();
-    return lines;
-  }
-
-  // The ring is closed, so what is claimed is all there will be.
-  void WriteTheRest() {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    WriteWhatIsThere();
-    while (!sRing.IsEmpty()) {
-      if (std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      } else {
-        sRing.GiveUpOldest();
-      }
-      WriteWhatIsThere();
-    }
-  }
-
   QuilTrace_Log mLog;
-  QuilTrace_Record mRecord;
-  std::uint64_t mDropped = 0;
+  QuilTrace_Rounds<QuilTrace_Record, kRingRecords, QuilTrace_Log> mRounds;
   std::mutex mMutex;
   std::condition_variable mWake;
   bool mIsEnding = false;
   std::thread mThread;
 };
 
-// A fork waits for the end of a round, so that the child's copy of the log holds no lines: at its exit they
-// would be written once more.
-void BeforeFork() { sRoundMutex.lock(); }
+// In a child that forks, nobody writes.
+void BeforeFork() {
+  if (!sIsForkedChild.load(std::memory_order_acquire)) sGate.EnterFork();
+}
 
-void AfterForkInParent() { sRoundMutex.unlock(); }
+void AfterForkInParent() {
+  if (!sIsForkedChild.load(std::memory_order_acquire)) sGate.LeaveFork();
+}
 
-// The child has no writing thread, and what lies in the ring is the parent's to write.
+// The child has no writing thread, and what lies in the ring, or in the log if the fork couldn't wait for the
+// end of a round, is the parent's to write.
 void AfterForkInChild() {
   sIsForkedChild.store(true, std::memory_order_release);
   sIsActive.store(false, std::memory_order_release);
   sRing.Close();
-  sRoundMutex.unlock();
+  QuilTrace_Log* const logP = sLogP.load(std::memory_order_acquire);
+  if (logP != nullptr) logP->LetGoInChild();
 }
 
 // Tracing from load to unload or exit. The binder's destructor runs before this one's: it was made later.

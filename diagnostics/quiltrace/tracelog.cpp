@@ -5,20 +5,36 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <stdio_ext.h>
 
 #include <chrono>
-#include <cstdio>
 #include <memory>
 
 namespace {
 
-std::shared_ptr<spdlog::sinks::sink> MakeSink(const QuilTrace_Settings& iSettings) {
+// Keeps in mind which file is open. It is empty before it is let go: a child that is forked off meanwhile
+// doesn't know of it any more.
+spdlog::file_event_handlers KeepingFileIn(std::atomic<std::FILE*>& oFileP) {
+  spdlog::file_event_handlers handlers;
+  handlers.after_open = [&oFileP](const spdlog::filename_t&, std::FILE* iFileP) {
+    oFileP.store(iFileP, std::memory_order_release);
+  };
+  handlers.before_close = [&oFileP](const spdlog::filename_t&, std::FILE* iFileP) {
+    std::fflush(iFileP);
+    oFileP.store(nullptr, std::memory_order_release);
+  };
+  return handlers;
+}
+
+std::shared_ptr<spdlog::sinks::sink> MakeSink(const QuilTrace_Settings& iSettings,
+                                              std::atomic<std::FILE*>& oFileP) {
   if (!iSettings.mFile.empty()) {
     try {
+      const spdlog::file_event_handlers handlers = KeepingFileIn(oFileP);
       if (iSettings.mFileBytes == 0)
-        return std::make_shared<spdlog::sinks::basic_file_sink_st>(iSettings.mFile);
+        return std::make_shared<spdlog::sinks::basic_file_sink_st>(iSettings.mFile, false, handlers);
       return std::make_shared<spdlog::sinks::rotating_file_sink_st>(iSettings.mFile, iSettings.mFileBytes,
-                                                                    iSettings.mOlderFiles);
+                                                                    iSettings.mOlderFiles, false, handlers);
     } catch (const spdlog::spdlog_ex& error) {
       std::fprintf(stderr, "mlox: trace lines go to standard error: %s\n", error.what());
     }
@@ -54,7 +70,8 @@ std::string WithoutControls(std::string_view iText) {
 
 }  // namespace
 
-QuilTrace_Log::QuilTrace_Log(const QuilTrace_Settings& iSettings) : mLogger("mlox", MakeSink(iSettings)) {
+QuilTrace_Log::QuilTrace_Log(const QuilTrace_Settings& iSettings)
+    : mLogger("mlox", MakeSink(iSettings, mFileP)) {
   mLogger.set_pattern("%Y-%m-%d %H:%M:%S.%f %v");
   mLogger.set_error_handler([this](const std::string& iText) { NoteFault(iText); });
 }
@@ -85,6 +102,13 @@ void QuilTrace_Log::TellDropped(std::uint64_t iDropped) {
 }
 
 void QuilTrace_Log::Flush() { mLogger.flush(); }
+
+// Standard error has no buffer of its own, and is the application's. Locks of streams that are held when a
+// process forks are free in the child.
+void QuilTrace_Log::LetGoInChild() noexcept {
+  std::FILE* const fileP = mFileP.load(std::memory_order_acquire);
+  if (fileP != nullptr) __fpurge(fileP);
+}
 
 std::string QuilTrace_Log::TextOf(const QuilTrace_Record& iRecord) {
   std::string_view text(iRecord.mText.data(), iRecord.mLength);

@@ -5,7 +5,9 @@
 
 #include <spdlog/logger.h>
 
+#include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -32,6 +34,11 @@ class QuilTrace_Log {
   /// Gives everything to the system.
   void Flush();
 
+  /// In a child that was forked off, perhaps in the middle of an operation above: drops what the copy of the
+  /// log has and the system has not, which the child's exit would write once more, and which would hold it up
+  /// where nobody reads. Nothing else may be called then. Takes no lock and no memory.
+  void LetGoInChild() noexcept;
+
   /// A record's text as it is written: a control character is a blank, so that a line stays one and a name
   /// can't command the terminal; behind what was cut stands how much that was.
   static std::string TextOf(const QuilTrace_Record& iRecord);
@@ -39,6 +46,7 @@ class QuilTrace_Log {
  private:
   void NoteFault(const std::string& iText);
 
+  std::atomic<std::FILE*> mFileP{nullptr};  // the log's file while it is open, if it has one
   spdlog::logger mLogger;
   std::uint64_t mToldDropped = 0;
   std::uint64_t mFaults = 0;

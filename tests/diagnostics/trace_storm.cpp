@@ -6,12 +6,19 @@
 ///     trace_storm THREADS LINES leave  the process ends when each has traced so many, in the midst of them
 ///     trace_storm 1 LINES fork         before and after the child, which traces lines of its own
 ///     trace_storm 1 LINES signal       and waits for a signal that it blocks itself and sends to the process
+///     trace_storm 1 LINES stuck FD     then forks when the pipe that the lines go to, FD, is full and nobody
+///     reads trace_storm THREADS FORKS forks  forks so often while the threads trace
+///
+/// The last two print how long fork() took at the longest, in milliseconds, and what became of the children.
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -79,6 +86,78 @@ int WaitForASignal(int iLines) {
   return 0;
 }
 
+// What a child does: it traces, forks off one of its own, and ends as programs do.
+[[noreturn]] void LiveAsAChild() {
+  for (int number = 0; number < 10; ++number) Trace(1, number);
+  const pid_t grandchild = fork();
+  if (grandchild == 0) std::exit(0);
+  int status = -1;
+  if (grandchild < 0 || waitpid(grandchild, &status, 0) != grandchild) std::exit(1);
+  std::exit(status == 0 ? 0 : 1);
+}
+
+// Whether a child has ended well. One that hangs is ended after a while.
+bool EndsWell(pid_t iChild) {
+  int status = -1;
+  for (int moment = 0; moment < 3000; ++moment) {
+    if (waitpid(iChild, &status, WNOHANG) == iChild) return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  kill(iChild, SIGKILL);
+  waitpid(iChild, &status, 0);
+  return false;
+}
+
+// Forks so often, and prints what that was like. The exit status.
+int ForkAndTell(int iForks) {
+  using Clock = std::chrono::steady_clock;
+  Clock::duration longest{};
+  bool isWell = true;
+  for (int i = 0; i < iForks; ++i) {
+    const Clock::time_point before = Clock::now();
+    const pid_t child = fork();
+    if (child < 0) return 1;
+    if (child == 0) LiveAsAChild();
+    longest = std::max(longest, Clock::now() - before);
+    isWell = EndsWell(child) && isWell;
+  }
+  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(longest).count();
+  std::printf("fork took %lld ms, children %s\n", static_cast<long long>(milliseconds),
+              isWell ? "ended well" : "hung or failed");
+  std::fflush(stdout);
+  return 0;
+}
+
+// A pipe that has stayed full for a while: who writes to it waits.
+void WaitUntilFull(int iPipe) {
+  for (int full = 0; full < 50; ++full) {
+    pollfd pipe{iPipe, POLLOUT, 0};
+    if (poll(&pipe, 1, 0) != 0) full = 0;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+int ForkWhileTheWriterIsStuck(int iLines, int iPipe) {
+  for (int number = 0; number < iLines; ++number) Trace(0, number);
+  WaitUntilFull(iPipe);
+  return ForkAndTell(1);
+}
+
+int ForkInTheMidst(int iThreads, int iForks) {
+  std::atomic<bool> isEnding{false};
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < iThreads; ++thread) {
+    threads.emplace_back([thread, &isEnding] {
+      for (int number = 0; !isEnding.load(); ++number) Trace(thread, number);
+    });
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // for the writer to be busy
+  const int status = ForkAndTell(iForks);
+  isEnding.store(true);
+  for (std::thread& thread : threads) thread.join();
+  return status;
+}
+
 }  // namespace
 
 int main(int iCount, char** iArguments) {
@@ -88,6 +167,8 @@ int main(int iCount, char** iArguments) {
   const std::string how = iCount > 3 ? iArguments[3] : "";
   if (how == "fork") return TraceAroundAFork(lines);
   if (how == "signal") return WaitForASignal(lines);
+  if (how == "stuck" && iCount > 4) return ForkWhileTheWriterIsStuck(lines, std::atoi(iArguments[4]));
+  if (how == "forks") return ForkInTheMidst(threads, lines);
   if (how == "leave") {
     LeaveInTheMidst(threads, lines);
   } else {

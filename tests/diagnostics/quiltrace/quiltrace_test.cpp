@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The tracing library behind the binder, as a process sees it that has it on its loader's path.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <cstdio>
@@ -177,6 +182,101 @@ TEST(QuilTrace, AForkedChildTracesNothingAndItsParentsLinesAreWrittenOnce) {
   EXPECT_EQ(storm.mDropped, 0U);
   EXPECT_EQ(storm.mNumbers.size(), 1U);
   ExpectEachThreadInOrder(storm);
+}
+
+// Runs a storm whose lines go to a pipe that nobody reads before the storm has told of its forks. How long
+// these took, in milliseconds: -1 if it told nothing in time.
+int ForkMillisecondsBesideAnUnreadPipe(const std::string& iEnvironment, Storm& oStorm) {
+  int lines[2] = {-1, -1};
+  int report[2] = {-1, -1};
+  if (pipe2(lines, O_CLOEXEC) != 0 || pipe2(report, O_CLOEXEC) != 0) return -1;
+  const std::string command = "exec env -u MLOX_TRACE_FILES LD_LIBRARY_PATH='" MLOX_TEST_TRACE_FOLDER
+                              "' MLOX_TRACE=all " +
+                              iEnvironment + " '" MLOX_TEST_TRACE_STORM "' 1 4000 stuck 2";
+  const char* const arguments[] = {"sh", "-c", command.c_str(), nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, report[1], 1);
+  posix_spawn_file_actions_adddup2(&actions, lines[1], 2);
+  pid_t storm = -1;
+  const int fault =
+      posix_spawn(&storm, "/bin/sh", &actions, nullptr, const_cast<char* const*>(arguments), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(lines[1]);
+  close(report[1]);
+  if (fault != 0) return -1;
+  pollfd told{report[0], POLLIN, 0};
+  EXPECT_EQ(poll(&told, 1, 60000), 1) << "a fork waits for somebody to read";
+  // Only now.
+  std::FILE* linesP = fdopen(lines[0], "r");
+  std::vector<std::string> all;
+  char line[1024] = {};
+  while (std::fgets(line, sizeof(line), linesP) != nullptr) {
+    all.emplace_back(line);
+    all.back().pop_back();
+  }
+  std::fclose(linesP);
+  oStorm = StormOf(all);
+  int milliseconds = -1;
+  std::FILE* reportP = fdopen(report[0], "r");
+  if (told.revents == 0 || std::fgets(line, sizeof(line), reportP) == nullptr ||
+      std::sscanf(line, "fork took %d ms", &milliseconds) != 1)
+    milliseconds = -1;
+  EXPECT_THAT(line, HasSubstr(", children ended well"));
+  std::fclose(reportP);
+  int status = -1;
+  EXPECT_EQ(waitpid(storm, &status, 0), storm);
+  EXPECT_EQ(status, 0);
+  return milliseconds;
+}
+
+// As long as a fork may take on a machine that has much else to do.
+constexpr int kForkMilliseconds = 2000;
+
+TEST(QuilTrace, AForkDoesNotWaitForSomebodyToReadWhereLinesGoAndEachLineIsWrittenOnce) {
+  // Lines that lie in the buffer of a file, and lines that go straight to standard error.
+  for (const char* const environmentP :
+       {"MLOX_TRACE_FILE=", "MLOX_TRACE_FILE_SIZE=0 MLOX_TRACE_FILE=/dev/fd/2"}) {
+    SCOPED_TRACE(environmentP);
+    Storm storm;
+    const int milliseconds = ForkMillisecondsBesideAnUnreadPipe(environmentP, storm);
+    EXPECT_GE(milliseconds, 0);
+    EXPECT_LT(milliseconds, kForkMilliseconds);
+    EXPECT_EQ(storm.mLines, 4000U) << "fewer than the ring holds";
+    EXPECT_EQ(storm.mNumbers.size(), 1U);
+    EXPECT_THAT(storm.mOthers, testing::IsEmpty());
+    ExpectEachThreadInOrder(storm);
+  }
+}
+
+TEST(QuilTrace, ForksGetTheirTurnBesideAWriterThatHasNoEndOfWork) {
+  const Test_TempFolder folder;
+  const Test_ProbeRun run =
+      Test_RunProgram("'" MLOX_TEST_TRACE_STORM "' 2 3 forks", MLOX_TEST_TRACE_FOLDER,
+                      "MLOX_TRACE=all MLOX_TRACE_FILE_SIZE=1k MLOX_TRACE_FILES=900 MLOX_TRACE_FILE='" +
+                          (folder / "t.log") + "'");
+  EXPECT_EQ(run.mStatus, 0);
+  int milliseconds = -1;
+  ASSERT_EQ(run.mLines.size(), 1U);
+  ASSERT_EQ(std::sscanf(run.mLines.front().c_str(), "fork took %d ms", &milliseconds), 1);
+  EXPECT_LT(milliseconds, kForkMilliseconds);
+  EXPECT_THAT(run.mLines.front(), EndsWith("children ended well"));
+}
+
+TEST(QuilTrace, OfMoreCategoriesThanItHasRoomForTheFirst64AreOnAndThatIsTold) {
+  std::string others;
+  for (int category = 1; category <= 63; ++category) others += std::to_string(category) + ",";
+  const std::string told = "mlox: only the first 64 trace categories are on";
+  const Test_ProbeRun fits = RunWith("MLOX_TRACE=" + others + "200000E");
+  EXPECT_EQ(Test_CountContaining(fits.mLines, " 0200000E "), 2);
+  EXPECT_THAT(fits.mLines, Not(Contains(told)));
+  const Test_ProbeRun over = RunWith("MLOX_TRACE=" + others + "200000E,4000E0F");
+  EXPECT_EQ(Test_CountContaining(over.mLines, " 0200000E "), 2);
+  EXPECT_EQ(Test_CountContaining(over.mLines, " 04000E0F "), 0);
+  EXPECT_THAT(over.mLines, Contains(told).Times(1));
+  const Test_ProbeRun all = RunWith("MLOX_TRACE=" + others + "200000E,4000E0F,all");
+  EXPECT_EQ(Test_CountContaining(all.mLines, " 04000E0F "), 1);
+  EXPECT_THAT(all.mLines, Not(Contains(told))) << "which would be wrong";
 }
 
 TEST(QuilTrace, ItsThreadTakesNoneOfTheApplicationsSignals) {

@@ -6,10 +6,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <thread>
-#include <utility>
 #include <vector>
+
+#include "tests/diagnostics/quiltrace/interrupting.h"
 
 namespace {
 
@@ -68,51 +68,37 @@ TEST(QuilTrace_RingTest, AClosedRingAcceptsNothingAndStillGivesOutWhatItHas) {
   EXPECT_EQ(ring.DroppedCount(), 0U) << "it came too late, nothing was lost on the way";
 }
 
-// Runs something in the middle of a push, as other threads would while its caller is stopped there.
-struct Interrupting {
-  Interrupting() = default;
-  explicit Interrupting(int iNumber) : mNumber(iNumber) {}
-  Interrupting(const Interrupting&) = default;
-  Interrupting& operator=(const Interrupting& iOther) {
-    if (sInterrupt) std::exchange(sInterrupt, nullptr)();
-    mNumber = iOther.mNumber;
-    return *this;
-  }
-  int mNumber = 0;
-  static inline std::function<void()> sInterrupt;
-};
-
 template <std::size_t kCapacity>
-std::vector<int> TakenNumbers(QuilTrace_Ring<Interrupting, kCapacity>& ioRing) {
+std::vector<int> TakenNumbers(QuilTrace_Ring<Test_Interrupting, kCapacity>& ioRing) {
   std::vector<int> numbers;
-  for (const Interrupting& record : TakeAll(ioRing)) numbers.push_back(record.mNumber);
+  for (const Test_Interrupting& record : TakeAll(ioRing)) numbers.push_back(record.mNumber);
   return numbers;
 }
 
 TEST(QuilTrace_RingTest, AStoppedCallerHoldsBackWhatIsBehindItButNoOtherCaller) {
-  QuilTrace_Ring<Interrupting, 4> ring;
-  Interrupting::sInterrupt = [&ring] {
-    for (int number = 1; number <= 3; ++number) EXPECT_TRUE(ring.Push(Interrupting(number)));
+  QuilTrace_Ring<Test_Interrupting, 4> ring;
+  Test_Interrupting::sInterrupt = [&ring] {
+    for (int number = 1; number <= 3; ++number) EXPECT_TRUE(ring.Push(Test_Interrupting(number)));
     EXPECT_EQ(TakenNumbers(ring), std::vector<int>()) << "order is kept";
     EXPECT_FALSE(ring.IsEmpty());
-    EXPECT_FALSE(ring.Push(Interrupting(4))) << "full, and it comes back at once";
+    EXPECT_FALSE(ring.Push(Test_Interrupting(4))) << "full, and it comes back at once";
   };
-  EXPECT_TRUE(ring.Push(Interrupting(0)));
+  EXPECT_TRUE(ring.Push(Test_Interrupting(0)));
   EXPECT_EQ(TakenNumbers(ring), (std::vector<int>{0, 1, 2, 3}));
   EXPECT_EQ(ring.DroppedCount(), 1U);
 }
 
 TEST(QuilTrace_RingTest, AClosedRingCanGiveUpACallerThatIsStoppedAndThenRefusesItsRecord) {
-  QuilTrace_Ring<Interrupting, 4> ring;
-  Interrupting::sInterrupt = [&ring] {
-    EXPECT_TRUE(ring.Push(Interrupting(1)));
+  QuilTrace_Ring<Test_Interrupting, 4> ring;
+  Test_Interrupting::sInterrupt = [&ring] {
+    EXPECT_TRUE(ring.Push(Test_Interrupting(1)));
     ring.Close();
     EXPECT_EQ(TakenNumbers(ring), std::vector<int>());
     ring.GiveUpOldest();
     EXPECT_EQ(TakenNumbers(ring), std::vector<int>{1}) << "what was accepted behind it comes out";
     EXPECT_TRUE(ring.IsEmpty());
   };
-  EXPECT_FALSE(ring.Push(Interrupting(0))) << "nobody will read it";
+  EXPECT_FALSE(ring.Push(Test_Interrupting(0))) << "nobody will read it";
   EXPECT_EQ(ring.DroppedCount(), 1U);
 }
 

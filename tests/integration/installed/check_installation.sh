@@ -53,3 +53,14 @@ check_tool() {
   bash -n "$1/share/bash-completion/completions/mlox"
   zsh -n "$1/share/zsh/site-functions/_mlox"
 }
+
+# check_tracing PREFIX: the tracing library lies where the loader finds it beside the library, and has every name that the
+# binder wants: lines of the shortest example come out. After check_pkg_config, which builds the example.
+check_tracing() {
+  local place
+  place=$(dirname "$(find "$1" -name 'libmlox.so.1')")
+  [ -f "$place/libQuilTrace.so" ] || fail "the tracing library isn't in $place"
+  LD_LIBRARY_PATH=$place MLOX_TRACE=02000F27 ./first_pull 2>traced >printed
+  cmp printed "$source/examples/first_pull.expected" || fail "first_pull printed something else while it traced"
+  [ "$(grep -c ' 02000F27 Mlox_DM_BufferedDelivery alloc ' traced)" -eq 1 ] || fail "first_pull traced $(cat traced)"
+}

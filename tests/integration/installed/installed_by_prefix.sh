@@ -9,3 +9,10 @@ done
 check_headers "$folder/moved"
 check_pkg_config "$folder/moved"
 check_tool "$folder/moved"
+
+# The tracing library, where spdlog is there to build it.
+[ -z "$(find moved -name 'libQuilTrace*')" ] || fail "the tracing library came with another component"
+if ! grep -q '^spdlog_DIR:PATH=.*-NOTFOUND$' "$build/CMakeCache.txt"; then
+  cmake --install "$build" --prefix "$folder/moved" --component tracing >install.log || fail "$(cat install.log)"
+  check_tracing "$folder/moved"
+fi
