@@ -10,10 +10,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
+#include "tests/support/test_terminal.h"
 
 /// What a command left.
 struct Test_CommandResult {
@@ -31,6 +33,18 @@ class Test_Command : public testing::Test {
     const int status = std::system(("MLOX=" MLOX_TEST_TOOL "; " + script).c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Test_ReadFile(mLogs / "out"),
             Test_ReadFile(mLogs / "err")};
+  }
+
+  /// As Shell; standard error is a terminal.
+  Test_CommandResult ShellOnTerminal(const std::string& iScript) const {
+    Test_Terminal terminal;
+    std::string shown;
+    std::thread reader([&] { shown = terminal.TakeAll(); });
+    Test_CommandResult result = Shell("{ " + iScript + "\n} 2>" + terminal.Path());
+    terminal.CloseStream();
+    reader.join();
+    result.mError += shown;
+    return result;
   }
 
   Test_CommandResult Mlox(const std::string& iArguments) const { return Shell("$MLOX " + iArguments); }

@@ -152,6 +152,13 @@ TEST_F(Command, RenderPrintsFiguresAndWritesTheFile) {
 
 TEST_F(Command, RenderPrintsNoProgressWhereThereIsNoTerminal) { EXPECT_EQ(Mlox(kShortRender).mError, ""); }
 
+// The bar is drawn now and then: a second of a song is over before.
+TEST_F(Command, RenderDrawsItsProgressOnATerminal) {
+  const Result result = ShellOnTerminal(std::string("$MLOX render ") + kSong + " out.wav --seconds 60");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_THAT(result.mError, AllOf(HasSubstr("\r[###"), EndsWith("\r\x1b[K")));
+}
+
 TEST_F(Command, RenderPrintsOneJsonObject) {
   const Result result = Mlox(kShortRender + "--json");
   EXPECT_EQ(result.mStatus, 0) << result.mError;

@@ -20,17 +20,15 @@ using testing::StartsWith;
 
 constexpr char kSong[] = "/usr/share/games/openttd/baseset/openmsx/tttheme2.mid";
 
-/// Two loopback ports, and a studio of the test's own.
+const std::string kPorts =
+    "export MLOX_MIDI_DRIVERS=loopback MLOX_LOOPBACK_PORTS=Red,Reel,Blue MLOX_STUDIO_DB=$PWD/studio.db\n";
+
+/// Three loopback ports, and a studio of the test's own.
 class PortsCommand : public Test_Command {
  protected:
   using Result = Test_CommandResult;
 
-  Result Ports(const std::string& iScript) const {
-    return Shell(
-        "export MLOX_MIDI_DRIVERS=loopback MLOX_LOOPBACK_PORTS=Red,Reel,Blue "
-        "MLOX_STUDIO_DB=$PWD/studio.db\n" +
-        iScript);
-  }
+  Result Ports(const std::string& iScript) const { return Shell(kPorts + iScript); }
   json ListJson(const std::string& iOptions = {}) const {
     const Result result = Ports("$MLOX list --json " + iOptions);
     EXPECT_EQ(result.mStatus, 0) << result.mError;
@@ -171,6 +169,12 @@ TEST_F(PortsCommand, PlaySendsEveryByteOfASongInTime) {
   EXPECT_EQ(result.mStatus, 0) << result.mError;
   EXPECT_THAT(result.mOutput, HasSubstr("every byte came back"));
   EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(PortsCommand, PlayDrawsItsProgressOnATerminal) {
+  const Result result = ShellOnTerminal(kPorts + "$MLOX play " + kSong + " --to Red --seconds 2");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_THAT(result.mError, AllOf(HasSubstr("\r[####################"), testing::EndsWith("\r\x1b[K")));
 }
 
 TEST_F(PortsCommand, PlayTellsWhenNothingComesBack) {

@@ -1,55 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "tools/mlox/progressbar.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
 
-#include <array>
+#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
+#include "tests/support/test_terminal.h"
 
 namespace {
 
 using tool::ProgressBar;
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-/// A terminal that nobody sees: what is written to one end comes out at the other.
-class Terminal {
- public:
-  Terminal() : mOtherEnd(::posix_openpt(O_RDWR | O_NOCTTY)), mFile(nullptr, &std::fclose) {
-    EXPECT_EQ(::grantpt(mOtherEnd), 0);
-    EXPECT_EQ(::unlockpt(mOtherEnd), 0);
-    mFile.reset(std::fopen(::ptsname(mOtherEnd), "w"));
-  }
-  ~Terminal() { HangUp(); }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
-
-  void HangUp() {
-    if (mOtherEnd >= 0) ::close(mOtherEnd);
-    mOtherEnd = -1;
-  }
-
-  std::FILE* Stream() const { return mFile.get(); }
-
-  std::string Take() const {
-    std::array<char, 4096> text{};
-    const ssize_t count = ::read(mOtherEnd, text.data(), text.size());
-    return {text.data(), static_cast<std::size_t>(count > 0 ? count : 0)};
-  }
-
- private:
-  int mOtherEnd;
-  File mFile;
-};
-
 TEST(ProgressBar, DrawsOnATerminalAndWipesTheLineAtTheEnd) {
-  const Terminal terminal;
+  const Test_Terminal terminal;
   ASSERT_NE(terminal.Stream(), nullptr);
   {
     ProgressBar bar(terminal.Stream());
@@ -65,7 +33,7 @@ TEST(ProgressBar, DrawsOnATerminalAndWipesTheLineAtTheEnd) {
 }
 
 TEST(ProgressBar, ATerminalThatHasGoneEndsNothing) {
-  Terminal terminal;
+  Test_Terminal terminal;
   ASSERT_NE(terminal.Stream(), nullptr);
   // As standard error is.
   ASSERT_EQ(std::setvbuf(terminal.Stream(), nullptr, _IONBF, 0), 0);
