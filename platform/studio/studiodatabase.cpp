@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "platform/studio/studioguard.h"
 #include "platform/studio/studioreader.h"
 #include "platform/studio/studioschema.h"
 #include "platform/studio/studiotext.h"
@@ -17,9 +18,6 @@ using Standing = Platform_StudioStanding;
 
 // How long one step may wait for another process. The thread that waits is the studio's own.
 constexpr int kBusyMilliseconds = 20;
-
-// No text of a studio comes near it; what claims more is damage.
-constexpr int kMostBytesOfAValue = 16 * 1024 * 1024;
 
 }  // namespace
 
@@ -76,20 +74,7 @@ Standing Platform_StudioDatabase::Connect(int iFlags, const std::string& iName) 
   mDatabase.reset();
   mIsWritable = false;
   mDatabase = std::make_unique<SQLite::Database>(iName, iFlags, kBusyMilliseconds);
-  sqlite3* const handle = mDatabase->getHandle();
-  sqlite3_extended_result_codes(handle, 1);
-  sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytesOfAValue);
-  // Until it is known to be ours, not even the log is folded into the file.
-  sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-  sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-  // No studio makes them. In the place of a table a view may have no end, and a trigger changes what is
-  // written.
-  sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-  sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
-  mDatabase->exec("PRAGMA trusted_schema = OFF");
-  mDatabase->exec("PRAGMA cell_size_check = ON");
-  // A file that gets shorter under a mapping would end the process.
-  mDatabase->exec("PRAGMA mmap_size = 0");
+  Platform_StudioGuard(*mDatabase);
   return Standing::kGood;
 }
 

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "platform/studio/studiofile.h"
+#include "platform/studio/studioguard.h"
 #include "platform/studio/studioreader.h"
 #include "platform/studio/studioschema.h"
 #include "platform/studio/studiotext.h"
@@ -157,12 +158,7 @@ Result Open(Platform_StudioLook& ioLook) {
   SQLite::Database database(Uri(ioLook.mPath),
                             SQLite::OPEN_READONLY | SQLite::OPEN_URI | SQLite::OPEN_NOMUTEX,
                             static_cast<int>(kPatience.count()));
-  sqlite3* const handle = database.getHandle();
-  sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-  sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-  database.exec("PRAGMA trusted_schema = OFF");
-  database.exec("PRAGMA cell_size_check = ON");
-  database.exec("PRAGMA mmap_size = 0");
+  Platform_StudioGuard(database);
   return Read(database, ioLook);
 }
 

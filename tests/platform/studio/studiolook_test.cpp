@@ -275,6 +275,59 @@ TEST_F(StudioLook, AnIndexThatDoesNotFitIsDisorder) {
   EXPECT_NE(look.mReason, "");
 }
 
+// What a studio makes of the file: a look must not call good what a studio refuses, nor the other way round.
+Platform_StudioStanding StandingOf(const std::string& iPath) {
+  Platform_StudioDatabase database(iPath);
+  Platform_StudioContents contents;
+  return database.Open(contents);
+}
+
+TEST_F(StudioLook, AViewInThePlaceOfATableIsRefusedAsAStudioRefusesIt) {
+  MakeFile();
+  Execute("DROP TABLE card; CREATE VIEW card AS SELECT 'a' guid, 'b' product, 'c' serial, 'd' path");
+  const Platform_StudioLook look = Look();
+  EXPECT_EQ(look.mResult, Result::kFailed);
+  EXPECT_NE(look.mReason, "");
+  EXPECT_EQ(StandingOf(mPath), Platform_StudioStanding::kFailed);
+}
+
+// Reading it would never end.
+TEST_F(StudioLook, AViewWithoutEndKeepsNobody) {
+  MakeFile();
+  Execute(
+      "PRAGMA foreign_keys = OFF; DROP TABLE device; CREATE VIEW device(ordinal, guid, user_defined, "
+      "is_source,"
+      " is_virtual, driver, name, manufacturer, model) AS WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT"
+      " x + 1 FROM n) SELECT x, '', 0, 0, 0, '', '', '', '' FROM n WHERE x < 0");
+  EXPECT_EQ(Look().mResult, Result::kFailed);
+  Execute("PRAGMA user_version = 7");
+  EXPECT_EQ(Look().mResult, Result::kFutureVersion);
+}
+
+// It would change what is written; a studio works on without it, and so the file is good.
+TEST_F(StudioLook, ATriggerIsNobodysTrouble) {
+  MakeFile();
+  Execute("CREATE TRIGGER t AFTER INSERT ON device BEGIN DELETE FROM device; END");
+  EXPECT_EQ(Look().mResult, Result::kGood);
+  EXPECT_EQ(StandingOf(mPath), Platform_StudioStanding::kGood);
+}
+
+TEST_F(StudioLook, AValueOfMoreBytesThanAStudioTakesIsRefusedAsAStudioRefusesIt) {
+  MakeFile();
+  constexpr int kMost = 16 * 1024 * 1024;
+  // The row holds some bytes beside the value.
+  Execute("UPDATE device SET name = printf('%.*c', " + std::to_string(kMost - 1000) +
+          ", 'x') WHERE ordinal = 1");
+  EXPECT_EQ(Look().mResult, Result::kGood);
+  EXPECT_EQ(StandingOf(mPath), Platform_StudioStanding::kGood);
+  Execute("UPDATE device SET name = printf('%.*c', " + std::to_string(kMost + 1) +
+          ", 'x') WHERE ordinal = 1");
+  const Platform_StudioLook look = Look();
+  EXPECT_EQ(look.mResult, Result::kFailed);
+  EXPECT_NE(look.mReason, "");
+  EXPECT_EQ(StandingOf(mPath), Platform_StudioStanding::kFailed);
+}
+
 TEST_F(StudioLook, WhatAFileSaysOfItselfIsOnePlainLine) {
   MakeFile();
   Execute(
