@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
 #include <span>
 
 #include "platform/directmusic/windows_types.h"
@@ -32,10 +33,12 @@ class Platform_EventSource {
 
   /// Sets the event that stands on this source, if one does. [any thread]
   void Signal() const;
-  /// For Platform_SetEventSource. Null: none any more.
-  void SetEventHandle(HANDLE iEvent) { mEvent.store(iEvent); }
+  /// For Platform_SetEventSource. Null: none any more. Waits for a signal that is under way to the event
+  /// before, so that none follows the return. [any thread]
+  void SetEventHandle(HANDLE iEvent);
 
  private:
+  mutable std::mutex mSignalling;  // innermost; held over a signal
   std::atomic<HANDLE> mEvent{nullptr};
 };
 

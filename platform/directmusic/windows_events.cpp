@@ -300,9 +300,22 @@ void Platform_SetEventSource(HANDLE iEvent, std::shared_ptr<Platform_EventSource
 }
 
 void Platform_EventSource::Signal() const {
-  if (const HANDLE event = mEvent.load()) {
-    SetEvent(event);
+  const HANDLE event = mEvent.load();
+  // Let go behind the lock: the last to let go of a closed handle takes its source off, which may be this
+  // one.
+  const HeldSlot held(event);
+  if (held.Get() == nullptr) {
+    return;
   }
+  const std::lock_guard lock(mSignalling);
+  if (mEvent.load() == event) {
+    ::Signal(*held.Get());
+  }
+}
+
+void Platform_EventSource::SetEventHandle(HANDLE iEvent) {
+  const std::lock_guard lock(mSignalling);
+  mEvent.store(iEvent);
 }
 
 DWORD MsgWaitForMultipleObjects(DWORD iCount, const HANDLE* iEvents, BOOL iWaitAll, DWORD iMilliseconds,

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/directmusic/windows_events.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +15,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -340,6 +343,97 @@ TEST_F(EventSources, AClosedHandleLetsItsSourceGo) {
   CloseHandle(event);
   EXPECT_EQ(source.use_count(), before);
   source->Signal();  // reaches nobody
+}
+
+// An event whose signals stay under way until there is room for them: a full pipe lies in the place of the
+// event's own descriptor.
+class SlowEvent {
+ public:
+  SlowEvent() {
+    const int lowest = ::eventfd(0, EFD_CLOEXEC);
+    ::close(lowest);
+    mHandle = MakeEvent();
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(lowest)),
+              "anon_inode:[eventfd]");
+    EXPECT_EQ(::pipe2(mEnds, O_CLOEXEC | O_NONBLOCK), 0);
+    const std::vector<char> page(kPage);
+    while (::write(mEnds[1], page.data(), page.size()) > 0) {
+    }
+    mFull = Waiting();
+    EXPECT_EQ(::fcntl(mEnds[1], F_SETFL, 0), 0);
+    EXPECT_EQ(::dup3(mEnds[1], lowest, O_CLOEXEC), lowest);
+  }
+  ~SlowEvent() {
+    CloseHandle(mHandle);
+    ::close(mEnds[0]);
+    ::close(mEnds[1]);
+  }
+  SlowEvent(const SlowEvent&) = delete;
+  SlowEvent& operator=(const SlowEvent&) = delete;
+
+  HANDLE Handle() const { return mHandle; }
+  void MakeRoom() const {
+    std::vector<char> page(kPage);
+    EXPECT_EQ(::read(mEnds[0], page.data(), page.size()), static_cast<ssize_t>(kPage));
+  }
+  // Once there is room: whether a signal has arrived.
+  bool IsSignalled() const { return Waiting() == mFull - static_cast<int>(kPage) + 8; }
+
+ private:
+  static constexpr std::size_t kPage = 4096;
+
+  int Waiting() const {
+    int count = 0;
+    EXPECT_EQ(::ioctl(mEnds[0], FIONREAD, &count), 0);
+    return count;
+  }
+
+  HANDLE mHandle = nullptr;
+  int mEnds[2] = {-1, -1};
+  int mFull = 0;
+};
+
+TEST_F(EventSources, NoSignalFollowsTheReturnOfTakingASourceOff) {
+  const SlowEvent event;
+  const auto source = mBox.MakeSource();
+  source->SetEventHandle(event.Handle());
+  std::thread signaller([&] { source->Signal(); });
+  std::thread sweeper([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    event.MakeRoom();
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  source->SetEventHandle(nullptr);
+  const bool isSignalledBefore = event.IsSignalled();
+  signaller.join();
+  sweeper.join();
+  EXPECT_EQ(event.IsSignalled(), isSignalledBefore) << "it was under way yet";
+}
+
+// The last one out of a closed handle's slot takes the source off, be it a signaller itself.
+TEST_F(EventSources, ASignallerMayBeTheLastToLeaveAClosedHandle) {
+  constexpr int kRounds = 2'000;
+  std::atomic<bool> done{false};
+  const auto source = mBox.MakeSource();
+  std::vector<std::thread> signallers;
+  for (int i = 0; i < 2; ++i) {
+    signallers.emplace_back([&] {
+      while (!done.load()) {
+        source->Signal();
+      }
+    });
+  }
+  for (int i = 0; i < kRounds; ++i) {
+    const HANDLE event = MakeEvent();
+    ASSERT_NE(event, nullptr);
+    Platform_SetEventSource(event, source);
+    EXPECT_TRUE(CloseHandle(event));
+  }
+  done.store(true);
+  for (std::thread& thread : signallers) {
+    thread.join();
+  }
+  source->Signal();
 }
 
 // ---- what waiting costs ----
