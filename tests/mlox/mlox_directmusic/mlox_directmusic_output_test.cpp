@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <limits>
 #include <memory>
 #include <string>
@@ -728,6 +730,26 @@ TEST_F(Mlox_DirectMusic_OutputTest, PortAndDescriptorMayChangeWhileAThreadWrites
   }
   EXPECT_EQ(mOther.References(), 0);
   EXPECT_EQ(mPort.References(), 0);
+}
+
+// Converting may wait for the subsystem's lock, and whoever has that may be about to change the port.
+TEST_F(Mlox_DirectMusic_OutputTest, ThePortMayChangeWhileTheSharedClockConvertsATime) {
+  const OutputPtr output = NewOutput(0);
+  std::future<void> change;
+  bool hasChanged = false;
+  mOnCall = [&](const std::string& iLine) {
+    if (iLine != "MasterClock: GetTime") return;
+    change = std::async(std::launch::async, [&] { output->SetPort(&mOther, 2); });
+    hasChanged = change.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+  };
+  Test_FakeTime::Advance(200000);  // the clock is due to be read again
+  WriteAt(*output, 5, Mdie_NoteOnEvent(60, 100));
+  mOnCall = nullptr;
+  ASSERT_TRUE(change.valid()) << "nobody has read the clock";
+  EXPECT_TRUE(hasChanged);
+  EXPECT_EQ(Plays(), 1u) << "the port of before is held for the time of the send";
+  change.wait();
+  EXPECT_EQ(Access::Port(*output), &mOther);
 }
 
 TEST_F(Mlox_DirectMusic_OutputTest, AStopFromAnotherThreadEndsALongSysexAtTheNextPiece) {
