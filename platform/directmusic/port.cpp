@@ -184,13 +184,20 @@ bool Platform_OutputPort::Enqueue(std::int64_t iTime, const std::uint8_t* iBytes
 
 Platform_SendResult Platform_OutputPort::Dispatch(std::int64_t iNow, std::int64_t iTime,
                                                   const std::uint8_t* iBytes, std::size_t iLength) {
-  if (IsSysexPiece(iBytes[0])) {
-    return SendPiece(iNow, iTime, iBytes, iLength);
+  const std::int64_t time = std::max(iTime, iNow);
+  const bool isPiece = IsSysexPiece(iBytes[0]);
+  const bool isWhole = !isPiece || (!mSysexIsOpen && iBytes[0] == 0xF0 && iBytes[iLength - 1] == 0xF7);
+  // Drivers play by time: what sounds before the pieces that were handed over is not in their way.
+  if (IsRealTime(iBytes[0]) || (isWhole && time < mFirstPieceTime)) {
+    return mOutputP->SendNow(iNow, time, iBytes, iLength);
   }
-  if (IsRealTime(iBytes[0]) || (!mSysexIsOpen && mHeld.IsEmpty())) {
-    return mOutputP->SendNow(iNow, iTime, iBytes, iLength);
+  if (isPiece) {
+    return SendPiece(iNow, time, iBytes, iLength);
   }
-  Platform_TimedMessage* const message = Platform_TimedMessage::New(iTime, iBytes, iLength);
+  if (!mSysexIsOpen && mHeld.IsEmpty()) {
+    return mOutputP->SendNow(iNow, std::max(time, mLastPieceTime), iBytes, iLength);
+  }
+  Platform_TimedMessage* const message = Platform_TimedMessage::New(time, iBytes, iLength);
   if (message == nullptr) {
     return Platform_SendResult::kFull;
   }
@@ -203,28 +210,34 @@ Platform_SendResult Platform_OutputPort::SendPiece(std::int64_t iNow, std::int64
                                                    const std::uint8_t* iBytes, std::size_t iLength) {
   // What was held behind an earlier message goes first, or a new one would overtake it.
   if (!mSysexIsOpen) {
-    const Platform_SendResult flushed = FlushHeld();
+    const Platform_SendResult flushed = FlushHeld(iNow);
     if (flushed != Platform_SendResult::kTaken) {
       return flushed;
     }
   }
-  const Platform_SendResult result = mOutputP->SendNow(iNow, iTime, iBytes, iLength);
+  const std::int64_t time = std::max(iTime, mLastPieceTime);
+  const Platform_SendResult result = mOutputP->SendNow(iNow, time, iBytes, iLength);
   if (result != Platform_SendResult::kTaken) {
     return result;
   }
+  if (!mSysexIsOpen) {
+    mFirstPieceTime = time;
+  }
+  mLastPieceTime = time;
   mSysexIsOpen = iBytes[iLength - 1] != 0xF7;
-  mLastPieceTime = iTime;
-  if (!mSysexIsOpen && FlushHeld() == Platform_SendResult::kFull) {
+  if (!mSysexIsOpen && FlushHeld(iNow) == Platform_SendResult::kFull) {
     mHost.WakeWorker();
   }
   return Platform_SendResult::kTaken;
 }
 
-Platform_SendResult Platform_OutputPort::FlushHeld() {
+// With the reading of the clock that the caller sends everything else with: a driver plays what is late at
+// that time, and what comes behind must not have an earlier one.
+Platform_SendResult Platform_OutputPort::FlushHeld(std::int64_t iNow) {
   while (const Platform_TimedMessage* const message = mHeld.Peek()) {
     // Never before the end of what it waited for: drivers play by time.
     const std::int64_t time = std::max(message->mTime, mLastPieceTime);
-    const Platform_SendResult result = mOutputP->Send(time, message->Bytes(), message->mLength);
+    const Platform_SendResult result = mOutputP->SendNow(iNow, time, message->Bytes(), message->mLength);
     if (result != Platform_SendResult::kTaken) {
       return result;
     }
@@ -242,8 +255,11 @@ void Platform_OutputPort::AbandonStaleSysex(std::int64_t iNow) {
 }
 
 std::int64_t Platform_OutputPort::DispatchDue(std::int64_t iNow) {
+  // The round's reading may be old by now: other ports had their turn first, and this one may have been
+  // played on since.
+  const std::int64_t now = Sys_Clock::Microseconds();
   if (!mSysexIsOpen) {
-    const Platform_SendResult flushed = FlushHeld();
+    const Platform_SendResult flushed = FlushHeld(now);
     if (flushed == Platform_SendResult::kGone) {
       Disconnect();
       return kNever;
@@ -256,9 +272,7 @@ std::int64_t Platform_OutputPort::DispatchDue(std::int64_t iNow) {
     if (head->mTime - iNow > kHandOverAhead) {
       return head->mTime - kHandOverAhead;
     }
-    // The round's reading of the clock may be old by now: other ports had their turn first.
-    const Platform_SendResult result =
-        Dispatch(Sys_Clock::Microseconds(), head->mTime, head->Bytes(), head->mLength);
+    const Platform_SendResult result = Dispatch(now, head->mTime, head->Bytes(), head->mLength);
     if (result == Platform_SendResult::kGone) {
       Disconnect();
       return kNever;
@@ -327,6 +341,8 @@ void Platform_OutputPort::Disconnect() {
   mLost.fetch_add(mQueue.Clear() + mHeld.Clear());
   mSplitter.Reset();
   mSysexIsOpen = false;
+  mFirstPieceTime = 0;
+  mLastPieceTime = 0;
 }
 
 bool Platform_OutputPort::IsConnected() {

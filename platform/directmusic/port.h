@@ -130,7 +130,7 @@ class Platform_OutputPort final : public Platform_Port {
                                std::size_t iLength);
   Platform_SendResult SendPiece(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
                                 std::size_t iLength);
-  Platform_SendResult FlushHeld();
+  Platform_SendResult FlushHeld(std::int64_t iNow);
   void AbandonStaleSysex(std::int64_t iNow);
   std::int64_t DispatchDue(std::int64_t iNow);
 
@@ -140,6 +140,8 @@ class Platform_OutputPort final : public Platform_Port {
   Platform_TimedQueue mQueue;
   Platform_MessageList mHeld;
   bool mSysexIsOpen = false;
+  // Of the latest system exclusive message that went out in pieces, or whole.
+  std::int64_t mFirstPieceTime = 0;
   std::int64_t mLastPieceTime = 0;
   // Of a connection whose latency is fixed, so that the latency clock needs no lock; else kNotFixed.
   static constexpr std::int64_t kNotFixed = -1;

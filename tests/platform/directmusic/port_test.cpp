@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,7 +21,7 @@ constexpr std::int64_t kNow = 1000000;
 constexpr std::int64_t kAhead = 100000;
 
 struct Sent {
-  std::int64_t mTime;
+  std::int64_t mTime;  // at which it sounds: a driver plays what is late at once
   Bytes mBytes;
   bool operator==(const Sent&) const = default;
 };
@@ -28,6 +30,7 @@ struct Sent {
 struct DriverState {
   std::vector<Sent> mSent;
   Platform_SendResult mAnswer = Platform_SendResult::kTaken;
+  std::deque<Platform_SendResult> mAnswers;  // these come first
   int mDrops = 0;
   std::int64_t mLatency = 5000;
   bool mIsLatencyFixed = false;
@@ -38,15 +41,20 @@ class FakeOutput : public Platform_DriverOutput {
  public:
   explicit FakeOutput(DriverState& ioState) : mState(ioState) {}
   Platform_SendResult Send(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength) override {
-    if (mState.mAnswer == Platform_SendResult::kTaken) {
-      mState.mSent.push_back({iTime, Bytes(iBytes, iBytes + iLength)});
-    }
-    return mState.mAnswer;
+    return SendNow(Sys_Clock::Microseconds(), iTime, iBytes, iLength);
   }
   Platform_SendResult SendNow(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
                               std::size_t iLength) override {
     mState.mNows.push_back(iNow);
-    return Send(iTime, iBytes, iLength);
+    Platform_SendResult answer = mState.mAnswer;
+    if (!mState.mAnswers.empty()) {
+      answer = mState.mAnswers.front();
+      mState.mAnswers.pop_front();
+    }
+    if (answer == Platform_SendResult::kTaken) {
+      mState.mSent.push_back({std::max(iTime, iNow), Bytes(iBytes, iBytes + iLength)});
+    }
+    return answer;
   }
   std::size_t PieceSize() const override { return kPlatform_MaxPiece; }
   std::int64_t LatencyMicroseconds() const override { return mState.mLatency; }
@@ -93,6 +101,17 @@ class OutputPort : public ::testing::Test {
   }
   // What the driver has been given since the last call.
   std::vector<Sent> TakeSent() { return std::exchange(mDriver.mState.mSent, {}); }
+  // The same in the order in which it sounds.
+  std::vector<Bytes> TakeHeard() {
+    std::vector<Sent> sent = TakeSent();
+    std::stable_sort(sent.begin(), sent.end(),
+                     [](const Sent& iLeft, const Sent& iRight) { return iLeft.mTime < iRight.mTime; });
+    std::vector<Bytes> heard;
+    for (const Sent& one : sent) {
+      heard.push_back(one.mBytes);
+    }
+    return heard;
+  }
 
   Test_FakeTime mTime{kNow};
   FakeHost mHost;
@@ -193,6 +212,115 @@ TEST_F(OutputPort, ItsLatencyClockIsAheadByTheDriversLatency) {
   EXPECT_EQ(clockP->GetTime(&time), S_OK);
   EXPECT_EQ(time, (kNow + 5000) * 10);
   clockP->Release();
+}
+
+// ---- what is held behind a system exclusive message, by a clock that moves at each reading ----
+
+const Bytes kBegin = {0xF0, 1, 2};
+const Bytes kEnd = {3, 0xF7};
+const Bytes kOther = {0xF0, 5, 0xF7};
+const Bytes kNoteOn = {0x90, 60, 100};
+const Bytes kNoteOff = {0x80, 60, 0};
+
+class HoldingOutputPort : public OutputPort {
+ protected:
+  HoldingOutputPort() { Test_FakeTime::SetStep(1); }
+  ~HoldingOutputPort() override { Test_FakeTime::SetStep(0); }
+  HRESULT PlayNow(const Bytes& iBytes) { return Play(0, iBytes); }
+  // From now on the driver takes the next one, has no room for the one after it, and then has room again.
+  void LeaveRoomForOne() {
+    mDriver.mState.mAnswers = {Platform_SendResult::kTaken, Platform_SendResult::kFull};
+  }
+};
+
+TEST_F(HoldingOutputPort, ALaterMessageOfTheBufferThatEndsItDoesNotOvertakeWhatWasHeld) {
+  EXPECT_EQ(PlayNow(kBegin), S_OK);
+  EXPECT_EQ(PlayNow(kNoteOn), S_OK);
+  EXPECT_EQ(PlayNow({3, 0xF7, 0x80, 60, 0}), S_OK);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kBegin, kEnd, kNoteOn, kNoteOff}));
+}
+
+TEST_F(HoldingOutputPort, TheNextSystemExclusiveDoesNotOvertakeWhatWasHeldBehindTheOneBefore) {
+  EXPECT_EQ(PlayNow(kBegin), S_OK);
+  EXPECT_EQ(PlayNow(kNoteOn), S_OK);
+  LeaveRoomForOne();
+  EXPECT_EQ(PlayNow(kEnd), S_OK);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kBegin, kEnd}));
+  EXPECT_EQ(PlayNow(kOther), S_OK);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kNoteOn, kOther}));
+}
+
+TEST_F(HoldingOutputPort, NorDoesItWhenTheWorkerHandsBothOver) {
+  EXPECT_EQ(PlayNow(kBegin), S_OK);
+  EXPECT_EQ(PlayNow(kNoteOn), S_OK);
+  constexpr std::int64_t kLater = kNow + 2 * kAhead;
+  EXPECT_EQ(Play(kLater, kEnd), S_OK);
+  EXPECT_EQ(Play(kLater, kOther), S_OK);
+  EXPECT_EQ(TakeHeard(), std::vector<Bytes>{kBegin});
+  LeaveRoomForOne();
+  Test_FakeTime::Set(kLater + 50);
+  EXPECT_EQ(mPort.Work(kLater), INT64_MAX);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kEnd, kNoteOn, kOther}));
+}
+
+TEST_F(HoldingOutputPort, WhatWasHeldDoesNotOvertakeWhatWentOutSinceTheWorkerReadTheClock) {
+  EXPECT_EQ(PlayNow(kBegin), S_OK);
+  EXPECT_EQ(PlayNow(kNoteOn), S_OK);
+  LeaveRoomForOne();
+  EXPECT_EQ(PlayNow(kEnd), S_OK);
+  Test_FakeTime::Set(kNow + 500);
+  EXPECT_EQ(PlayNow({0xF8}), S_OK);
+  EXPECT_EQ(mPort.Work(kNow + 20), INT64_MAX);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kBegin, kEnd, {0xF8}, kNoteOn}));
+}
+
+// A driver plays by time, so what falls into a message whose end is still to come waits for that end, also
+// when the end was handed over long ago.
+TEST_F(HoldingOutputPort, WhatFallsIntoASystemExclusiveThatWasHandedOverAheadSoundsBehindItsEnd) {
+  EXPECT_EQ(Play(kNow + 5000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 6000, kNoteOn), S_OK);
+  EXPECT_EQ(Play(kNow + 9000, kEnd), S_OK);
+  EXPECT_EQ(Play(kNow + 7000, kNoteOff), S_OK);
+  EXPECT_EQ(Play(kNow + 8000, kOther), S_OK);
+  EXPECT_EQ(Play(kNow + 12000, {0xC0, 1}), S_OK);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow + 5000, kBegin},
+                                           {kNow + 9000, kEnd},
+                                           {kNow + 9000, kNoteOn},
+                                           {kNow + 9000, kNoteOff},
+                                           {kNow + 9000, kOther},
+                                           {kNow + 12000, {0xC0, 1}}}));
+}
+
+TEST_F(HoldingOutputPort, WhatSoundsBeforeASystemExclusiveBeginsDoesNotWaitForItsEnd) {
+  EXPECT_EQ(Play(kNow + 5000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 3000, kNoteOn), S_OK);
+  EXPECT_EQ(Play(kNow + 9000, kEnd), S_OK);
+  EXPECT_EQ(Play(kNow + 4000, kNoteOff), S_OK);
+  EXPECT_EQ(Play(kNow + 4500, kOther), S_OK);
+  EXPECT_EQ(Play(kNow + 7000, {0xC0, 1}), S_OK);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow + 5000, kBegin},
+                                           {kNow + 3000, kNoteOn},
+                                           {kNow + 9000, kEnd},
+                                           {kNow + 4000, kNoteOff},
+                                           {kNow + 4500, kOther},
+                                           {kNow + 9000, {0xC0, 1}}}));
+}
+
+TEST_F(HoldingOutputPort, APieceDoesNotGoOutBeforeTheOneItFollows) {
+  EXPECT_EQ(Play(kNow + 5000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 4000, kEnd), S_OK);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kBegin, kEnd}));
+}
+
+// A connection that ends takes what was under way with it.
+TEST_F(HoldingOutputPort, AfterAReplugNothingWaitsForWhatWasUnderWayBefore) {
+  EXPECT_EQ(Play(kNow + 50000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 60000, kEnd), S_OK);
+  mPort.HardwareWent();
+  mPort.HardwareCame(mDriver, mInfo);
+  TakeSent();
+  EXPECT_EQ(Play(kNow + 55000, kNoteOn), S_OK);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow + 55000, kNoteOn}}));
 }
 
 }  // namespace
