@@ -109,6 +109,7 @@ class Root final : public IDirectMusic8,
   HRESULT ActivatePort(Platform_Port* iPortP, bool iActive) override;
   ULONG ReleaseLast(Platform_Port* iPortP) override;
   void WakeWorker() override;
+  void LookForPorts() override { PortsMayHaveChanged(); }
   HRESULT MasterClock(IReferenceClock** oClockP) override { return GetMasterClock(nullptr, oClockP); }
 
   // All below: under mMutex.
@@ -302,6 +303,10 @@ HRESULT Root::ActivatePort(Platform_Port* iPortP, bool iActive) {
   const std::lock_guard lock(mMutex);
   if (iActive) {
     StartDrivers();
+    // What the last look found may have been plugged again since, and can't be opened then.
+    if (mRescanWanted.load()) {
+      Rescan();
+    }
   }
   const Present* const present = FindPresent(iPortP->Guid());
   iPortP->SetActive(iActive, present != nullptr ? present->mDriverP : nullptr,

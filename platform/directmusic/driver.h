@@ -39,7 +39,9 @@ struct Platform_PortInfo {
   std::string mPath;     ///< where the card sits; or, for what is no card, its whole address
   std::string mPlace;    ///< which socket of the card: device and subdevice
   /// @}
-  std::string mHandle;  ///< how the driver finds the port again while it is there; never durable
+  /// How the driver finds the port again while it is there; never durable. A port that went and came back has
+  /// another one, also for those who did not look in between, unless its connections go on by themselves.
+  std::string mHandle;
 };
 
 /// What arrives from an input, one whole message or one piece of a system exclusive message.

@@ -158,7 +158,7 @@ void Platform_OutputPort::Accept(const std::uint8_t* iBytes, std::size_t iLength
       return;
     }
     if (result == Platform_SendResult::kGone) {
-      Disconnect();
+      LoseConnection();
       ioPlaying.mFailed = true;
       return;
     }
@@ -261,7 +261,7 @@ std::int64_t Platform_OutputPort::DispatchDue(std::int64_t iNow) {
   if (!mSysexIsOpen) {
     const Platform_SendResult flushed = FlushHeld(now);
     if (flushed == Platform_SendResult::kGone) {
-      Disconnect();
+      LoseConnection();
       return kNever;
     }
     if (flushed == Platform_SendResult::kFull) {
@@ -274,7 +274,7 @@ std::int64_t Platform_OutputPort::DispatchDue(std::int64_t iNow) {
     }
     const Platform_SendResult result = Dispatch(now, head->mTime, head->Bytes(), head->mLength);
     if (result == Platform_SendResult::kGone) {
-      Disconnect();
+      LoseConnection();
       return kNever;
     }
     if (result == Platform_SendResult::kFull) {
@@ -343,6 +343,13 @@ void Platform_OutputPort::Disconnect() {
   mSysexIsOpen = false;
   mFirstPieceTime = 0;
   mLastPieceTime = 0;
+}
+
+// The driver says that the port is gone. It may be there again before the next look at the list, and then
+// nothing in the list has changed: whoever found out asks for a look of his own.
+void Platform_OutputPort::LoseConnection() {
+  Disconnect();
+  mHost.LookForPorts();
 }
 
 bool Platform_OutputPort::IsConnected() {

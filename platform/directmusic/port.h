@@ -29,6 +29,9 @@ class Platform_PortHost {
   virtual ULONG ReleaseLast(Platform_Port* iPortP) = 0;
   /// Makes the worker look at the ports' deadlines anew.
   virtual void WakeWorker() = 0;
+  /// Makes the worker look at the drivers' lists anew: a connection has ended, and the port may be there
+  /// again already.
+  virtual void LookForPorts() = 0;
   virtual HRESULT MasterClock(IReferenceClock** oClockP) = 0;
 };
 
@@ -124,6 +127,7 @@ class Platform_OutputPort final : public Platform_Port {
 
   void Connect(Platform_Driver& iDriver, const Platform_PortInfo& iInfo);
   void Disconnect();
+  void LoseConnection();
   void Accept(const std::uint8_t* iBytes, std::size_t iLength, Playing& ioPlaying);
   bool Enqueue(std::int64_t iTime, const std::uint8_t* iBytes, std::size_t iLength);
   Platform_SendResult Dispatch(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,

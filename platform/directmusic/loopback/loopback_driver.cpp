@@ -98,6 +98,9 @@ class Reader {
 // One pair. It outlives its place in the list while somebody is connected to it.
 struct Pair {
   std::string mName;
+  // No two of the process have the same: one of this name that is plugged later is another pair, also for
+  // whoever did not look in between.
+  std::string mHandle;
   std::atomic<bool> mIsPlugged{true};
   std::mutex mMutex;
   Platform_TimedQueue mWaiting;
@@ -119,19 +122,15 @@ class Exchange {
     return *sExchange;
   }
 
-  std::shared_ptr<Pair> Find(const std::string& iName) {
-    const std::lock_guard lock(mMutex);
-    const auto found = std::find_if(mPairs.begin(), mPairs.end(), [&](const std::shared_ptr<Pair>& iPair) {
-      return iPair->mName == iName;
-    });
-    return found != mPairs.end() ? *found : nullptr;
-  }
+  std::shared_ptr<Pair> Find(const std::string& iName) { return FindBy(&Pair::mName, iName); }
+  std::shared_ptr<Pair> FindByHandle(const std::string& iHandle) { return FindBy(&Pair::mHandle, iHandle); }
 
   void Plug(const std::string& iName) {
     if (Find(iName) == nullptr) {
       const std::lock_guard lock(mMutex);
       auto pair = std::make_shared<Pair>();
       pair->mName = iName;
+      pair->mHandle = std::to_string(++mPlugged);
       mPairs.push_back(std::move(pair));
     }
     TellHosts();
@@ -150,13 +149,9 @@ class Exchange {
     TellHosts();
   }
 
-  std::vector<std::string> Names() {
+  std::vector<std::shared_ptr<Pair>> Pairs() {
     const std::lock_guard lock(mMutex);
-    std::vector<std::string> names;
-    for (const std::shared_ptr<Pair>& pair : mPairs) {
-      names.push_back(pair->mName);
-    }
-    return names;
+    return mPairs;
   }
 
   void Join(Platform_DriverHost* iHostP) {
@@ -204,6 +199,14 @@ class Exchange {
     }
   }
 
+  std::shared_ptr<Pair> FindBy(std::string Pair::*iMember, const std::string& iText) {
+    const std::lock_guard lock(mMutex);
+    const auto found = std::find_if(mPairs.begin(), mPairs.end(), [&](const std::shared_ptr<Pair>& iPair) {
+      return (*iPair).*iMember == iText;
+    });
+    return found != mPairs.end() ? *found : nullptr;
+  }
+
   // The list's change is posted with the hosts' lock alone, so that a host may ask for the list at once.
   void TellHosts() {
     const std::lock_guard lock(mHostMutex);
@@ -227,13 +230,8 @@ class Exchange {
 
   // Delivers what is due. \returns when the next is, or INT64_MAX.
   std::int64_t Deliver() {
-    std::vector<std::shared_ptr<Pair>> pairs;
-    {
-      const std::lock_guard lock(mMutex);
-      pairs = mPairs;
-    }
     std::int64_t next = INT64_MAX;
-    for (const std::shared_ptr<Pair>& pair : pairs) {
+    for (const std::shared_ptr<Pair>& pair : Pairs()) {
       next = std::min(next, DeliverPair(*pair));
     }
     return next;
@@ -278,6 +276,7 @@ class Exchange {
 
   std::mutex mMutex;
   std::vector<std::shared_ptr<Pair>> mPairs;
+  std::uint64_t mPlugged = 0;
   std::mutex mHostMutex;
   std::vector<Platform_DriverHost*> mHosts;
   std::mutex mSleepMutex;
@@ -346,16 +345,16 @@ class LoopbackOutput final : public Platform_DriverOutput {
   const std::shared_ptr<Pair> mPairP;
 };
 
-Platform_PortInfo InfoOf(const std::string& iName, bool iIsInput) {
+Platform_PortInfo InfoOf(const Pair& iPair, bool iIsInput) {
   Platform_PortInfo info;
   info.mDriver = "loopback";
-  info.mName = iName;
+  info.mName = iPair.mName;
   info.mManufacturer = "mlox";
   info.mModel = "loopback";
   info.mIsInput = iIsInput;
   info.mIsVirtual = true;
-  info.mPath = iName;
-  info.mHandle = iName;
+  info.mPath = iPair.mName;
+  info.mHandle = iPair.mHandle;
   return info;
 }
 
@@ -363,7 +362,14 @@ Platform_PortInfo InfoOf(const std::string& iName, bool iIsInput) {
 
 void Platform_LoopbackPorts::Plug(const std::string& iName) { Exchange::Singleton().Plug(iName); }
 void Platform_LoopbackPorts::Unplug(const std::string& iName) { Exchange::Singleton().Unplug(iName); }
-std::vector<std::string> Platform_LoopbackPorts::Names() { return Exchange::Singleton().Names(); }
+
+std::vector<std::string> Platform_LoopbackPorts::Names() {
+  std::vector<std::string> names;
+  for (const std::shared_ptr<Pair>& pair : Exchange::Singleton().Pairs()) {
+    names.push_back(pair->mName);
+  }
+  return names;
+}
 
 void Platform_LoopbackPorts::SetPace(const std::string& iName, std::int64_t iMicrosecondsPerByte) {
   if (const std::shared_ptr<Pair> pair = Exchange::Singleton().Find(iName)) {
@@ -389,20 +395,20 @@ void Platform_LoopbackDriver::Stop() {
 
 std::vector<Platform_PortInfo> Platform_LoopbackDriver::Ports() {
   std::vector<Platform_PortInfo> ports;
-  for (const std::string& name : Exchange::Singleton().Names()) {
-    ports.push_back(InfoOf(name, false));
-    ports.push_back(InfoOf(name, true));
+  for (const std::shared_ptr<Pair>& pair : Exchange::Singleton().Pairs()) {
+    ports.push_back(InfoOf(*pair, false));
+    ports.push_back(InfoOf(*pair, true));
   }
   return ports;
 }
 
 std::unique_ptr<Platform_DriverInput> Platform_LoopbackDriver::OpenInput(const Platform_PortInfo& iPort) {
-  const std::shared_ptr<Pair> pair = Exchange::Singleton().Find(iPort.mHandle);
+  const std::shared_ptr<Pair> pair = Exchange::Singleton().FindByHandle(iPort.mHandle);
   return pair != nullptr ? std::make_unique<LoopbackInput>(pair) : nullptr;
 }
 
 std::unique_ptr<Platform_DriverOutput> Platform_LoopbackDriver::OpenOutput(const Platform_PortInfo& iPort) {
-  const std::shared_ptr<Pair> pair = Exchange::Singleton().Find(iPort.mHandle);
+  const std::shared_ptr<Pair> pair = Exchange::Singleton().FindByHandle(iPort.mHandle);
   return pair != nullptr ? std::make_unique<LoopbackOutput>(pair) : nullptr;
 }
 

@@ -391,6 +391,67 @@ TEST_F(DirectMusicRoot, APortOutlivesAReplugWithNoCallOfItsHolder) {
   EXPECT_EQ(received, (Bytes{0x90, 61, 100}));
 }
 
+// Keeps the root's worker busy, from its making to its end, so that it doesn't look at the list of ports.
+class BusyWorker final : public Platform_PresenceWatcher {
+ public:
+  BusyWorker(IDirectMusic8& iRoot, const std::string& iName) : mName("busy " + iName) {
+    EXPECT_EQ(iRoot.QueryInterface(IID_IPlatformPresence, reinterpret_cast<void**>(&mPresenceP)), S_OK);
+    mPresenceP->Watch(this);
+    mMayBlock.store(true);
+    Platform_LoopbackPorts::Plug(mName);
+    while (!mIsBlocked.load()) {
+      std::this_thread::yield();
+    }
+  }
+  ~BusyWorker() override {
+    mMayBlock.store(false);
+    mPresenceP->Unwatch(this);
+    Platform_LoopbackPorts::Unplug(mName);
+  }
+  BusyWorker(const BusyWorker&) = delete;
+  BusyWorker& operator=(const BusyWorker&) = delete;
+
+  void PresenceChanged(const std::vector<Platform_PresentPort>&) override {
+    while (mMayBlock.load()) {
+      mIsBlocked.store(true);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+
+ private:
+  const std::string mName;
+  IPlatformPresence* mPresenceP = nullptr;
+  std::atomic<bool> mMayBlock{false};
+  std::atomic<bool> mIsBlocked{false};
+};
+
+TEST_F(DirectMusicRoot, APortThatWentAndCameBetweenTwoLooksSoundsAgain) {
+  OpenBoth();
+  {
+    const BusyWorker busy(*mRootP, mName);
+    Platform_LoopbackPorts::Unplug(mName);
+    Platform_LoopbackPorts::Plug(mName);
+  }
+  // Until the worker gets round to it, an output refuses, or an input is on the old pair yet.
+  Bytes received;
+  for (int i = 0; i < 600 && received.empty(); ++i) {
+    Play(INT64_MIN, {0x90, 61, 100});
+    received = Receive(100);
+  }
+  EXPECT_EQ(received, (Bytes{0x90, 61, 100}));
+}
+
+TEST_F(DirectMusicRoot, WhoActivatesAPortBeforeTheWorkerHasSeenItsReplugFindsItThere) {
+  mOutputP = Open(DMUS_PC_OUTPUTCLASS);
+  const BusyWorker busy(*mRootP, mName);
+  Platform_LoopbackPorts::Unplug(mName);
+  EXPECT_EQ(mOutputP->Activate(TRUE), E_FAIL);
+  EXPECT_EQ(mOutputP->Activate(FALSE), S_OK);
+  Platform_LoopbackPorts::Plug(mName);
+  EXPECT_EQ(mOutputP->Activate(TRUE), S_OK);
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), S_OK);
+}
+
 TEST_F(DirectMusicRoot, DriversStopWhenTheLastPortIsLetGo) {
   const auto threads = [] {
     const std::filesystem::directory_iterator tasks("/proc/self/task");

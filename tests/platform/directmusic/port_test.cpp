@@ -83,8 +83,10 @@ class FakeHost : public Platform_PortHost {
   HRESULT ActivatePort(Platform_Port*, bool) override { return S_OK; }
   ULONG ReleaseLast(Platform_Port*) override { return 0; }
   void WakeWorker() override { ++mWakes; }
+  void LookForPorts() override { ++mLooks; }
   HRESULT MasterClock(IReferenceClock**) override { return E_NOTIMPL; }
   int mWakes = 0;
+  int mLooks = 0;
 };
 
 class OutputPort : public ::testing::Test {
@@ -161,6 +163,23 @@ TEST_F(OutputPort, WhileItsHardwareIsAwayItRefusesAndWhatWaitedIsLostAndCounted)
   mPort.HardwareCame(mDriver, mInfo);
   EXPECT_EQ(Play(kNow, {0xC0, 4}), S_OK);
   EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow, {0xC0, 4}}}));
+}
+
+// Hardware that is there again before anybody looked stands under the same handle, perhaps: nobody else
+// tells.
+TEST_F(OutputPort, ADriverThatSaysThePortIsGoneMakesTheRootLookForItAgain) {
+  mDriver.mState.mAnswer = Platform_SendResult::kGone;
+  EXPECT_EQ(Play(kNow, {0xC0, 1}), E_FAIL);
+  EXPECT_EQ(mHost.mLooks, 1);
+  EXPECT_EQ(Play(kNow, {0xC0, 1}), E_FAIL);
+  EXPECT_EQ(mHost.mLooks, 1) << "once is enough";
+  mPort.HardwareCame(mDriver, mInfo);
+  EXPECT_EQ(Play(kNow + kAhead + 1, {0xC0, 1}), S_OK);
+  mPort.Work(kNow + 1);
+  EXPECT_EQ(mHost.mLooks, 2) << "from the worker too";
+  mPort.HardwareCame(mDriver, mInfo);
+  mPort.HardwareWent();
+  EXPECT_EQ(mHost.mLooks, 2) << "the root knows";
 }
 
 TEST_F(OutputPort, HardwareThatComesBackIsConnectedOnlyWhileThePortIsActive) {

@@ -485,6 +485,50 @@ TYPED_TEST_P(DriverConformance, PortsGoAndComeBackUnderTheSameAddress) {
   EXPECT_EQ(this->HeardMessages(heardBefore + 1).back(), (Test_MidiBytes{0xC0, 9}));
 }
 
+// Nobody looked in between, so all there is to tell it by is the port's handle. Where that is another one,
+// the root lets go of what it has and opens the port again, as it does with an output that says it is gone;
+// a driver that goes on by itself keeps the handle.
+TYPED_TEST_P(DriverConformance, APortThatWentAndCameBetweenTwoLooksSoundsAgain) {
+  ASSERT_TRUE(this->mPeer.CanUnplug());
+  this->OpenInput();
+  this->OpenOutput();
+  this->OpenWayIn();
+  Platform_PortInfo source;
+  Platform_PortInfo sink;
+  ASSERT_TRUE(this->Find(true, source) && this->Find(false, sink));
+  const std::size_t heardBefore = this->mPeer.Heard().size();
+  this->mPeer.Unplug();
+  this->mPeer.Plug();
+
+  Platform_PortInfo now;
+  // A server may give the new port the buffer of the old one, with what was in it last.
+  EXPECT_TRUE(Test_WaitFor([&] {
+    if (this->Find(true, now) && (now.mHandle != source.mHandle || this->mInputP == nullptr)) {
+      this->mInputP = nullptr;
+      this->mInputP = this->mDriverP->OpenInput(now);
+      source = now;
+    }
+    this->mPeer.Send({0xC0, 8});
+    return this->mInputP != nullptr &&
+           this->Receive(std::chrono::milliseconds(50)) == (Test_MidiBytes{0xC0, 8});
+  })) << "the input is deaf";
+  EXPECT_TRUE(Test_WaitFor([&] {
+    if (this->Find(false, now) && (now.mHandle != sink.mHandle || this->mOutputP == nullptr)) {
+      this->mOutputP = nullptr;
+      this->mOutputP = this->mDriverP->OpenOutput(now);
+      sink = now;
+    }
+    const std::uint8_t program[] = {0xC0, 9};
+    if (this->mOutputP != nullptr &&
+        this->mOutputP->Send(kPlatform_AtOnce, program, 2) == Platform_SendResult::kGone) {
+      this->mOutputP = nullptr;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const std::vector<Test_Heard> heard = this->mPeer.Heard();
+    return heard.size() > heardBefore && heard.back().mBytes == (Test_MidiBytes{0xC0, 9});
+  })) << "the output is dead";
+}
+
 REGISTER_TYPED_TEST_SUITE_P(
     DriverConformance, ListsBothPortsOfThePeerOnce, OurOwnPortsAreNeverListed,
     AddressesStayTheSameInTheNextRun, ADriverThatWasStoppedStartsAgain, APortThatIsNotThereCantBeOpened,
@@ -494,4 +538,5 @@ REGISTER_TYPED_TEST_SUITE_P(
     DropTakesBackWhatHasNotSounded, TheLatencyIsSmallAndNeverNegative,
     EveryKindOfMessageComesInWholeAndInOrder, ASystemExclusiveMessageOf64KilobytesComesInPiecesByteForByte,
     TheDescriptorIsReadableExactlyWhileSomethingWaits, AReaderThatComesLateFindsAThousandMessages,
-    BothDirectionsAtOnceLoseAndDoubleNothing, OpensAndClosesManyTimes, PortsGoAndComeBackUnderTheSameAddress);
+    BothDirectionsAtOnceLoseAndDoubleNothing, OpensAndClosesManyTimes, PortsGoAndComeBackUnderTheSameAddress,
+    APortThatWentAndCameBetweenTwoLooksSoundsAgain);

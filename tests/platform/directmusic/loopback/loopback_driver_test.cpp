@@ -128,6 +128,26 @@ TEST_F(LoopbackPaceTest, DroppingTakesBackWhatIsStillOnTheWire) {
   EXPECT_EQ(Take(), Bytes());
 }
 
+TEST_F(LoopbackPaceTest, APairThatIsPluggedAgainIsAnotherOne) {
+  const auto find = [this] {
+    for (const Platform_PortInfo& port : mDriver.Ports()) {
+      if (port.mName == kPair && !port.mIsInput) {
+        return port;
+      }
+    }
+    return Platform_PortInfo();
+  };
+  const Platform_PortInfo before = find();
+  EXPECT_EQ(find().mHandle, before.mHandle) << "while it is there it stays the same";
+  Platform_LoopbackPorts::Unplug(kPair);
+  Platform_LoopbackPorts::Plug(kPair);
+  const Platform_PortInfo after = find();
+  EXPECT_EQ(after.mPath, before.mPath);
+  EXPECT_NE(after.mHandle, before.mHandle);
+  EXPECT_EQ(mDriver.OpenOutput(before), nullptr) << "that one has gone";
+  EXPECT_NE(mDriver.OpenOutput(after), nullptr);
+}
+
 TEST_F(LoopbackPaceTest, ThePaceOfAPairThatIsNotThereIsNobodys) {
   Platform_LoopbackPorts::SetPace("nowhere", 320);
   Send({0xF8});
