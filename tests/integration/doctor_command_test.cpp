@@ -144,6 +144,9 @@ TEST_F(DoctorCommand, WhatIsWrongWithTheEnvironmentIsMendedByItsLines) {
   ExpectMended("environment", "export MLOX_DisableBatchDelivery=x", "neither on nor off");
   ExpectMended("environment", "export MLOX_TRACE=0xyz", "neither all nor");
   ExpectMended("environment", "export MLOX_DEBUG_LOG=$PWD/none/log", "its folder is not there");
+  ExpectMended("environment", "export MLOX_TRACE_FILE=/tmp",
+               "it is a folder, so trace lines go to standard error");
+  ExpectMended("environment", "export MLOX_TRACE_FILE=/proc/x/trace.log", "its folder can't be made");
   ExpectMended("environment", "export MLOX_APP_DIR=$PWD/none", "no such folder");
   ExpectMended("environment", "export XDG_STATE_HOME=state", "not absolute");
   ExpectMended("environment", "export MLOX_LOOPBACK_PORT=A", "is MLOX_LOOPBACK_PORTS meant?");
@@ -156,6 +159,7 @@ TEST_F(DoctorCommand, WhatIsWrongWithTheStudioIsMendedByItsLines) {
   EXPECT_EQ(Test_ReadFile(mFolder / "damaged.db.damaged-1"), std::string(5000, 'x'));
   ExpectMended("studio", "export MLOX_STUDIO_DB=/dev/null", "it is no file");
   ExpectMended("studio", "unset HOME", "nothing says where it lies");
+  ExpectMended("studio", "export MLOX_STUDIO_DB=/proc/x/studio.db", "no files can be made in /proc");
   mFolder.MakeFolder("home/.local/state/mlox/studio.db");
   ExpectMended("studio", "", "it is a folder");
 }
@@ -206,6 +210,90 @@ TEST_F(DoctorCommand, WhatThisUserMayNotReadIsSaidSo) {
   EXPECT_THAT(mend("patch_names"),
               ElementsAre(fmt::format("{} {}/names", isRoot ? "sudo chmod a+rx" : "chmod u+rx", at)));
 }
+
+// What looks that could not be had say, and that nothing else is made of them.
+void ExpectNothingLookedAt(const json& iAnswer, const std::string& iWhy, const std::string& iMend) {
+  std::vector<std::string> names;
+  for (const json& finding : iAnswer["findings"]) {
+    const std::string seen = finding["seen"];
+    if (seen.find("not looked at") != std::string::npos) {
+      names.push_back(finding["name"]);
+      EXPECT_THAT(seen, HasSubstr(iWhy));
+      EXPECT_THAT(finding["mend"], ElementsAre(iMend)) << seen;
+    }
+    for (const char* const guess : {"ends", "answer within", "0 kB", "does not start", "no driver starts"}) {
+      EXPECT_THAT(seen, testing::Not(HasSubstr(guess)));
+    }
+  }
+  EXPECT_THAT(names, testing::IsSupersetOf({"drivers", "loopback", "realtime_priority", "locked_memory",
+                                            "studio", "patch_names", "device_types", "excluded_ports",
+                                            "settings", "environment"}));
+}
+
+TEST_F(DoctorCommand, WithoutAProcessForItsLooksItSaysThatItHasNotLooked) {
+  const std::string as = ::geteuid() == 0 ? kNobody : "";
+  const json answer = AskJson("export MLOX_STUDIO_DB=$PWD/s.db\n$MLOX studio add Strings >/dev/null",
+                              as + "prlimit --nproc=1:1 ");
+  ExpectNothingLookedAt(answer, "no process or thread can be started",
+                        "# end programs of this user, or ask in a shell that may start more (ulimit -u)");
+}
+
+TEST_F(DoctorCommand, WithoutFilesForItsLooksItSaysThatItHasNotLooked) {
+  for (const int files : {4, 9}) {
+    const json answer =
+        AskJson("export MLOX_STUDIO_DB=$PWD/s.db", fmt::format("prlimit --nofile={}:300 ", files));
+    ExpectNothingLookedAt(answer, "no more files can be opened: Too many open files", "ulimit -n 300");
+  }
+}
+
+TEST_F(DoctorCommand, ADriverThatCanHaveNoThreadIsNotSaidToHang) {
+  const json answer = AskJson("export MLOX_MIDI_DRIVERS=jack,loopback",
+                              std::string(::geteuid() == 0 ? kNobody : "") + "prlimit --nproc=2:2 ");
+  for (const char* const name : {"drivers", "loopback"}) {
+    EXPECT_THAT(Find(answer, name)["seen"].get<std::string>(), HasSubstr("not looked at")) << name;
+  }
+  EXPECT_THAT(Find(answer, "jack")["seen"].get<std::string>(), testing::Not(HasSubstr("does not answer")));
+}
+
+TEST_F(DoctorCommand, ClosedStandardStreamsChangeNothing) {
+  mFolder.MakeFile("names/a.midnam");
+  ASSERT_EQ(Shell("MLOX_MIDI_DRIVERS=loopback MLOX_STUDIO_DB=$PWD/s.db $MLOX studio add Strings").mStatus, 0);
+  const std::string setting = "export MLOX_PATCH_NAMES_DIR=$PWD/names MLOX_STUDIO_DB=$PWD/s.db MLOX_ASSERT=x";
+  const Result open = Ask("--json", setting);
+  EXPECT_EQ(open.mStatus, 1);
+  EXPECT_THAT(open.mOutput, HasSubstr("1 devices of the user's"));
+  for (const char* const closed : {"<&-", "2>&-", "<&- 2>&-"}) {
+    const Result result = Ask(std::string("--json ") + closed, setting);
+    EXPECT_EQ(result.mStatus, 1) << closed;
+    EXPECT_EQ(result.mOutput, open.mOutput) << closed;
+  }
+}
+
+TEST_F(DoctorCommand, FoldersOfATraceFileCountAsMade) {
+  const json environment = Find(AskJson("export MLOX_TRACE_FILE=$PWD/new/dir/trace.log"), "environment");
+  EXPECT_EQ(environment["state"], "ok") << environment;
+  EXPECT_THAT(Names(), IsEmpty());
+}
+
+TEST_F(DoctorCommand, ATracingLibraryThatIsNotOursIsSaidToLackItsNames) {
+  const json tracing =
+      Find(AskJson("export MLOX_ASSERT=count LD_LIBRARY_PATH=" MLOX_TEST_FAILING_CHECKS), "tracing");
+  EXPECT_EQ(tracing["state"], "wrong");
+  EXPECT_EQ(tracing["seen"], MLOX_TEST_FAILING_CHECKS
+            "/libQuilTrace.so lacks 25 of the entry points, QuilTraceIsActiveFunc first, so it is not used");
+}
+
+#if defined(MLOX_TEST_QUILTRACE)
+TEST_F(DoctorCommand, TheTracingLibraryIsFoundAndLacksNothing) {
+  const std::string setting = "export LD_LIBRARY_PATH=$(dirname " MLOX_TEST_QUILTRACE ")";
+  const json off = Find(AskJson(setting), "tracing");
+  EXPECT_EQ(off["state"], "ok");
+  EXPECT_EQ(off["seen"], MLOX_TEST_QUILTRACE " is there; MLOX_TRACE turns it on");
+  const json on = Find(AskJson(setting + " MLOX_TRACE=4 MLOX_TRACE_FILE=$PWD/trace.log"), "tracing");
+  EXPECT_EQ(on["state"], "ok");
+  EXPECT_EQ(on["seen"], MLOX_TEST_QUILTRACE " writes MLOX_TRACE=4");
+}
+#endif
 
 TEST_F(DoctorCommand, LimitsOfTheShellAreSeen) {
   const json answer = AskJson("ulimit -r 0; ulimit -l 64", ::geteuid() == 0 ? kNobody : "");

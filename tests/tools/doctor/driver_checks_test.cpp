@@ -201,6 +201,43 @@ TEST_F(DriverChecks, ADriverThatWasNotBuiltIsWrongForWhoChoseIt) {
   Test_ExpectWrong(CheckJack(mMachine), "this build has no such driver", jack);
 }
 
+// ---- what could not be tried ----
+
+TEST_F(DriverChecks, ADriverThatCouldNotBeTriedIsNotSaidToFail) {
+  const tool::LookOutcome end = {LookEnd::kNotHad, EAGAIN};
+  const std::string why =
+      "not looked at: no process or thread can be started: Resource temporarily unavailable";
+  const Names mend = {"# end programs of this user, or ask in a shell that may start more (ulimit -u)"};
+  for (tool::DriverFacts* const factsP : {&mMachine.mAlsa, &mMachine.mJack, &mMachine.mLoopback}) {
+    *factsP = {true, end, {true, false, "", 0, 0}};
+  }
+  mMachine.mJackServer.mIsPipeWire = true;
+  Test_ExpectWrong(CheckDrivers(mMachine), "which drivers start: " + why, mend);
+  Test_ExpectWrong(CheckAlsa(mMachine), "/dev/snd/seq: " + why, mend);
+  Test_ExpectWrong(CheckJack(mMachine), "PipeWire (/usr/lib/libjack.so.0): " + why, mend);
+  Test_ExpectNote(CheckPipeWire(mMachine), why, mend);
+  Test_ExpectWrong(CheckLoopback(mMachine), why, mend);
+  mMachine.mProcesses = {1, 30000};
+  Test_ExpectWrong(CheckLoopback(mMachine), why, {"ulimit -u 30000"});
+  mMachine.mProcesses.mHard = UINT64_MAX;
+  Test_ExpectWrong(CheckLoopback(mMachine), why, {"ulimit -u unlimited"});
+  Choose("nonsense");
+  EXPECT_EQ(CheckAlsa(mMachine).mState, tool::FindingState::kNote);
+  EXPECT_EQ(CheckJack(mMachine).mState, tool::FindingState::kNote);
+  EXPECT_EQ(CheckLoopback(mMachine).mState, tool::FindingState::kNote);
+  Test_ExpectWrong(CheckDrivers(mMachine), "no driver starts", {"unset MLOX_MIDI_DRIVERS"});
+}
+
+TEST_F(DriverChecks, WhichDriverIsUsedIsKnownWithoutThoseBehindIt) {
+  mMachine.mJack.mEnd = {LookEnd::kNotHad, EMFILE};
+  Test_ExpectOk(CheckDrivers(mMachine), "ports come from alsa");
+  Choose("alsa,jack");
+  Test_ExpectWrong(CheckDrivers(mMachine), "not looked at: no more files can be opened: Too many open files",
+                   {"ulimit -n 4096"});
+  Choose("alsa");
+  Test_ExpectOk(CheckDrivers(mMachine), "ports come from alsa");
+}
+
 // ---- the group ----
 
 TEST_F(DriverChecks, WhoReachesTheSequencerNeedsNoGroup) {
@@ -226,8 +263,14 @@ TEST_F(DriverChecks, WhoIsNotInTheGroupIsPutIntoIt) {
   EXPECT_EQ(CheckAudioGroup(mMachine).mState, tool::FindingState::kNote);
   Choose("");
   mMachine.mUser.mName.clear();
-  Test_ExpectWrong(CheckAudioGroup(mMachine), "this user is not in it",
-                   {"sudo usermod -aG audio $(id -u)", "# then log in again"});
+  Test_ExpectWrong(
+      CheckAudioGroup(mMachine), "this user is not in it",
+      {"# this user id has no name: add it to /etc/passwd first, or run as a user that has one"});
+  mMachine.mUser.mHasAudioGroup = false;
+  Test_ExpectWrong(
+      CheckAudioGroup(mMachine), "this user is not in it",
+      {"sudo groupadd --system audio",
+       "# this user id has no name: add it to /etc/passwd first, or run as a user that has one"});
 }
 
 TEST_F(DriverChecks, ALoginThatIsOlderThanTheMembershipNeedsANewOne) {
@@ -315,6 +358,12 @@ TEST_F(DriverChecks, PipeWireMattersWhereItIsTheServer) {
 }
 
 // ---- loopback ----
+
+TEST_F(DriverChecks, ALoopbackThatDoesNotStartTellsWhy) {
+  mMachine.mLoopback.mTrial = {true, false, "no thread", 0, 0};
+  Test_ExpectNote(CheckLoopback(mMachine), "it does not start: no thread",
+                  {"export MLOX_LOOPBACK_PORTS=A,B"});
+}
 
 TEST_F(DriverChecks, LoopbackIsAlwaysThere) {
   Test_ExpectOk(CheckLoopback(mMachine), "always there: 1 pair in each process");

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -91,31 +92,83 @@ TEST_F(EnvironmentChecks, NumbersOfTraceFilesAreNumbers) {
 TEST_F(EnvironmentChecks, ALogThatCannotBeWrittenIsSaidSo) {
   const std::string mend = "export MLOX_DEBUG_LOG=/tmp/mlox.log";
   mMachine.mDebugLog.mFolder = {"/var", PathKind::kFolder, 0, true, false, false};
+  mMachine.mDebugLog.mNearest = mMachine.mDebugLog.mFolder;
   ExpectWrong("MLOX_DEBUG_LOG", "/var/log", "no permission", mend);
   mMachine.mDebugLog.mFolder = {"/none", PathKind::kNothing, 0, false, false, false};
   ExpectWrong("MLOX_DEBUG_LOG", "/none/log", "its folder is not there", mend);
   mMachine.mDebugLog.mFile = {"/tmp", PathKind::kFolder, 0, true, true, true};
-  ExpectWrong("MLOX_DEBUG_LOG", "/tmp", "it is a folder", mend);
+  ExpectWrong("MLOX_DEBUG_LOG", "/tmp", "it is a folder, so nothing is logged", mend);
   mMachine.mDebugLog.mFile = {"/var/log", PathKind::kFile, 0, true, false, false};
   ExpectWrong("MLOX_DEBUG_LOG", "/var/log", "no permission", mend);
-  mMachine.mTraceFile.mFolder = {"/none", PathKind::kNothing, 0, false, false, false};
-  ExpectWrong("MLOX_TRACE_FILE", "/none/trace", "its folder is not there",
-              "export MLOX_TRACE_FILE=/tmp/mlox.log");
+}
+
+TEST_F(EnvironmentChecks, ATraceFileThatCannotBeOpenedLeavesItsLinesToStandardError) {
+  const auto expectWrong = [&](const std::string& iValue, const std::string& iWhy) {
+    ExpectWrong("MLOX_TRACE_FILE", iValue, iWhy + ", so trace lines go to standard error",
+                "export MLOX_TRACE_FILE=/tmp/mlox.log");
+  };
+  tool::LogFacts& facts = mMachine.mTraceFile;
+  const PathFacts nothing = {"/x", PathKind::kNothing, 0, false, false, false};
+  const PathFacts closed = {"/x", PathKind::kFolder, 0, true, false, false};
+  const PathFacts open = {"/x", PathKind::kFolder, 0, true, true, true};
+  const PathFacts file = {"/x", PathKind::kFile, 0, true, true, true};
+  facts = {open, open, open, false, {}};
+  expectWrong("/tmp", "it is a folder");
+  facts = {nothing, nothing, open, false, {}};
+  expectWrong("/tmp/new/", "it is a folder");
+  facts = {nothing, closed, closed, false, {}};
+  expectWrong("/var/trace", "no permission");
+  facts = {nothing, nothing, closed, false, {}};
+  expectWrong("/var/new/trace", "no permission");
+  facts = {nothing, nothing, file, false, {}};
+  expectWrong("/etc/passwd/new/trace", "its folder can't be made");
+  facts = {nothing, nothing, open, true, {}};
+  expectWrong("/proc/new/trace", "its folder can't be made");
+  facts = {nothing, open, open, true, {}};
+  expectWrong("/proc/trace", "no file can be made there");
+  facts = {{"/x", PathKind::kFile, 0, true, false, false}, open, open, false, {}};
+  expectWrong("/tmp/trace", "no permission");
+}
+
+TEST_F(EnvironmentChecks, ATraceFilesFoldersAreMade) {
+  Set("MLOX_TRACE_FILE", "/new/dir/trace.log");
+  mMachine.mTraceFile.mFolder = {"/new/dir", PathKind::kNothing, 0, false, false, false};
+  mMachine.mTraceFile.mNearest = {"/", PathKind::kFolder, 0, true, true, true};
+  Test_ExpectOk(Check(), "MLOX_TRACE_FILE");
+  Set("MLOX_TRACE_FILE", "-");
+  mMachine.mTraceFile.mNearest.mIsWritable = false;
+  Test_ExpectWrong(Check(), "MLOX_TRACE_FILE=-: no permission", {"export MLOX_TRACE_FILE=/tmp/mlox.log"});
+}
+
+TEST_F(EnvironmentChecks, WhatCouldNotBeLookedAtIsSaidSo) {
+  const tool::LookOutcome end = {tool::LookEnd::kNotHad, EAGAIN};
+  mMachine.mDebugLog.mEnd = end;
+  mMachine.mTraceFile.mEnd = end;
+  mMachine.mApplicationFolder.mEnd = end;
+  Test_ExpectOk(Check(), "no variable of the library is set");
+  for (const char* const variable : {"MLOX_DEBUG_LOG", "MLOX_TRACE_FILE", "MLOX_APP_DIR"}) {
+    ExpectWrong(variable, "/x", "not looked at: no process or thread can be started",
+                "# end programs of this user, or ask in a shell that may start more (ulimit -u)");
+  }
+  mMachine.mApplicationFolder.mEnd = tool::LookEnd::kTooLong;
+  ExpectWrong("MLOX_APP_DIR", "/x", "not looked at: no answer within 5 s", "mlox doctor  # looks again");
 }
 
 TEST_F(EnvironmentChecks, ALogThatCanBeWrittenIsFine) {
   Set("MLOX_DEBUG_LOG", "/tmp/log");
   mMachine.mDebugLog.mFolder = {"/tmp", PathKind::kFolder, 0, true, true, false};
+  mMachine.mDebugLog.mNearest = mMachine.mDebugLog.mFolder;
   Test_ExpectOk(Check(), "MLOX_DEBUG_LOG");
   mMachine.mDebugLog.mFile = {"/tmp/log", PathKind::kFile, 0, true, true, true};
   mMachine.mDebugLog.mFolder.mIsWritable = false;
+  mMachine.mDebugLog.mNearest.mIsWritable = false;
   Test_ExpectOk(Check(), "MLOX_DEBUG_LOG");
 }
 
 TEST_F(EnvironmentChecks, AnApplicationFolderThatThereIsNotIsWrong) {
   Set("MLOX_APP_DIR", "/app");
   Test_ExpectOk(Check(), "MLOX_APP_DIR");
-  mMachine.mApplicationFolder.mKind = PathKind::kFile;
+  mMachine.mApplicationFolder.mFolder.mKind = PathKind::kFile;
   ExpectWrong("MLOX_APP_DIR", "/app", "there is no such folder", "unset MLOX_APP_DIR");
 }
 

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <functional>
+#include <limits>
 
 #include "tests/support/test_environment.h"
 #include "tests/support/test_files.h"
@@ -104,10 +105,35 @@ TEST_F(FileLook, WithoutAPathThereIsNoStudio) {
   EXPECT_EQ(facts.mLook.mPath, "");
 }
 
-TEST_F(FileLook, ADiskThatTakesNoMoreIsFull) {
-  // Nothing can be written to it, and it says so.
-  const tool::StudioFacts facts = tool::LookAtStudio("/proc/studio.db");
-  EXPECT_EQ(facts.mFreeBytes, 0);
+TEST_F(FileLook, WhatIsFreeOnADiskIsToldForWhoAsks) {
+  struct statvfs disk {};
+  disk.f_frsize = 4096;
+  disk.f_blocks = 1000;
+  disk.f_bfree = 50;
+  disk.f_bavail = 7;
+  EXPECT_EQ(tool::FreeBytes(disk, true, false), 50 * 4096);
+  EXPECT_EQ(tool::FreeBytes(disk, false, false), 7 * 4096);
+  disk.f_files = 100;
+  EXPECT_EQ(tool::FreeBytes(disk, false, false), 0);
+  EXPECT_EQ(tool::FreeBytes(disk, false, true), 7 * 4096);
+  disk.f_favail = 1;
+  EXPECT_EQ(tool::FreeBytes(disk, false, false), 7 * 4096);
+  disk.f_bavail = 0;
+  EXPECT_EQ(tool::FreeBytes(disk, false, true), 0);
+}
+
+TEST_F(FileLook, ADiskWithoutASizeIsNotFull) {
+  const struct statvfs disk {};
+  EXPECT_EQ(tool::FreeBytes(disk, true, false), std::numeric_limits<std::int64_t>::max());
+}
+
+TEST_F(FileLook, WhereTheKernelShowsItselfIsNoDisk) {
+  for (const char* const path : {"/proc/studio.db", "/proc/x/y/studio.db", "/sys/x/studio.db"}) {
+    EXPECT_TRUE(tool::LookAtStudio(path).mIsOfKernel) << path;
+    EXPECT_TRUE(tool::LookAtLog(path).mIsOfKernel) << path;
+  }
+  EXPECT_FALSE(tool::LookAtStudio(mFolder / "studio.db").mIsOfKernel);
+  EXPECT_FALSE(tool::LookAtLog(mFolder / "x/log").mIsOfKernel);
 }
 
 TEST_F(FileLook, DocumentsAreCountedWhereTheLibraryFindsThem) {
@@ -138,7 +164,10 @@ TEST_F(FileLook, ALogIsTheFileAndItsFolder) {
   EXPECT_EQ(facts.mFolder.mPath, mFolder / "none");
   EXPECT_EQ(facts.mFolder.mKind, PathKind::kNothing);
   EXPECT_EQ(tool::LookAtLog("log").mFolder.mKind, PathKind::kFolder);
-  EXPECT_EQ(tool::LookAtLog("-").mFile.mPath, "");
+  EXPECT_EQ(facts.mNearest.mPath, mFolder.Path());
+  EXPECT_EQ(tool::LookAtLog(mFolder / "a/b/log").mNearest.mPath, mFolder.Path());
+  EXPECT_EQ(tool::LookAtLog("log").mNearest.mKind, PathKind::kFolder);
+  EXPECT_EQ(tool::LookAtLog("").mFile.mPath, "");
 }
 
 }  // namespace

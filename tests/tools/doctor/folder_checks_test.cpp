@@ -77,6 +77,21 @@ TEST_F(FolderChecks, AFolderThatTakesTooLongIsWrong) {
                    {"export MLOX_PATCH_NAMES_DIR=/a/folder/of/documents/only"});
 }
 
+TEST_F(FolderChecks, WhatCouldNotBeLookedAtIsSaidSo) {
+  const tool::LookOutcome end = {LookEnd::kNotHad, EAGAIN};
+  mMachine.mPatchNames.mEnd = end;
+  mMachine.mDeviceTypes.mEnd = end;
+  mMachine.mExcludedPorts.mEnd = end;
+  mMachine.mSettings.mEnd = end;
+  const std::vector<std::string> mend = {
+      "# end programs of this user, or ask in a shell that may start more (ulimit -u)"};
+  const std::string why = ": not looked at: no process or thread can be started";
+  Test_ExpectWrong(CheckPatchNames(mMachine), "/names" + why, mend);
+  Test_ExpectWrong(CheckDeviceTypes(mMachine), "/types" + why, mend);
+  Test_ExpectWrong(CheckExcludedPorts(mMachine), "/app/ExcludedMIDIPorts.txt" + why, mend);
+  Test_ExpectWrong(CheckSettings(mMachine), "/app/mlox.ini" + why, mend);
+}
+
 // ---- hidden ports ----
 
 TEST_F(FolderChecks, HiddenPortsAreCounted) {
@@ -127,6 +142,9 @@ TEST_F(FolderChecks, AFileThatCannotBeReadIsWrong) {
   file.mFault = EACCES;
   Test_ExpectWrong(CheckExcludedPorts(mMachine), "Permission denied",
                    {"namei -l /app/ExcludedMIDIPorts.txt  # shows which part of the way is closed"});
+  mMachine.mExcludedPorts.mEnd = LookEnd::kDied;
+  Test_ExpectWrong(CheckExcludedPorts(mMachine), "/app/ExcludedMIDIPorts.txt: reading it ends a process",
+                   {"export MLOX_APP_DIR=/a/better/folder"});
   mMachine.mExcludedPorts.mEnd = LookEnd::kTooLong;
   Test_ExpectWrong(CheckExcludedPorts(mMachine), "its disk does not answer within 5 s",
                    {"export MLOX_APP_DIR=/a/better/folder"});

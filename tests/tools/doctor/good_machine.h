@@ -24,6 +24,8 @@ inline tool::Machine Test_GoodMachine() {
   machine.mLoopback = {true, tool::LookEnd::kDone, {true, true, "", 1, 1}};
   machine.mJackServer.mLibrary = "/usr/lib/libjack.so.0";
   machine.mJackServer.mHasJackd = true;
+  machine.mProcesses = {1000, 1000};
+  machine.mOpenFiles = {1024, 4096};
   machine.mRealtime = {{95, 95}, true, {UINT64_MAX, UINT64_MAX}, 2 * 1024 * 1024, true};
   machine.mStudio.mLook.mResult = Platform_StudioLookResult::kGood;
   machine.mStudio.mLook.mPath = "/home/ann/studio.db";
@@ -39,7 +41,7 @@ inline tool::Machine Test_GoodMachine() {
   machine.mOwnDocuments = "/home/ann/.local/share/mlox";
   machine.mExcludedPorts.mFile.mPath = "/app/ExcludedMIDIPorts.txt";
   machine.mSettings.mFile.mPath = "/app/mlox.ini";
-  machine.mApplicationFolder = {"/app", tool::PathKind::kFolder, 0, true, true, true};
+  machine.mApplicationFolder.mFolder = {"/app", tool::PathKind::kFolder, 0, true, true, true};
   return machine;
 }
 

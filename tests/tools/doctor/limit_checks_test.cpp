@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "tests/tools/doctor/good_machine.h"
 
 namespace {
@@ -91,6 +93,21 @@ TEST_F(LimitChecks, ARefusalInSpiteOfTheLimitIsSaidSo) {
   Test_ExpectNote(
       CheckRealtimePriority(mMachine), "the limit allows priority 95, but the kernel refuses",
       {"# look for cpu.rt_runtime_us in the control group of this session, or for a sandbox around it"});
+}
+
+TEST_F(LimitChecks, LimitsThatCouldNotBeTriedAreNotSaidToRefuse) {
+  mMachine.mRealtime = {};
+  mMachine.mRealtime.mEnd = {LookEnd::kNotHad, EMFILE};
+  Test_ExpectWrong(CheckRealtimePriority(mMachine), "threads in real time: not looked at: no more files",
+                   {"ulimit -n 4096"});
+  Test_ExpectWrong(CheckLockedMemory(mMachine), "memory that stays in place: not looked at: no more files",
+                   {"ulimit -n 4096"});
+  mMachine.mRealtime.mEnd = LookEnd::kDied;
+  Test_ExpectWrong(CheckRealtimePriority(mMachine), "not looked at: the process that looked has ended",
+                   {"mlox doctor  # looks again"});
+  mMachine.mRealtime.mEnd = LookEnd::kTooLong;
+  Test_ExpectWrong(CheckLockedMemory(mMachine), "not looked at: no answer within 5 s",
+                   {"mlox doctor  # looks again"});
 }
 
 TEST_F(LimitChecks, PinnedMemoryIsToldWithItsLimit) {

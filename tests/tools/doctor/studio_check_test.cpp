@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "tests/tools/doctor/good_machine.h"
 #include "tools/mlox/doctor/file_checks.h"
 
@@ -149,6 +151,36 @@ TEST_F(StudioCheck, ADiskThatDoesNotAnswerIsSaidSo) {
   mMachine.mStudio.mEnd = LookEnd::kDied;
   Test_ExpectWrong(CheckStudio(mMachine), "reading it ends a process",
                    {"mv /home/ann/studio.db /home/ann/studio.db.aside"});
+}
+
+TEST_F(StudioCheck, OneThatCouldNotBeLookedAtIsLeftWhereItIs) {
+  mMachine.mStudio.mEnd = {LookEnd::kNotHad, EAGAIN};
+  Test_ExpectWrong(CheckStudio(mMachine),
+                   "/home/ann/studio.db: not looked at: no process or thread can be started: ",
+                   {"# end programs of this user, or ask in a shell that may start more (ulimit -u)"});
+  mMachine.mStudio.mEnd = {LookEnd::kNotHad, EMFILE};
+  Test_ExpectWrong(CheckStudio(mMachine), "not looked at: no more files can be opened: Too many open files",
+                   {"ulimit -n 4096"});
+  mMachine.mOpenFiles = {4, 4};
+  Test_ExpectWrong(CheckStudio(mMachine), "Too many open files",
+                   {"# ask in a shell that may open more files (ulimit -n)"});
+  mMachine.mStudio.mEnd = {LookEnd::kNotHad, ENOMEM};
+  Test_ExpectWrong(CheckStudio(mMachine), "not looked at: Cannot allocate memory",
+                   {"# end programs, then ask again"});
+}
+
+TEST_F(StudioCheck, NoneIsMadeWhereTheKernelShowsItself) {
+  Find(Result::kAbsent);
+  mLook.mPath = "/proc/x/studio.db";
+  mMachine.mStudio.mFile = {mLook.mPath, PathKind::kNothing, 0, false, false, false};
+  mMachine.mStudio.mFolder = {"/proc", PathKind::kFolder, 0, true, true, true};
+  mMachine.mStudio.mIsOfKernel = true;
+  mMachine.mStudio.mFreeBytes = 0;
+  Test_ExpectWrong(CheckStudio(mMachine),
+                   "/proc/x/studio.db: no files can be made in /proc, where the kernel shows itself",
+                   {"export MLOX_STUDIO_DB=/a/better/place/studio.db"});
+  mMachine.mEnvironment["MLOX_STUDIO_DB"] = mLook.mPath;
+  Test_ExpectWrong(CheckStudio(mMachine), "no files can be made in /proc", {"unset MLOX_STUDIO_DB"});
 }
 
 TEST_F(StudioCheck, APathWithBlanksAndQuotesCanBePasted) {

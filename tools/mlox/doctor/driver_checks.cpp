@@ -58,6 +58,30 @@ bool IsUnwanted(const Machine& iMachine, const std::string& iName) {
   return !chosen.empty() && !Contains(chosen, iName);
 }
 
+const DriverFacts& FactsOf(const Machine& iMachine, const std::string& iName) {
+  if (iName == kAlsa) return iMachine.mAlsa;
+  return iName == kJack ? iMachine.mJack : iMachine.mLoopback;
+}
+
+// A driver of which nobody knows whether it would be used, because it could not be tried; null when it is
+// known of each.
+const DriverFacts* UntriedOf(const Machine& iMachine) {
+  const std::vector<std::string> chosen = ChosenDrivers(iMachine);
+  for (const std::string& name : DriverNames()) {
+    if (!chosen.empty() && !Contains(chosen, name)) continue;
+    const DriverFacts& driver = FactsOf(iMachine, name);
+    if (driver.mEnd == LookEnd::kNotHad) return &driver;
+    if (chosen.empty() && Starts(iMachine, name)) break;
+  }
+  return nullptr;
+}
+
+Finding NotTried(const Machine& iMachine, const char* iName, bool iIsWrong, const std::string& iWhat) {
+  Finding finding = NotLooked(iMachine, iName, iWhat, FactsOf(iMachine, iName).mEnd);
+  if (!iIsWrong) finding.mState = FindingState::kNote;
+  return finding;
+}
+
 Finding WrongIf(bool iIsWrong, const char* iName, std::string iSeen, Lines iMend) {
   return {iName, iIsWrong ? FindingState::kWrong : FindingState::kNote, std::move(iSeen), std::move(iMend)};
 }
@@ -117,6 +141,7 @@ Finding UntriedDevice(const Machine& iMachine) {
 Finding FailedAlsa(const Machine& iMachine) {
   const DriverFacts& driver = iMachine.mAlsa;
   const bool isWrong = !IsUnwanted(iMachine, kAlsa);
+  if (driver.mEnd == LookEnd::kNotHad) return NotTried(iMachine, kAlsa, isWrong, kDevice);
   if (driver.mEnd == LookEnd::kTooLong) {
     return WrongIf(isWrong, kAlsa, fmt::format("{} does not answer within {} s", kDevice, kLookSeconds),
                    {fmt::format("fuser -v {}  # shows who uses it", kDevice)});
@@ -199,6 +224,9 @@ std::vector<std::string> DriversInUse(const Machine& iMachine) {
 
 Finding CheckDrivers(const Machine& iMachine) {
   constexpr const char* kName = "drivers";
+  if (const DriverFacts* const untriedP = UntriedOf(iMachine)) {
+    return NotLooked(iMachine, kName, "which drivers start", untriedP->mEnd);
+  }
   const std::vector<std::string> used = DriversInUse(iMachine);
   const std::string chosen = iMachine.Variable("MLOX_MIDI_DRIVERS");
   const std::string why = chosen.empty() ? "" : fmt::format(" (MLOX_MIDI_DRIVERS={})", chosen);
@@ -247,6 +275,9 @@ Finding CheckAudioGroup(const Machine& iMachine) {
 
 Finding CheckJack(const Machine& iMachine) {
   const DriverFacts& driver = iMachine.mJack;
+  if (driver.mEnd == LookEnd::kNotHad) {
+    return NotTried(iMachine, kJack, !IsUnwanted(iMachine, kJack), ServerKind(iMachine));
+  }
   if (driver.mEnd == LookEnd::kTooLong) return SilentServer(iMachine);
   if (driver.mEnd == LookEnd::kDied) {
     return WrongIf(!IsUnwanted(iMachine, kJack), kJack,
@@ -261,6 +292,11 @@ Finding CheckJack(const Machine& iMachine) {
 Finding CheckPipeWire(const Machine& iMachine) {
   constexpr const char* kName = "pipewire";
   const JackFacts& jack = iMachine.mJackServer;
+  if (jack.mIsPipeWire && iMachine.mJack.mEnd == LookEnd::kNotHad) {
+    Finding finding = NotLooked(iMachine, kName, ServerKind(iMachine), iMachine.mJack.mEnd);
+    finding.mState = FindingState::kNote;
+    return finding;
+  }
   if (!jack.mIsPipeWire || !HasStarted(iMachine.mJack)) {
     return Ok(kName, "it is not the JACK server here");
   }
@@ -272,8 +308,13 @@ Finding CheckPipeWire(const Machine& iMachine) {
 }
 
 Finding CheckLoopback(const Machine& iMachine) {
-  if (!HasStarted(iMachine.mLoopback)) {
-    return WrongIf(IsMissed(iMachine, kLoopback), kLoopback, "it does not start",
+  const DriverFacts& driver = iMachine.mLoopback;
+  if (driver.mEnd == LookEnd::kNotHad) {
+    return NotTried(iMachine, kLoopback, IsMissed(iMachine, kLoopback), "ports within a process");
+  }
+  if (!HasStarted(driver)) {
+    const std::string reason = driver.mTrial.mReason.empty() ? "" : ": " + driver.mTrial.mReason;
+    return WrongIf(IsMissed(iMachine, kLoopback), kLoopback, "it does not start" + reason,
                    {"export MLOX_LOOPBACK_PORTS=A,B"});
   }
   const int pairs = iMachine.mLoopback.mTrial.mOutputs;

@@ -132,24 +132,52 @@ void CheckSwitches(const Machine& iMachine, Findings& ioFindings) {
 
 // ---- paths ----
 
-void CheckLog(const Machine& iMachine, const char* iVariable, const LogFacts& iLog, Findings& ioFindings) {
-  const std::string value = iMachine.Variable(iVariable);
-  const bool isNoFile = value.empty() || value == "-";
-  const bool isThere = iLog.mFile.mKind != PathKind::kNothing;
-  const bool canBeWritten =
-      isThere ? iLog.mFile.mKind != PathKind::kFolder && iLog.mFile.mIsWritable : iLog.mFolder.mIsWritable;
-  if (isNoFile || canBeWritten) return;
-  const std::string why = iLog.mFile.mKind == PathKind::kFolder                ? "it is a folder"
-                          : isThere || iLog.mFolder.mKind == PathKind::kFolder ? "no permission"
-                                                                               : "its folder is not there";
-  ioFindings.push_back(Wrong(kName,
-                             fmt::format("{}: {}, so nothing is logged", Setting(iVariable, value), why),
-                             {fmt::format("export {}=/tmp/mlox.log", iVariable)}));
+// A log of the library, and what becomes of one that can't be opened.
+struct Log {
+  const char* mVariable;
+  std::string_view mNoFile;  // a value that names none
+  bool mMakesFolder;         // the folders on the way are made
+  const char* mOtherwise;    // where its lines go then
+};
+constexpr Log kDebugLog = {"MLOX_DEBUG_LOG", "-", false, "nothing is logged"};
+constexpr Log kTraceFile = {"MLOX_TRACE_FILE", "", true, "trace lines go to standard error"};
+
+// What keeps a log from being opened; empty when nothing does.
+std::string FaultOfLog(const LogFacts& iFacts, const std::string& iValue, bool iMakesFolder) {
+  if (iFacts.mFile.mKind == PathKind::kFolder || iValue.back() == '/') return "it is a folder";
+  if (iFacts.mFile.mKind != PathKind::kNothing) return iFacts.mFile.mIsWritable ? "" : "no permission";
+  const bool isFolderThere = iFacts.mFolder.mKind == PathKind::kFolder;
+  if (!isFolderThere && !iMakesFolder) return "its folder is not there";
+  if (!isFolderThere && (iFacts.mNearest.mKind != PathKind::kFolder || iFacts.mIsOfKernel)) {
+    return "its folder can't be made";
+  }
+  if (iFacts.mIsOfKernel) return "no file can be made there";
+  if (!iFacts.mNearest.mIsWritable) return "no permission";
+  return "";
+}
+
+void CheckLog(const Machine& iMachine, const Log& iLog, const LogFacts& iFacts, Findings& ioFindings) {
+  const std::string value = iMachine.Variable(iLog.mVariable);
+  if (value.empty() || value == iLog.mNoFile) return;
+  const std::string setting = Setting(iLog.mVariable, value);
+  if (iFacts.mEnd != LookEnd::kDone) {
+    ioFindings.push_back(NotLooked(iMachine, kName, setting, iFacts.mEnd));
+    return;
+  }
+  const std::string fault = FaultOfLog(iFacts, value, iLog.mMakesFolder);
+  if (fault.empty()) return;
+  ioFindings.push_back(Wrong(kName, fmt::format("{}: {}, so {}", setting, fault, iLog.mOtherwise),
+                             {fmt::format("export {}=/tmp/mlox.log", iLog.mVariable)}));
 }
 
 void CheckApplicationFolder(const Machine& iMachine, Findings& ioFindings) {
   const std::string value = iMachine.Variable("MLOX_APP_DIR");
-  if (value.empty() || iMachine.mApplicationFolder.mKind == PathKind::kFolder) return;
+  const FolderFacts& facts = iMachine.mApplicationFolder;
+  if (value.empty() || (facts.mEnd == LookEnd::kDone && facts.mFolder.mKind == PathKind::kFolder)) return;
+  if (facts.mEnd != LookEnd::kDone) {
+    ioFindings.push_back(NotLooked(iMachine, kName, Setting("MLOX_APP_DIR", value), facts.mEnd));
+    return;
+  }
   ioFindings.push_back(Wrong(kName,
                              fmt::format("{}: there is no such folder", Setting("MLOX_APP_DIR", value)),
                              {"unset MLOX_APP_DIR"}));
@@ -244,8 +272,8 @@ std::vector<Finding> CheckEnvironment(const Machine& iMachine) {
   CheckSwitches(iMachine, findings);
   CheckTraceCategories(iMachine, findings);
   CheckTraceNumbers(iMachine, findings);
-  CheckLog(iMachine, "MLOX_DEBUG_LOG", iMachine.mDebugLog, findings);
-  CheckLog(iMachine, "MLOX_TRACE_FILE", iMachine.mTraceFile, findings);
+  CheckLog(iMachine, kDebugLog, iMachine.mDebugLog, findings);
+  CheckLog(iMachine, kTraceFile, iMachine.mTraceFile, findings);
   CheckApplicationFolder(iMachine, findings);
   CheckBaseFolder(iMachine, "XDG_STATE_HOME", ".local/state", findings);
   CheckBaseFolder(iMachine, "XDG_DATA_HOME", ".local/share", findings);

@@ -83,8 +83,8 @@ void Visit(Fields& ioFields, StudioFacts& ioFacts) {
   Visit(ioFields, ioFacts.mLook);
   Visit(ioFields, ioFacts.mFile);
   Visit(ioFields, ioFacts.mFolder);
-  ioFields(ioFacts.mIsFolderThere, ioFacts.mIsDiskReadOnly, ioFacts.mFreeBytes, ioFacts.mHolder,
-           ioFacts.mDamaged);
+  ioFields(ioFacts.mIsFolderThere, ioFacts.mIsOfKernel, ioFacts.mIsDiskReadOnly, ioFacts.mFreeBytes,
+           ioFacts.mHolder, ioFacts.mDamaged);
 }
 
 template <class Fields>
@@ -102,6 +102,13 @@ void Visit(Fields& ioFields, TextFacts& ioFacts) {
 template <class Fields>
 void Visit(Fields& ioFields, LogFacts& ioFacts) {
   Visit(ioFields, ioFacts.mFile);
+  Visit(ioFields, ioFacts.mFolder);
+  Visit(ioFields, ioFacts.mNearest);
+  ioFields(ioFacts.mIsOfKernel);
+}
+
+template <class Fields>
+void Visit(Fields& ioFields, FolderFacts& ioFacts) {
   Visit(ioFields, ioFacts.mFolder);
 }
 

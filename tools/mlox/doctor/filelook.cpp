@@ -6,6 +6,10 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
+#if defined(__linux__)
+#include <linux/magic.h>
+#include <sys/vfs.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -45,6 +49,30 @@ PathFacts NearestFolder(const std::string& iPath) {
   return LookAtPath(folder.string());
 }
 
+// Whether a folder belongs to a tree in which the kernel shows itself. Whatever the rights of such a folder
+// say, nobody makes files in it.
+bool IsOfKernel(const std::string& iFolder) {
+#if defined(__linux__)
+  struct statfs disk {};
+  if (::statfs(iFolder.c_str(), &disk) != 0) return false;
+  switch (static_cast<std::uint32_t>(disk.f_type)) {
+    case PROC_SUPER_MAGIC:
+    case SYSFS_MAGIC:
+    case DEBUGFS_MAGIC:
+    case TRACEFS_MAGIC:
+    case SECURITYFS_MAGIC:
+    case DEVPTS_SUPER_MAGIC:
+    case CGROUP_SUPER_MAGIC:
+    case CGROUP2_SUPER_MAGIC:
+      return true;
+    default:
+      return false;
+  }
+#else
+  return iFolder.empty();
+#endif
+}
+
 void LookAtDisk(StudioFacts& ioFacts) {
   struct statvfs disk {};
   if (::statvfs(ioFacts.mFolder.mPath.c_str(), &disk) != 0) {
@@ -53,11 +81,7 @@ void LookAtDisk(StudioFacts& ioFacts) {
     return;
   }
   ioFacts.mIsDiskReadOnly = (disk.f_flag & ST_RDONLY) != 0;
-  const bool isRoot = ::geteuid() == 0;
-  const auto blocks = static_cast<std::int64_t>(isRoot ? disk.f_bfree : disk.f_bavail);
-  // A disk without a number of files has no limit for it.
-  const bool hasPlace = disk.f_files == 0 || disk.f_favail != 0 || ioFacts.mFile.mKind == PathKind::kFile;
-  ioFacts.mFreeBytes = hasPlace ? blocks * static_cast<std::int64_t>(disk.f_frsize) : 0;
+  ioFacts.mFreeBytes = FreeBytes(disk, ::geteuid() == 0, ioFacts.mFile.mKind == PathKind::kFile);
 }
 
 // Set aside as "<file>.damaged-<number>", in the order of their numbers.
@@ -95,12 +119,22 @@ PathFacts LookAtPath(const std::string& iPath) {
   return facts;
 }
 
+std::int64_t FreeBytes(const struct statvfs& iDisk, bool iIsRoot, bool iIsFileThere) {
+  // One without a size, such as of another machine's files, doesn't tell.
+  if (iDisk.f_blocks == 0) return std::numeric_limits<std::int64_t>::max();
+  const auto blocks = static_cast<std::int64_t>(iIsRoot ? iDisk.f_bfree : iDisk.f_bavail);
+  // One without a number of files has no limit for it.
+  const bool hasPlace = iDisk.f_files == 0 || iDisk.f_favail != 0 || iIsFileThere;
+  return hasPlace ? blocks * static_cast<std::int64_t>(iDisk.f_frsize) : 0;
+}
+
 StudioFacts LookAtStudio(const std::string& iPath) {
   StudioFacts facts;
   facts.mLook = Platform_LookAtStudio(iPath);
   if (facts.mLook.mPath.empty()) return facts;
   facts.mFile = LookAtPath(facts.mLook.mPath);
   facts.mFolder = NearestFolder(facts.mLook.mPath);
+  facts.mIsOfKernel = IsOfKernel(facts.mFolder.mPath);
   facts.mIsFolderThere = facts.mFolder.mPath == fs::path(facts.mLook.mPath).parent_path();
   LookAtDisk(facts);
   facts.mDamaged = DamagedOnes(facts.mLook.mPath);
@@ -133,10 +167,12 @@ TextFacts LookAtText(const std::string& iPath) {
 
 LogFacts LookAtLog(const std::string& iPath) {
   LogFacts facts;
-  if (iPath.empty() || iPath == "-") return facts;
+  if (iPath.empty()) return facts;
   facts.mFile = LookAtPath(iPath);
   const std::string folder = fs::path(iPath).parent_path().string();
   facts.mFolder = LookAtPath(folder.empty() ? "." : folder);
+  facts.mNearest = folder.empty() ? facts.mFolder : NearestFolder(iPath);
+  facts.mIsOfKernel = IsOfKernel(facts.mNearest.mPath);
   return facts;
 }
 

@@ -49,6 +49,7 @@ Finding NoFolder(const Machine& iMachine, const Documents& iWhich, const Documen
 
 Finding CheckDocuments(const Machine& iMachine, const Documents& iWhich, const DocumentFacts& iFacts) {
   const PathFacts& folder = iFacts.mFolder;
+  if (iFacts.mEnd == LookEnd::kNotHad) return NotLooked(iMachine, iWhich.mName, folder.mPath, iFacts.mEnd);
   if (iFacts.mEnd != LookEnd::kDone) {
     const std::string what = iFacts.mEnd == LookEnd::kTooLong
                                  ? fmt::format("takes longer than {} s", kLookSeconds)
@@ -73,9 +74,16 @@ Finding CheckDocuments(const Machine& iMachine, const Documents& iWhich, const D
 bool CanBeRead(const Machine& iMachine, const char* iName, const TextFacts& iText, Finding& oFinding) {
   const PathFacts& file = iText.mFile;
   const std::string path = ShellWord(file.mPath);
+  if (iText.mEnd == LookEnd::kNotHad) {
+    oFinding = NotLooked(iMachine, iName, file.mPath, iText.mEnd);
+    return false;
+  }
   if (iText.mEnd != LookEnd::kDone) {
-    oFinding = Wrong(iName, fmt::format("{}: its disk does not answer within {} s", file.mPath, kLookSeconds),
-                     {"export MLOX_APP_DIR=/a/better/folder"});
+    const std::string what = iText.mEnd == LookEnd::kTooLong
+                                 ? fmt::format("its disk does not answer within {} s", kLookSeconds)
+                                 : std::string("reading it ends a process");
+    oFinding =
+        Wrong(iName, fmt::format("{}: {}", file.mPath, what), {"export MLOX_APP_DIR=/a/better/folder"});
     return false;
   }
   if (file.mKind == PathKind::kNothing && file.mFault == 0) return true;

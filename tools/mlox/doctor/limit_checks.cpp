@@ -34,6 +34,9 @@ bool NeedsPriority(const Machine& iMachine) {
 
 Finding CheckRealtimePriority(const Machine& iMachine) {
   constexpr const char* kName = "realtime_priority";
+  if (iMachine.mRealtime.mEnd != LookEnd::kDone) {
+    return NotLooked(iMachine, kName, "threads in real time", iMachine.mRealtime.mEnd);
+  }
   const LimitFacts& limit = iMachine.mRealtime.mPriority;
   if (iMachine.mRealtime.mIsGranted) {
     return Ok(kName, limit.mSoft == 0 ? "threads may run in real time"
@@ -57,6 +60,9 @@ Finding CheckRealtimePriority(const Machine& iMachine) {
 Finding CheckLockedMemory(const Machine& iMachine) {
   constexpr const char* kName = "locked_memory";
   const RealtimeFacts& realtime = iMachine.mRealtime;
+  if (realtime.mEnd != LookEnd::kDone) {
+    return NotLooked(iMachine, kName, "memory that stays in place", realtime.mEnd);
+  }
   const auto pool = static_cast<std::uint64_t>(std::max<std::int64_t>(realtime.mPoolBytes, 0));
   const std::string seen =
       fmt::format("the library pins {}; the limit is {}", BytesText(pool), BytesText(realtime.mMemory.mSoft));

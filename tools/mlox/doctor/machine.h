@@ -19,7 +19,19 @@ namespace tool {
 enum class LookEnd : std::uint8_t {
   kDone,
   kTooLong,  ///< it had not ended when the patience was over
-  kDied,     ///< the process did, or could not be had
+  kDied,     ///< the process did, without an answer
+  kNotHad,   ///< there was no process for it, or nothing that it needed: nothing was looked at
+};
+
+/// How a look went.
+struct LookOutcome {
+  LookEnd mEnd = LookEnd::kDone;
+  int mFault = 0;  ///< kNotHad: errno of what could not be had
+
+  LookOutcome() = default;
+  LookOutcome(LookEnd iEnd, int iFault = 0)
+      : mEnd(iEnd), mFault(iFault) {}  // NOLINT(google-explicit-constructor)
+  friend bool operator==(const LookOutcome& iLeft, LookEnd iEnd) { return iLeft.mEnd == iEnd; }
 };
 
 /// What lies at a path.
@@ -54,10 +66,16 @@ struct SequencerFacts {
   bool mHasConfiguration = false;  ///< the settings that ALSA's library opens anything by are there
 };
 
+/// A limit of this process; UINT64_MAX is none.
+struct LimitFacts {
+  std::uint64_t mSoft = 0;
+  std::uint64_t mHard = 0;
+};
+
 /// A driver that was started for a moment.
 struct DriverFacts {
   bool mIsTried = false;  ///< it wasn't where that would have loaded a module
-  LookEnd mEnd = LookEnd::kDone;
+  LookOutcome mEnd{};
   Platform_DriverTrial mTrial;
 };
 
@@ -71,12 +89,6 @@ struct JackFacts {
   std::optional<bool> mFixes;  ///< what PipeWire's settings say of jack.fix-midi-events
 };
 
-/// A limit of this process; UINT64_MAX is none.
-struct LimitFacts {
-  std::uint64_t mSoft = 0;
-  std::uint64_t mHard = 0;
-};
-
 /// What the kernel grants to threads that must not be late.
 struct RealtimeFacts {
   LimitFacts mPriority;         ///< RLIMIT_RTPRIO
@@ -84,15 +96,17 @@ struct RealtimeFacts {
   LimitFacts mMemory;           ///< RLIMIT_MEMLOCK, bytes
   std::int64_t mPoolBytes = 0;  ///< what the library pins in an application, to begin with
   bool mIsPinned = false;       ///< all of that could be
+  LookOutcome mEnd{};
 };
 
 /// The studio's file and what stands around it.
 struct StudioFacts {
-  LookEnd mEnd = LookEnd::kDone;
+  LookOutcome mEnd{};
   Platform_StudioLook mLook;
   PathFacts mFile;
   PathFacts mFolder;            ///< the one that the file lies in, or the nearest one above that is there
   bool mIsFolderThere = false;  ///< it is the one that the file lies in
+  bool mIsOfKernel = false;     ///< of the folder: the kernel shows itself in it, and takes no files
   bool mIsDiskReadOnly = false;
   std::int64_t mFreeBytes = 0;        ///< for this user
   std::string mHolder;                ///< the program that holds the file, where that is known
@@ -101,14 +115,14 @@ struct StudioFacts {
 
 /// A folder of documents.
 struct DocumentFacts {
-  LookEnd mEnd = LookEnd::kDone;
+  LookOutcome mEnd{};
   PathFacts mFolder;
   std::int64_t mCount = 0;  ///< documents that the library finds in it
 };
 
 /// A small file of settings.
 struct TextFacts {
-  LookEnd mEnd = LookEnd::kDone;
+  LookOutcome mEnd{};
   PathFacts mFile;
   std::string mText;  ///< its beginning
 };
@@ -116,7 +130,16 @@ struct TextFacts {
 /// A file that lines are appended to.
 struct LogFacts {
   PathFacts mFile;
-  PathFacts mFolder;  ///< the one that it lies in
+  PathFacts mFolder;         ///< the one that it lies in
+  PathFacts mNearest;        ///< the same, or the nearest one above that is there
+  bool mIsOfKernel = false;  ///< of the nearest: the kernel shows itself in it, and takes no files
+  LookOutcome mEnd{};
+};
+
+/// A folder.
+struct FolderFacts {
+  PathFacts mFolder;
+  LookOutcome mEnd{};
 };
 
 /// The library that writes trace lines.
@@ -136,6 +159,8 @@ struct Machine {
   DriverFacts mJack;
   DriverFacts mLoopback;
   JackFacts mJackServer;
+  LimitFacts mProcesses;  ///< RLIMIT_NPROC: processes and threads of this user
+  LimitFacts mOpenFiles;  ///< RLIMIT_NOFILE
   RealtimeFacts mRealtime;
   StudioFacts mStudio;
   DocumentFacts mPatchNames;
@@ -143,7 +168,7 @@ struct Machine {
   std::string mOwnDocuments;  ///< where the user's own documents go when nothing says otherwise; may be empty
   TextFacts mExcludedPorts;
   TextFacts mSettings;
-  PathFacts mApplicationFolder;
+  FolderFacts mApplicationFolder;
   LogFacts mDebugLog;
   LogFacts mTraceFile;
   TracingFacts mTracing;

@@ -2,11 +2,16 @@
 #include "tools/mlox/doctor/machinelook.h"
 
 #include <stdlib.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <functional>
+#include <future>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "cmn/sys_filelocutils.h"
@@ -26,9 +31,30 @@ constexpr std::chrono::seconds kPatience{kLookSeconds};
 template <class Facts>
 Facts Patiently(const std::function<Facts()>& iLook, const Facts& iFallback = {}) {
   Facts facts = iFallback;
-  const LookEnd end = LookInChild<Facts>(kPatience, iLook, facts);
+  const LookOutcome end = LookInChild<Facts>(kPatience, iLook, facts);
   facts.mEnd = end;
   return facts;
+}
+
+// Threads that a driver may run, its library's included, with some to spare: those that have just ended may
+// still count.
+constexpr std::size_t kThreadsOfDriver = 6;
+
+// Throws std::system_error where so many threads can't be had at a time. A driver that gets none can't be
+// told from one that doesn't answer.
+void NeedThreads(std::size_t iCount) {
+  std::promise<void> end;
+  const std::shared_future<void> hasEnded(end.get_future());
+  std::vector<std::thread> threads;
+  std::exception_ptr fault;
+  try {
+    while (threads.size() < iCount) threads.emplace_back([hasEnded] { hasEnded.wait(); });
+  } catch (const std::system_error&) {
+    fault = std::current_exception();
+  }
+  end.set_value();
+  for (std::thread& thread : threads) thread.join();
+  if (fault) std::rethrow_exception(fault);
 }
 
 DriverFacts LookAtDriver(const std::string& iName, bool iMayBeTried) {
@@ -40,6 +66,7 @@ DriverFacts LookAtDriver(const std::string& iName, bool iMayBeTried) {
   const auto tryIt = [&] {
     // The log is the application's; a look must not begin one.
     ::unsetenv("MLOX_DEBUG_LOG");
+    NeedThreads(kThreadsOfDriver);
     return Platform_TryDriver(iName);
   };
   facts.mEnd = LookInChild<Platform_DriverTrial>(kPatience, tryIt, facts.mTrial);
@@ -82,16 +109,15 @@ void LookAtFiles(Machine& ioMachine) {
   ioMachine.mOwnDocuments = OwnDocuments(ioMachine);
   const std::string folder =
       Sys_FileLocUtils::StripSlash(Sys_FileLocUtils::GetApplicationFolderLoc().GetFullPath());
-  LookInChild<PathFacts>(
-      kPatience, [&] { return LookAtPath(folder); }, ioMachine.mApplicationFolder);
+  ioMachine.mApplicationFolder = Patiently<FolderFacts>([&] { return FolderFacts{LookAtPath(folder), {}}; });
   ioMachine.mExcludedPorts = LookAtTextOf(folder + "/" + kExcludedPortNamesFile);
   ioMachine.mSettings = LookAtTextOf(folder + "/mlox.ini");
-  const auto look = [&](const char* iVariable, LogFacts& oFacts) {
-    LookInChild<LogFacts>(
-        kPatience, [&] { return LookAtLog(ioMachine.Variable(iVariable)); }, oFacts);
+  const auto look = [](const std::string& iPath) {
+    return Patiently<LogFacts>([&] { return LookAtLog(iPath); });
   };
-  look("MLOX_DEBUG_LOG", ioMachine.mDebugLog);
-  look("MLOX_TRACE_FILE", ioMachine.mTraceFile);
+  const std::string log = ioMachine.Variable("MLOX_DEBUG_LOG");
+  ioMachine.mDebugLog = look(log == "-" ? "" : log);
+  ioMachine.mTraceFile = look(ioMachine.Variable("MLOX_TRACE_FILE"));
 }
 
 void LookAtDrivers(Machine& ioMachine) {
@@ -112,7 +138,9 @@ Machine LookAtMachine() {
   machine.mIsContainer = LookAtContainer("/");
   machine.mUser = LookAtUser();
   LookAtDrivers(machine);
-  LookInChild<RealtimeFacts>(kPatience, &LookAtRealtime, machine.mRealtime);
+  machine.mProcesses = LookAtLimit(RLIMIT_NPROC);
+  machine.mOpenFiles = LookAtLimit(RLIMIT_NOFILE);
+  machine.mRealtime = Patiently<RealtimeFacts>(&LookAtRealtime);
   LookAtFiles(machine);
   machine.mTracing = LookAtTracing();
   return machine;

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <string_view>
 
 #include "cmn/cmn_validateutf8string.h"
@@ -37,6 +39,40 @@ std::string WordOfBytes(const std::string& iText) {
   return word + "'";
 }
 
+std::string ReasonText(const LookOutcome& iOutcome) {
+  if (iOutcome.mEnd == LookEnd::kTooLong) return fmt::format("no answer within {} s", kLookSeconds);
+  if (iOutcome.mEnd == LookEnd::kDied) return "the process that looked has ended";
+  switch (iOutcome.mFault) {
+    case EAGAIN:
+      return fmt::format("no process or thread can be started: {}", std::strerror(EAGAIN));
+    case EMFILE:
+    case ENFILE:
+      return fmt::format("no more files can be opened: {}", std::strerror(iOutcome.mFault));
+    default:
+      return std::strerror(iOutcome.mFault);
+  }
+}
+
+// The number stands there itself: a shell that may start no process can't ask for it.
+Lines RaisedLimit(const LimitFacts& iLimit, char iOption, const char* iOtherwise) {
+  if (iLimit.mSoft >= iLimit.mHard) return {iOtherwise};
+  const std::string value = iLimit.mHard == UINT64_MAX ? "unlimited" : std::to_string(iLimit.mHard);
+  return {fmt::format("ulimit -{} {}", iOption, value)};
+}
+
+Lines LookAgain(const Machine& iMachine, const LookOutcome& iOutcome) {
+  if (iOutcome.mEnd != LookEnd::kNotHad) return {"mlox doctor  # looks again"};
+  switch (iOutcome.mFault) {
+    case EAGAIN:
+      return RaisedLimit(iMachine.mProcesses, 'u',
+                         "# end programs of this user, or ask in a shell that may start more (ulimit -u)");
+    case EMFILE:
+      return RaisedLimit(iMachine.mOpenFiles, 'n', "# ask in a shell that may open more files (ulimit -n)");
+    default:
+      return {"# end programs, then ask again"};
+  }
+}
+
 }  // namespace
 
 std::string ShellWord(const std::string& iText) {
@@ -62,6 +98,11 @@ std::string UserWord(const UserFacts& iUser) {
 Lines MembershipMend(const UserFacts& iUser) {
   Lines lines;
   if (!iUser.mHasAudioGroup) lines.emplace_back("sudo groupadd --system audio");
+  if (!iUser.mIsMember && iUser.mName.empty()) {
+    lines.emplace_back(
+        "# this user id has no name: add it to /etc/passwd first, or run as a user that has one");
+    return lines;
+  }
   if (!iUser.mIsMember) lines.push_back("sudo usermod -aG audio " + UserWord(iUser));
   if (!iUser.mIsMemberNow) lines.emplace_back("# then log in again");
   return lines;
@@ -98,6 +139,12 @@ Lines LimitMend(const Machine& iMachine, const std::string& iLimit) {
   lines.insert(lines.end(), membership.begin(), membership.end());
   if (isRoot || iMachine.mUser.mIsMemberNow) lines.emplace_back("# then log in again");
   return lines;
+}
+
+Finding NotLooked(const Machine& iMachine, const char* iName, const std::string& iWhat,
+                  const LookOutcome& iOutcome) {
+  return Wrong(iName, fmt::format("{}: not looked at: {}", iWhat, ReasonText(iOutcome)),
+               LookAgain(iMachine, iOutcome));
 }
 
 Lines PathMend(const Machine& iMachine, const PathFacts& iPath, bool iForWriting) {

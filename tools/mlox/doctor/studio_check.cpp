@@ -59,7 +59,12 @@ Finding Unreachable(const Machine& iMachine) {
 bool FindWritingTrouble(const Machine& iMachine, Finding& oFinding) {
   const StudioFacts& studio = iMachine.mStudio;
   const std::string& path = studio.mLook.mPath;
-  if (studio.mIsDiskReadOnly) {
+  if (studio.mIsOfKernel) {
+    const std::string seen = fmt::format("{}: no files can be made in {}, where the kernel shows itself",
+                                         path, studio.mFolder.mPath);
+    const bool isChosen = !iMachine.Variable("MLOX_STUDIO_DB").empty();
+    oFinding = isChosen ? Wrong(kName, seen, {"unset MLOX_STUDIO_DB"}) : ElsewhereIsBetter(seen);
+  } else if (studio.mIsDiskReadOnly) {
     oFinding = ElsewhereIsBetter(path + ": its disk takes no writes");
   } else if (studio.mLook.mResult != Result::kAbsent && !studio.mFile.mIsWritable) {
     oFinding =
@@ -108,6 +113,7 @@ Finding NoPath() {
 Finding CheckStudio(const Machine& iMachine) {
   const StudioFacts& studio = iMachine.mStudio;
   const Platform_StudioLook& look = studio.mLook;
+  if (studio.mEnd == LookEnd::kNotHad) return NotLooked(iMachine, kName, look.mPath, studio.mEnd);
   if (studio.mEnd == LookEnd::kTooLong) {
     return ElsewhereIsBetter(
         fmt::format("{}: its disk does not answer within {} s", look.mPath, kLookSeconds));

@@ -140,20 +140,6 @@ std::optional<bool> FixMidiEvents(const std::vector<std::string>& iFolders) {
   return fixes;
 }
 
-// ---- limits ----
-
-LimitFacts LimitOf(int iResource) {
-  rlimit limit{};
-  LimitFacts facts;
-  if (::getrlimit(static_cast<__rlimit_resource_t>(iResource), &limit) != 0) return facts;
-  const auto value = [](rlim_t iLimit) {
-    return iLimit == RLIM_INFINITY ? UINT64_MAX : static_cast<std::uint64_t>(iLimit);
-  };
-  facts.mSoft = value(limit.rlim_cur);
-  facts.mHard = value(limit.rlim_max);
-  return facts;
-}
-
 }  // namespace
 
 std::map<std::string, std::string> LookAtEnvironment() {
@@ -242,10 +228,22 @@ JackFacts LookAtJack(const std::string& iRoot, const std::map<std::string, std::
   return facts;
 }
 
+LimitFacts LookAtLimit(int iResource) {
+  rlimit limit{};
+  LimitFacts facts;
+  if (::getrlimit(static_cast<__rlimit_resource_t>(iResource), &limit) != 0) return facts;
+  const auto value = [](rlim_t iLimit) {
+    return iLimit == RLIM_INFINITY ? UINT64_MAX : static_cast<std::uint64_t>(iLimit);
+  };
+  facts.mSoft = value(limit.rlim_cur);
+  facts.mHard = value(limit.rlim_max);
+  return facts;
+}
+
 RealtimeFacts LookAtRealtime() {
   RealtimeFacts facts;
-  facts.mPriority = LimitOf(RLIMIT_RTPRIO);
-  facts.mMemory = LimitOf(RLIMIT_MEMLOCK);
+  facts.mPriority = LookAtLimit(RLIMIT_RTPRIO);
+  facts.mMemory = LookAtLimit(RLIMIT_MEMLOCK);
   // What an application has: the pool that the library makes when it is loaded, and one of its own. A child
   // inherits the first without its pins, so as much is pinned here again.
   const Mem2_MasterAllocator::Counters shared = Mem2_MasterAllocator::Shared().GetCounters();

@@ -32,6 +32,9 @@ JackFacts LookAtJack(const std::string& iRoot, const std::map<std::string, std::
 /// What text of PipeWire's settings says of jack.fix-midi-events; nothing when it doesn't name it.
 std::optional<bool> FixMidiEventsIn(const std::string& iText);
 
+/// A limit of this process. \param iResource  as getrlimit takes it
+LimitFacts LookAtLimit(int iResource);
+
 /// Limits, and what comes of asking for what they limit. In a process of its own: a thread of it gets
 /// real-time scheduling.
 RealtimeFacts LookAtRealtime();
