@@ -3,12 +3,16 @@
 // of each direction, with all 16 channels.
 //
 // Rows. "rebuild outputs", "rebuild inputs": the first look-up after a change, which makes the list anew;
-// beside it a walk that asks every device for its channels and keeps nothing. Milliseconds. "to id": the id
-// of the last device's last channel, beside a walk over the devices by their indices, which is the linear
-// part of it. "from id": the output of the highest id, beside the two calls that it comes down to.
-// What it costs more is the head of every look-up, CheckStudioSetup with the library's housekeeping, and
-// doesn't grow with the devices. Microseconds. All figures are of the thread's processor time, the best round
-// of a run, since everything that disturbs makes it slower.
+// beside it a walk that asks every device for its channels and keeps nothing. Milliseconds.
+//
+// Look-ups, each beside the calls that it comes down to, and each with 2,500 nodes too: below the tables
+// stands how they grow. "output to id", "input to id": the id of the last device's last channel, beside a
+// walk over the devices by their indices, which is the linear part of it; the rest is a binary search. "id to
+// output", "id to input": what the highest id stands for. What these cost more is the head of every look-up,
+// CheckStudioSetup with the library's housekeeping, and doesn't grow with the devices. Microseconds.
+//
+// All figures are of the thread's processor time, the best round of a run, since everything that disturbs
+// makes it slower.
 #include <algorithm>
 #include <ctime>
 #include <functional>
@@ -26,6 +30,7 @@
 
 namespace {
 
+constexpr int kFewNodes = 2500;
 constexpr int kNodes = 10000;
 constexpr int kRounds = 20;
 constexpr short kLastChannel = 15;
@@ -41,12 +46,18 @@ class Application {
  public:
   Application() : mServiceP(new Mlox_DM_Service(nullptr, &mAllocator, nullptr)) {
     Manager().AddService(mServiceP, 1);
-    for (int i = 0; i < kNodes; ++i) {
-      const std::string name = "Node " + std::to_string(i);
+  }
+
+  // Makes nodes until there are so many; false if there are more already. Nodes don't go.
+  bool GrowTo(int iNodes) {
+    if (mNodes == iNodes) return true;
+    for (; mNodes < iNodes; ++mNodes) {
+      const std::string name = "Node " + std::to_string(mNodes);
       mServiceP->CreateClientOutput(name.c_str());
       mServiceP->CreateClientInput(name.c_str());
     }
     ReportChange();
+    return mNodes == iNodes;
   }
 
   static Mlox_Manager& Manager() { return *Mlox_Manager::Singleton(); }
@@ -63,6 +74,7 @@ class Application {
  private:
   Mem2_MasterAllocator mAllocator;
   Mlox_DM_Service* mServiceP;
+  int mNodes = 0;
 };
 
 Application& TheApplication() {
@@ -70,20 +82,34 @@ Application& TheApplication() {
   return *applicationP;
 }
 
-// The best of several rounds, per call; the preparation isn't counted. Each call must give the number
-// expected.
-void Measure(benchmark::State& ioState, const char* iCounterP, double iUnitsASecond, int iCalls,
-             int iExpected, const std::function<void()>& iPrepare, const std::function<int()>& iCall) {
+// What one benchmark measures.
+struct Subject {
+  const char* mCounterP;
+  double mUnitsASecond;
+  int mNodes;                      // that the application has
+  int mCalls;                      // a round
+  int mExpected;                   // what each call gives
+  std::function<void()> mPrepare;  // ahead of each round; not counted
+  std::function<int()> mCall;
+};
+
+// The best of several rounds, per call.
+void Measure(benchmark::State& ioState, const Subject& iSubject) {
+  if (!TheApplication().GrowTo(iSubject.mNodes)) return ioState.SkipWithError("there are more nodes already");
   double best = 1e9;
   for (int round = 0; round < kRounds; ++round) {
-    iPrepare();
+    iSubject.mPrepare();
     const double begin = ThreadSeconds();
-    for (int call = 0; call < iCalls; ++call) {
-      if (iCall() != iExpected) return ioState.SkipWithError("wrong answer");
+    for (int call = 0; call < iSubject.mCalls; ++call) {
+      if (iSubject.mCall() != iSubject.mExpected) return ioState.SkipWithError("wrong answer");
     }
-    best = std::min(best, (ThreadSeconds() - begin) / iCalls);
+    best = std::min(best, (ThreadSeconds() - begin) / iSubject.mCalls);
   }
-  ioState.counters[iCounterP] = best * iUnitsASecond;
+  ioState.counters[iSubject.mCounterP] = best * iSubject.mUnitsASecond;
+}
+
+void Add(const std::string& iRow, const char* iContenderP, const Subject& iSubject) {
+  Bench_Add(iRow, iContenderP, [=](benchmark::State& ioState) { Measure(ioState, iSubject); });
 }
 
 // How many channels all outputs or inputs have.
@@ -110,52 +136,94 @@ int CountInputChannels() {
 }
 
 void AddRebuild(const char* iRowP, const char* iContenderP, int iExpected, int (*iCall)()) {
-  Bench_Add(iRowP, iContenderP, [=](benchmark::State& ioState) {
-    Measure(
-        ioState, "milliseconds", 1e3, 1, iExpected, [] { TheApplication().ReportChange(); }, iCall);
-  });
+  Add(iRowP, iContenderP,
+      {"milliseconds", 1e3, kNodes, 1, iExpected, [] { TheApplication().ReportChange(); }, iCall});
 }
 
-void AddLookUp(const char* iRowP, const char* iContenderP, int iCalls, int iExpected,
+void AddLookUp(const std::string& iRow, const char* iContenderP, int iNodes, int iCalls, int iExpected,
                const std::function<int()>& iCall) {
-  Bench_Add(iRowP, iContenderP, [=](benchmark::State& ioState) {
-    Measure(
-        ioState, "microseconds", 1e6, iCalls, iExpected, [] { MidiOutputIDMapper::GetMaxID(); }, iCall);
-  });
+  const auto makeLists = [] {
+    MidiOutputIDMapper::GetMaxID();
+    MidiInputIDMapper::GetMaxID();
+  };
+  Add(iRow, iContenderP, {"microseconds", 1e6, iNodes, iCalls, iExpected, makeLists, iCall});
 }
 
-void AddLookUps() {
+Mlox_Device* LastDevice(int iNodes) { return Application::Manager().GetOutputDevice(iNodes - 1); }
+Mlox_Output* LastOutput(int iNodes) { return LastDevice(iNodes)->GetOutputForChannel(kLastChannel); }
+Mlox_InputRef LastInput(int iNodes) { return Application::Manager().GetInput(iNodes - 1); }
+
+std::string RowOf(const char* iSubjectP, int iNodes) {
+  return std::string(iSubjectP) + ", " + std::to_string(iNodes) + " nodes";
+}
+
+// Outputs have no entry for a device as a whole where it has channels, inputs have one.
+void AddLookUpsToIDs(int iNodes) {
   Mlox_Manager& manager = Application::Manager();
-  Mlox_Device* lastDeviceP = manager.GetOutputDevice(kNodes - 1);
-  Mlox_Output* lastP = lastDeviceP->GetOutputForChannel(kLastChannel);
-  AddLookUp("to id", "walk", 20, kNodes - 1, [&manager, lastDeviceP] {
+  const std::string output = RowOf("output to id", iNodes);
+  AddLookUp(output, "walk", iNodes, 20, iNodes - 1, [&manager, iNodes] {
+    const Mlox_Device* lastP = LastDevice(iNodes);
     int index = 0;
-    while (manager.GetOutputDevice(index) != lastDeviceP) ++index;
+    while (manager.GetOutputDevice(index) != lastP) ++index;
     return index;
   });
-  AddLookUp("to id", kBenchOurs, 20, 16 * kNodes, [lastP] { return MidiOutputIDMapper::OutputToID(lastP); });
-  AddLookUp("from id", "two calls", 20000, 1, [&manager, lastP] {
-    return manager.GetOutputDevice(kNodes - 1)->GetOutputForChannel(kLastChannel) == lastP ? 1 : 0;
+  AddLookUp(output, kBenchOurs, iNodes, 20, 16 * iNodes,
+            [iNodes] { return MidiOutputIDMapper::OutputToID(LastOutput(iNodes)); });
+  const std::string input = RowOf("input to id", iNodes);
+  AddLookUp(input, "walk", iNodes, 20, iNodes - 1, [&manager, iNodes] {
+    const Mlox_InputRef last = LastInput(iNodes);
+    int index = 0;
+    while (manager.GetInput(index) != last) ++index;
+    return index;
   });
-  AddLookUp("from id", kBenchOurs, 20000, 1,
-            [lastP] { return MidiOutputIDMapper::IDToOutput(16 * kNodes) == lastP ? 1 : 0; });
+  AddLookUp(input, kBenchOurs, iNodes, 20, 17 * iNodes,
+            [iNodes] { return MidiInputIDMapper::InputAssignmentToID(LastInput(iNodes), kLastChannel); });
+}
+
+void AddLookUpsFromIDs(int iNodes) {
+  const std::string output = RowOf("id to output", iNodes);
+  AddLookUp(output, "its calls", iNodes, 20000, 1,
+            [iNodes] { return LastOutput(iNodes) != nullptr ? 1 : 0; });
+  AddLookUp(output, kBenchOurs, iNodes, 20000, 1,
+            [iNodes] { return MidiOutputIDMapper::IDToOutput(16 * iNodes) == LastOutput(iNodes) ? 1 : 0; });
+  const std::string input = RowOf("id to input", iNodes);
+  AddLookUp(input, "its calls", iNodes, 20000, 1, [iNodes] { return LastInput(iNodes) ? 1 : 0; });
+  AddLookUp(input, kBenchOurs, iNodes, 20000, 1,
+            [iNodes] { return MidiInputIDMapper::IDToInput(17 * iNodes) == LastInput(iNodes) ? 1 : 0; });
+}
+
+// As many times larger, and what the search adds: the list's logarithm, and memory that is farther away.
+Bench_Growth LinearGrowth(const char* iSubjectP) {
+  constexpr double kSizes = static_cast<double>(kNodes) / kFewNodes;
+  return {RowOf(iSubjectP, kFewNodes), RowOf(iSubjectP, kNodes), "microseconds", kSizes, 1.5 * kSizes};
+}
+
+Bench_Growth NoGrowth(const char* iSubjectP) {
+  Bench_Growth growth = LinearGrowth(iSubjectP);
+  growth.mAtMost = 1.5;
+  return growth;
 }
 
 }  // namespace
 
 int main(int iArgumentCount, char** iArgumentsPP) {
-  TheApplication();
+  // The smaller ones first: nodes don't go.
+  AddLookUpsToIDs(kFewNodes);
+  AddLookUpsFromIDs(kFewNodes);
+  AddLookUpsToIDs(kNodes);
+  AddLookUpsFromIDs(kNodes);
   AddRebuild("rebuild outputs", "walk", 16 * kNodes, CountOutputChannels);
   AddRebuild("rebuild outputs", kBenchOurs, 16 * kNodes, [] { return MidiOutputIDMapper::GetMaxID(); });
   AddRebuild("rebuild inputs", "walk", 16 * kNodes, CountInputChannels);
   AddRebuild("rebuild inputs", kBenchOurs, 17 * kNodes, [] { return MidiInputIDMapper::GetMaxID(); });
-  AddLookUps();
 
   Bench_Report report;
   report.mProgram = "mappers_bench";
   report.mMetrics = {{"milliseconds", "ms", false}, {"microseconds", "us", false}};
   report.mGoals = {{"rebuild outputs", "milliseconds", "", 20}, {"rebuild inputs", "milliseconds", "", 20}};
-  report.mHead = {std::to_string(kNodes) + " nodes of plug-ins each way, 16 channels each"};
+  report.mGrowths = {LinearGrowth("output to id"), LinearGrowth("input to id"), NoGrowth("id to output"),
+                     NoGrowth("id to input")};
+  report.mHead = {"nodes of plug-ins each way, 16 channels each; rebuilds: " + std::to_string(kNodes)};
   const int status = Bench_Main(iArgumentCount, iArgumentsPP, report);
   Application::Manager().RemoveAllServices();
   return status;

@@ -27,6 +27,13 @@ struct Names {
   std::vector<std::string> mNames;
 };
 
+// Runs of one row and contender that ended with an error: its figures, if it has any, are of the others.
+struct Failure {
+  std::string mName;
+  std::string mMessage;
+  int mRuns = 0;
+};
+
 struct Results {
   std::vector<double>& Figures(const std::string& iRow, const std::string& iContender,
                                const std::string& iCounter) {
@@ -39,8 +46,17 @@ struct Results {
     std::vector<double> figures = found->second;
     return Bench_Quantile(figures, 0.5);
   }
+  void AddFailure(const std::string& iName, const std::string& iMessage) {
+    for (Failure& failure : mFailures) {
+      if (failure.mName != iName || failure.mMessage != iMessage) continue;
+      ++failure.mRuns;
+      return;
+    }
+    mFailures.push_back({iName, iMessage, 1});
+  }
   Names mRows;
   Names mContenders;
+  std::vector<Failure> mFailures;
   std::map<std::string, std::vector<double>> mFigures;
 };
 
@@ -51,13 +67,17 @@ class Collector : public benchmark::BenchmarkReporter {
   bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& iRuns) override {
     for (const Run& run : iRuns) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      if (run.run_type != Run::RT_Iteration) continue;
       const std::string& name = run.run_name.function_name;
       const std::size_t cut = name.find(kSeparator);
       const std::string row = name.substr(0, cut);
       const std::string contender = name.substr(cut + 1);
       mResults.mRows.Add(row);
       mResults.mContenders.Add(contender);
+      if (run.error_occurred) {
+        mResults.AddFailure(row + ", " + contender, run.error_message);
+        continue;
+      }
       for (const auto& [counter, value] : run.counters) {
         mResults.Figures(row, contender, counter).push_back(value.value);
       }
@@ -135,6 +155,25 @@ void PrintGoals(const Results& iResults, const Bench_Report& iReport) {
   }
 }
 
+void PrintGrowths(const Results& iResults, const Bench_Report& iReport) {
+  for (const Bench_Growth& growth : iReport.mGrowths) {
+    const double small = iResults.Median(growth.mSmallRow, kBenchOurs, growth.mCounter);
+    const double large = iResults.Median(growth.mLargeRow, kBenchOurs, growth.mCounter);
+    const double ratio = large / small;
+    if (std::isnan(ratio)) continue;
+    fmt::print("growth {}: {} over {}, {} times the size: {} at most {:.2f} : {:.2f}\n",
+               ratio <= growth.mAtMost ? "reached" : "MISSED ", growth.mLargeRow, growth.mSmallRow,
+               growth.mSizes, growth.mCounter, growth.mAtMost, ratio);
+  }
+}
+
+void PrintFailures(const Results& iResults) {
+  for (const Failure& failure : iResults.mFailures)
+    fmt::print("FAILED: {}: {} ({} of {} runs)\n", failure.mName, failure.mMessage, failure.mRuns,
+               kBenchRuns);
+  if (iResults.mRows.mNames.empty()) fmt::print("FAILED: nothing was run\n");
+}
+
 bool WriteJson(const Results& iResults, const Bench_Report& iReport, const std::string& iFolder) {
   const std::string path = iFolder + "/" + iReport.mProgram + ".json";
   std::ofstream file(path);
@@ -208,7 +247,10 @@ int Bench_Main(int iArgumentCount, char** iArgumentsPP, const Bench_Report& iRep
   benchmark::Shutdown();
   for (const Bench_Metric& metric : iReport.mMetrics) PrintTable(results, metric);
   PrintGoals(results, iReport);
-  return WriteJson(results, iReport, folder) ? 0 : 1;
+  PrintGrowths(results, iReport);
+  PrintFailures(results);
+  const bool isWritten = WriteJson(results, iReport, folder);
+  return isWritten && results.mFailures.empty() && !results.mRows.mNames.empty() ? 0 : 1;
 }
 
 bool Bench_PinThread(int iCore) {

@@ -24,14 +24,26 @@ struct Bench_Goal {
   double mFactor = 1.0;  ///< Ours must be at or below (rates: at or above) this many times the other's.
 };
 
+/// What two rows of a subject in two sizes say of how its cost grows: the larger one's median, ours, over the
+/// smaller one's.
+struct Bench_Growth {
+  std::string mSmallRow;
+  std::string mLargeRow;
+  std::string mCounter;  ///< The metric.
+  double mSizes = 1.0;   ///< How many times larger the subject is.
+  double mAtMost = 1.0;  ///< What the ratio must not exceed.
+};
+
 /// One report: a title, the metrics, what we want to reach, and lines for the head, such as versions of
 /// peers.
 struct Bench_Report {
   std::string mProgram;                ///< Names the JSON file too: mProgram + ".json".
   std::vector<Bench_Metric> mMetrics;  ///< In order of their tables.
-  std::vector<Bench_Goal>
-      mGoals;  ///< Checked and printed behind the tables; a miss doesn't fail the program.
-  std::vector<std::string> mHead;  ///< Printed first.
+  /// Checked and printed behind the tables. A miss doesn't fail the program: whether a goal is reached
+  /// depends on the machine, and on what else it does.
+  std::vector<Bench_Goal> mGoals;
+  std::vector<Bench_Growth> mGrowths;  ///< Likewise.
+  std::vector<std::string> mHead;      ///< Printed first.
 };
 
 /// The contender that is us.
@@ -45,7 +57,9 @@ void Bench_Add(const std::string& iRow, const std::string& iContender,
                std::function<void(benchmark::State&)> iRun);
 
 /// Runs everything that was added and prints the tables. Arguments are Google Benchmark's, --benchmark_filter
-/// first of all, and --out=FOLDER for the JSON (default: the current folder). Returns the exit status.
+/// first of all, and --out=FOLDER for the JSON (default: the current folder). Returns the exit status: not 0
+/// if a run ended with an error (State::SkipWithError), which is printed, if nothing was run, or if the JSON
+/// can't be written.
 int Bench_Main(int iArgumentCount, char** iArgumentsPP, const Bench_Report& iReport);
 
 /// Pins the calling thread to one core, modulo the cores that the process has; false if the system refuses.
