@@ -199,6 +199,24 @@ TEST_F(JackCommand, WhatPlayPutsOutIsRecordedByJackMidiDumpInOrderAndInTime) {
   EXPECT_TRUE(bestMiddle <= kInTime || bestMiddle == INT64_MAX) << bestMiddle;
 }
 
+// Its port has the same name again.
+TEST_F(JackCommand, PlayGoesOnWhenTheProgramThatItPlaysToIsStartedAgain) {
+  RunDump();
+  Test_Bytes events;
+  for (int i = 0; i < 1000; ++i) events.insert(events.end(), {2, 0x90, 60, 100});
+  const Test_Bytes song = Test_OneTrackSong(events);
+  const std::string file = mFolder / "song.mid";
+  std::ofstream(file, std::ios::binary)
+      .write(reinterpret_cast<const char*>(song.data()), static_cast<std::streamsize>(song.size()));
+  Test_Program play({MLOX_TEST_TOOL, "play", file, "--to", "dump:input"});
+  ASSERT_TRUE(Test_WaitFor([&] { return !DumpedBytes().empty(); })) << play.Output();
+  mProgramP->Stop(SIGINT);
+  ASSERT_TRUE(Test_WaitFor([&] { return !mPeer.CanConnectTo("dump:input"); }));
+  RunDump();
+  EXPECT_TRUE(Test_WaitFor([&] { return DumpedBytes().size() >= 100; })) << play.Output();
+  play.Stop(SIGINT);
+}
+
 TEST_F(JackCommand, WhatJackMidiseqSendsIsMonitoredCompleteAndInOrder) {
   // A loop of 2,400 frames with two notes: on and off of both, over and over.
   Run({"jack_midiseq", "seq", "2400", "0", "60", "600", "1200", "63", "600"}, "seq:out");

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fstream>
 #include <memory>
 #include <numeric>
 #include <string>
@@ -14,6 +15,7 @@
 #include "platform/directmusic/loopback/loopback_driver.h"
 #include "tests/support/test_environment.h"
 #include "tests/support/test_temp_folder.h"
+#include "tests/tools/ports/heard_device.h"
 
 namespace {
 
@@ -76,6 +78,33 @@ TEST_F(SendTest, ClosesThePortWhenASlowDeviceHasTakenEverything) {
   }
   tool::Send(request);
   EXPECT_EQ(TakeNumbers(), numbers);
+}
+
+class InterruptedSendTest : public Test_HeardDevice {};
+
+TEST_F(InterruptedSendTest, CutsALongMessageAtItsNextPiece) {
+  tool::SendRequest request;
+  request.mOutput = kPort;
+  request.mSysexFile = mFolder / "long.syx";
+  // Thirty thousand bytes take ten seconds.
+  std::ofstream(request.mSysexFile, std::ios::binary) << '\xF0' << std::string(30000, '\x11') << '\xF7';
+  auto fault = FaultOf([&] { tool::Send(request); });
+  ASSERT_TRUE(WaitUntilHeard(3));
+  Interrupt();
+  const std::size_t pieces = Heard().size();
+  EXPECT_EQ(fault.get(), "interrupted");
+  EXPECT_LT(Heard().size(), pieces + 50) << "of 118";
+}
+
+TEST_F(InterruptedSendTest, TellsOfAPortThatGoesDuringALongMessage) {
+  tool::SendRequest request;
+  request.mOutput = kPort;
+  request.mSysexFile = mFolder / "long.syx";
+  std::ofstream(request.mSysexFile, std::ios::binary) << '\xF0' << std::string(3000, '\x11') << '\xF7';
+  auto fault = FaultOf([&] { tool::Send(request); });
+  ASSERT_TRUE(WaitUntilHeard(3));
+  Platform_LoopbackPorts::Unplug(kPort);
+  EXPECT_EQ(fault.get(), "1 of 1 messages fell into a gap of the port");
 }
 
 }  // namespace

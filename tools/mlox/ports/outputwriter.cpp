@@ -2,11 +2,18 @@
 #include "tools/mlox/ports/outputwriter.h"
 
 #include <algorithm>
+#include <atomic>
+#include <limits>
+#include <thread>
 
+#include "cmn/cmn_aliasedrefcountptr.h"
 #include "cmn/sys_clock.h"
 #include "mdid/mdie_systemevents.h"
 #include "mlox/mlox_device.h"
 #include "mlox/mlox_manager.h"
+#include "mlox/mlox_output.h"
+#include "tools/mlox/interrupt.h"
+#include "tools/mlox/ports/portsession.h"
 #include "tools/mlox/song/eventconversion.h"
 
 namespace tool {
@@ -17,30 +24,104 @@ namespace {
 constexpr double kSampleRate = 1000000.0;
 // What drivers and systems need on top of the wire.
 constexpr std::int64_t kMarginMicroseconds = 250000;
+// Longer messages are sent at the wire's pace, in pieces of so many bytes.
+constexpr std::size_t kPiece = 256;
+constexpr std::int64_t kMicrosecondsPerByte = 320;
+
+// An output whose device the service has let go has none, from that moment on.
+bool IsLive(Mlox_Output* iOutputP) { return iOutputP != nullptr && iOutputP->GetDevice() != nullptr; }
 
 }  // namespace
 
 OutputWriter::OutputWriter(Mlox_Device& ioDevice) : mCommon(ioDevice.GetCommonOutput()) {
   for (short channel = 0; channel < 16; ++channel) {
-    mChannels[static_cast<std::size_t>(channel)] = Output(ioDevice.GetOutputForChannel(channel));
+    mChannels[static_cast<std::size_t>(channel)] =
+        Mlox_PersistentOutput(ioDevice.GetOutputForChannel(channel));
   }
 }
 
-Mlox_Output* OutputWriter::OutputFor(SongMessageKind iKind, std::uint8_t iStatus) const {
-  if (iKind == SongMessageKind::kChannel) return mChannels[iStatus & 0x0Fu].get();
-  return mCommon.get();
+const Mlox_PersistentOutput& OutputWriter::ReferenceFor(SongMessageKind iKind, std::uint8_t iStatus) const {
+  return iKind == SongMessageKind::kChannel ? mChannels[iStatus & 0x0Fu] : mCommon;
+}
+
+// What waited for its time has gone with the port.
+void OutputWriter::NoteGoing() {
+  if (mIsAway) return;
+  mIsAway = true;
+  const std::int64_t now = Sys_Clock::Microseconds();
+  mLost += static_cast<std::size_t>(
+      std::count_if(mAhead.begin(), mAhead.end(), [now](std::int64_t iDue) { return iDue > now; }));
+  mAhead.clear();
+}
+
+bool OutputWriter::FindAgain() {
+  if (!IsLive(mCommon.GetOutput())) {
+    NoteGoing();
+    // One question makes every reference search.
+    if (!mCommon.IsOnline() || !IsLive(mCommon.GetOutput())) return false;
+  }
+  mIsAway = false;
+  return true;
 }
 
 void OutputWriter::Write(const Mdie_Timestamp& iTimestamp, SongMessageKind iKind,
                          std::span<const std::uint8_t> iBytes) {
   if (iBytes.empty()) return;
-  if (Mlox_Output* const outputP = OutputFor(iKind, iBytes[0])) {
-    // Before the write: one that is paced takes as long as the wire.
-    mBacklog.Add(iTimestamp.IsImmediate() ? Sys_Clock::Microseconds() : iTimestamp.AsSample().AsInt64(),
-                 iBytes.size());
-    outputP->WriteEvent(iTimestamp, MakeEvent(iKind, iBytes),
-                        Mlox_Manager::Singleton()->GetDefaultOutputContext());
+  const Mlox_PersistentOutput& reference = ReferenceFor(iKind, iBytes[0]);
+  if (reference.IsNull()) return;
+  const Cmn_AliasedRefCountPtr<Mlox_Output> output(reference.GetOutput());
+  if (!IsLive(output.get())) {
+    NoteGoing();
+    ++mLost;
+    return;
   }
+  const std::int64_t now = Sys_Clock::Microseconds();
+  const std::int64_t due = iTimestamp.IsImmediate() ? now : iTimestamp.AsSample().AsInt64();
+  // Before the write: one that is paced takes as long as the wire.
+  mBacklog.Add(due, iBytes.size());
+  output->WriteEvent(iTimestamp, MakeEvent(iKind, iBytes),
+                     Mlox_Manager::Singleton()->GetDefaultOutputContext());
+  if (iBytes.size() > kPiece) {
+    if (!IsLive(output.get())) ++mLost;
+    return;
+  }
+  while (!mAhead.empty() && mAhead.front() <= now) mAhead.pop_front();
+  if (due > now) mAhead.push_back(due);
+}
+
+bool OutputWriter::WriteIdling(const PortSession& iSession, const Mdie_Timestamp& iTimestamp,
+                               SongMessageKind iKind, std::span<const std::uint8_t> iBytes) {
+  if (iBytes.size() <= kPiece) {
+    Write(iTimestamp, iKind, iBytes);
+    return true;
+  }
+  const WireBacklog before = mBacklog;
+  const std::int64_t start = Sys_Clock::Microseconds();
+  std::atomic<bool> isWritten{false};
+  bool isCut = false;
+  {
+    const std::jthread writer([&] {
+      Write(iTimestamp, iKind, iBytes);
+      isWritten.store(true);
+    });
+    const auto isDone = [&] {
+      if (isWritten.load()) return true;
+      if (Interrupt::HasHappened()) {
+        isCut = true;
+        // Each time: a write that only begins takes an earlier stop back.
+        Mlox_Manager::Singleton()->StopServicesPlayback();
+      }
+      return false;
+    };
+    iSession.IdleUntil(isDone, std::numeric_limits<double>::max());
+  }
+  if (isCut) {
+    // The wire has no more to carry than what was sent of it: as much as time allowed, and a piece.
+    const auto sent = static_cast<std::size_t>((Sys_Clock::Microseconds() - start) / kMicrosecondsPerByte);
+    mBacklog = before;
+    mBacklog.Add(start, std::min(iBytes.size(), sent + kPiece));
+  }
+  return !isCut;
 }
 
 void OutputWriter::AllNotesOff() {
@@ -51,7 +132,8 @@ void OutputWriter::AllNotesOff() {
 }
 
 std::int64_t OutputWriter::LeadMicroseconds() {
-  return mCommon != nullptr ? mCommon->GetTimestampedPreSendSamples(kSampleRate) : 0;
+  Mlox_Output* const outputP = mCommon.GetOutput();
+  return outputP != nullptr ? outputP->GetTimestampedPreSendSamples(kSampleRate) : 0;
 }
 
 std::int64_t OutputWriter::DrainedAt() const { return mBacklog.EmptyAt() + kMarginMicroseconds; }

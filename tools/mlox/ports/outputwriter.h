@@ -4,29 +4,47 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <span>
 
-#include "cmn/cmn_aliasedrefcountptr.h"
 #include "mdid/mdie_timestamp.h"
-#include "mlox/mlox_output.h"
+#include "mlox/mlox_persistentoutput.h"
 #include "tools/mlox/ports/wirebacklog.h"
 #include "tools/mlox/song/song.h"
 
 class Mlox_Device;
+class Mlox_Output;
 
 namespace tool {
+
+class PortSession;
 
 /// Sends each message to the channel output that its status byte names, and what belongs to no channel to the
 /// common output, which imposes no channel on it.
 class OutputWriter {
  public:
-  /// Takes references to the device's outputs, so that it goes on, in vain, when the device has gone.
+  /// Keeps saved references to the device's outputs: once the device has gone, messages are counted as lost
+  /// until FindAgain has found it, or what has come in its place.
   explicit OutputWriter(Mlox_Device& ioDevice);
 
   /// One whole message at its time. A message longer than 256 bytes is sent at the wire's pace on this
   /// thread: the call takes its time, 320 microseconds a byte.
   void Write(const Mdie_Timestamp& iTimestamp, SongMessageKind iKind, std::span<const std::uint8_t> iBytes);
+
+  /// The same on the session's thread, which idles meanwhile: what is sent at the wire's pace is written by a
+  /// thread of its own, and an interrupt cuts it at its next piece. False if it was cut.
+  bool WriteIdling(const PortSession& iSession, const Mdie_Timestamp& iTimestamp, SongMessageKind iKind,
+                   std::span<const std::uint8_t> iBytes);
+
+  /// Whether the device is there. Where it isn't, looks first whether the lists, as the session's last Idle
+  /// left them, have it again. On the session's thread, while nobody writes.
+  bool FindAgain();
+
+  /// How many messages fell into gaps in which the device was away: those written meanwhile, and those that
+  /// were written before but not due when its going was noticed.
+  std::size_t Lost() const { return mLost; }
 
   /// All notes off, on each channel output. Never the common output: it would send resets.
   void AllNotesOff();
@@ -39,16 +57,18 @@ class OutputWriter {
   std::int64_t DrainedAt() const;
 
   /// Whether the device has an output for the channel, 0 to 15.
-  bool HasChannel(int iChannel) const { return mChannels[static_cast<std::size_t>(iChannel)] != nullptr; }
+  bool HasChannel(int iChannel) const { return mChannels[static_cast<std::size_t>(iChannel)].IsNotNull(); }
 
  private:
-  using Output = Cmn_AliasedRefCountPtr<Mlox_Output>;
+  const Mlox_PersistentOutput& ReferenceFor(SongMessageKind iKind, std::uint8_t iStatus) const;
+  void NoteGoing();
 
-  Mlox_Output* OutputFor(SongMessageKind iKind, std::uint8_t iStatus) const;
-
-  Output mCommon;
+  Mlox_PersistentOutput mCommon;
+  std::array<Mlox_PersistentOutput, 16> mChannels;
   WireBacklog mBacklog;
-  std::array<Output, 16> mChannels;
+  std::deque<std::int64_t> mAhead;  // when short messages that were written are due
+  std::size_t mLost = 0;
+  bool mIsAway = false;
 };
 
 /// The kind of a whole message.

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <span>
+#include <vector>
 
 #include "cmn/sys_clock.h"
 #include "mdid/mdie_timestamp.h"
@@ -16,6 +18,7 @@
 #include "tools/mlox/ports/portnames.h"
 #include "tools/mlox/ports/portsession.h"
 #include "tools/mlox/ports/songplan.h"
+#include "tools/mlox/ports/soundingnotes.h"
 #include "tools/mlox/progressbar.h"
 #include "tools/mlox/song/songreader.h"
 #include "tools/mlox/tool_error.h"
@@ -39,28 +42,26 @@ class Player {
       : mSession(iSession),
         mSong(iSong),
         mPlan(PlanSong(iSong, iRequest.mSeconds)),
-        mWriter(FindOutput(iSession, iRequest.mOutput)) {
+        mIsCut(mPlan.size() < iSong.mMessages.size()),
+        mEnd(mIsCut ? static_cast<std::int64_t>(iRequest.mSeconds * 1e6) : 0),
+        mWriter(FindOutput(iSession, iRequest.mOutput)),
+        mLead(mWriter.LeadMicroseconds() + kWakeMicroseconds) {
     if (!iRequest.mBack.empty()) mBack.emplace(iSession, iRequest.mBack);
   }
 
   void Run() {
-    mStart = Sys_Clock::Microseconds() + kSettleMicroseconds + mWriter.LeadMicroseconds() + kWakeMicroseconds;
+    mStart = Sys_Clock::Microseconds() + kSettleMicroseconds + mLead;
     {
       ProgressBar progress(stderr);
       for (const PlannedMessage& message : mPlan) {
-        if (!WaitUntil(mStart + message.mTime - mWriter.LeadMicroseconds() - kWakeMicroseconds)) break;
+        if (!WaitUntil(mStart + message.mTime - mLead)) break;
         Write(message);
         progress.Show(Fraction(message.mTime));
       }
-      mSession.IdleUntilTime(mWriter.DrainedAt(), [] { return Interrupt::HasHappened(); });
+      EndNotes();
+      WaitUntil(mWriter.DrainedAt());
     }
-    if (Interrupt::HasHappened()) {
-      // What is scheduled plays first, since it could be notes again.
-      WaitFor(mLastDue + kLateMicroseconds);
-      mWriter.AllNotesOff();
-      WaitFor(mWriter.DrainedAt());
-      throw ToolError("interrupted; every note is off");
-    }
+    if (Interrupt::HasHappened()) StopAfterInterrupt();
     Report();
   }
 
@@ -72,30 +73,63 @@ class Player {
 
   /// False on an interrupt.
   bool WaitUntil(std::int64_t iTime) {
-    mSession.IdleUntilTime(iTime, [] { return Interrupt::HasHappened(); });
+    mSession.IdleUntilTime(iTime, [this] {
+      mWriter.FindAgain();
+      return Interrupt::HasHappened();
+    });
     return !Interrupt::HasHappened();
   }
 
   /// Interrupt or not.
   void WaitFor(std::int64_t iTime) {
-    mSession.IdleUntilTime(iTime, [] { return false; });
+    mSession.IdleUntilTime(iTime, [this] {
+      mWriter.FindAgain();
+      return false;
+    });
   }
 
   void Write(const PlannedMessage& iMessage) {
     const auto bytes = mSong.BytesOf(iMessage.mMessage);
-    if (iMessage.mMessage.mKind == SongMessageKind::kChannel && !mWriter.HasChannel(bytes[0] & 0x0F)) {
+    const SongMessageKind kind = iMessage.mMessage.mKind;
+    if (kind == SongMessageKind::kChannel && !mWriter.HasChannel(bytes[0] & 0x0F)) {
       ++mLeftOut;
       return;
     }
-    mLastDue = mStart + iMessage.mTime;
-    if (mBack) mBack->Expect(bytes, mLastDue);
-    mWriter.Write(Mdie_Timestamp(Time_Sample(mLastDue)), iMessage.mMessage.mKind, bytes);
+    WriteAt(mStart + iMessage.mTime, kind, bytes);
     ++mWritten;
+  }
+
+  void WriteAt(std::int64_t iDue, SongMessageKind iKind, std::span<const std::uint8_t> iBytes) {
+    mLastDue = iDue;
+    if (mBack) mBack->Expect(iBytes, iDue);
+    const std::size_t lost = mWriter.Lost();
+    mWriter.WriteIdling(mSession, Mdie_Timestamp(Time_Sample(iDue)), iKind, iBytes);
+    if (iKind == SongMessageKind::kChannel && mWriter.Lost() == lost) mSounding.Note(iBytes);
+  }
+
+  /// Where the song was cut, or lost note-offs in a gap of the port, no note goes on.
+  void EndNotes() {
+    if (!mIsCut && mWriter.Lost() == 0) return;
+    const std::int64_t end = mIsCut ? mStart + mEnd : mLastDue;
+    if (!WaitUntil(end - mLead) || !mWriter.FindAgain()) return;
+    for (const auto& release : mSounding.Releases()) WriteAt(end, SongMessageKind::kChannel, release);
+  }
+
+  [[noreturn]] void StopAfterInterrupt() {
+    // What is scheduled plays first, since it could be notes again.
+    WaitFor(mLastDue + kLateMicroseconds);
+    if (!mWriter.FindAgain()) throw ToolError("interrupted; the port is away, so notes may go on");
+    mWriter.AllNotesOff();
+    WaitFor(mWriter.DrainedAt());
+    throw ToolError("interrupted; every note is off");
   }
 
   void Report() {
     if (mLeftOut > 0) {
       fmt::print("{} messages were left out: the output doesn't listen on their channels\n", mLeftOut);
+    }
+    if (mWriter.Lost() > 0) {
+      throw ToolError(fmt::format("{} of {} messages fell into a gap of the port", mWriter.Lost(), mWritten));
     }
     if (!mBack) {
       fmt::print("{} messages played\n", mWritten);
@@ -108,8 +142,12 @@ class Player {
 
   const PortSession& mSession;
   const Song& mSong;
-  std::vector<PlannedMessage> mPlan;
+  const std::vector<PlannedMessage> mPlan;
+  const bool mIsCut;
+  const std::int64_t mEnd;  // of a song that is cut, from its start
   OutputWriter mWriter;
+  const std::int64_t mLead;  // so long before its time is a message written
+  SoundingNotes mSounding;
   std::optional<CameBack> mBack;
   std::int64_t mStart = 0;
   std::int64_t mLastDue = 0;

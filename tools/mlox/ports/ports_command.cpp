@@ -47,7 +47,14 @@ void RegisterSend(CLI::App& iApp) {
   sendP->add_option("OUTPUT", request->mOutput, "Where to")->required();
   sendP->add_option("BYTES", request->mBytes, "Whole messages in hexadecimal: 90 3c 64 80 3c 00");
   sendP->add_option("--sysex", request->mSysexFile, "A file of system exclusive messages");
-  sendP->footer(kNaming);
+  sendP->footer(
+      std::string(
+          "\nA message of more than 256 bytes goes out at the wire's pace, 3,125 bytes a second; Ctrl-C\n"
+          "cuts it.\n\n"
+          "Exit status: 0 everything went out, 1 it didn't (interrupted, or the port went meanwhile) or "
+          "there\n"
+          "was nothing to send to, 2 bad usage.\n") +
+      kNaming);
   sendP->callback([request] { Send(*request); });
 }
 
@@ -59,9 +66,15 @@ void RegisterPlay(CLI::App& iApp) {
   playP->add_option("--seconds", request->mSeconds, "Only the beginning")->check(CLI::PositiveNumber);
   playP->add_option("--back", request->mBack,
                     "An input that is wired to the output: check that every byte comes back");
-  playP->footer(
-      std::string("\nCtrl-C stops it: what was written goes out, then every note is turned off.\n") +
-      kNaming);
+  playP->footer(std::string("\nCtrl-C stops it: what was written goes out, then every note is turned off. "
+                            "Where --seconds cuts the\n"
+                            "song, what sounds is turned off. When the port goes and comes back, the song "
+                            "goes on where it is by\n"
+                            "then, and the messages that fell into the gap are counted at the end.\n\n"
+                            "Exit status: 0 everything went out, 1 it didn't (interrupted, or a gap of the "
+                            "port) or didn't come\n"
+                            "back, 2 bad usage.\n") +
+                kNaming);
   playP->callback([request] { Play(*request); });
 }
 

@@ -77,10 +77,18 @@ void Send(const SendRequest& iRequest) {
   OutputWriter writer(FindOutput(session, iRequest.mOutput));
   CheckChannels(writer, messages, iRequest.mOutput);
   for (const auto& message : messages) {
-    writer.Write(Mdie_Timestamp(), KindOf(message), message);
+    writer.WriteIdling(session, Mdie_Timestamp(), KindOf(message), message);
     Interrupt::Check();
   }
-  session.IdleUntilTime(writer.DrainedAt(), [] { return Interrupt::HasHappened(); });
+  session.IdleUntilTime(writer.DrainedAt(), [&] {
+    writer.FindAgain();
+    return Interrupt::HasHappened();
+  });
+  Interrupt::Check();
+  if (writer.Lost() > 0) {
+    throw ToolError(
+        fmt::format("{} of {} messages fell into a gap of the port", writer.Lost(), messages.size()));
+  }
 }
 
 }  // namespace tool

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mlox/ports/play.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include "tests/support/song_builder.h"
+#include "tests/tools/ports/heard_device.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+using testing::Not;
+
+class PlayTest : public Test_HeardDevice {
+ protected:
+  /// A song of 96 ticks a quarter note, at 5.2 ms a tick.
+  tool::PlayRequest RequestFor(const Test_Bytes& iEvents) const {
+    const Test_Bytes song = Test_OneTrackSong(iEvents);
+    tool::PlayRequest request;
+    request.mSong = mFolder / "song.mid";
+    request.mOutput = kPort;
+    std::ofstream(request.mSong, std::ios::binary)
+        .write(reinterpret_cast<const char*>(song.data()), static_cast<std::streamsize>(song.size()));
+    return request;
+  }
+
+  /// Note-ons on channel 1 with a number each, 10 ms apart.
+  static Test_Bytes NumberedNotes(int iCount) {
+    Test_Bytes events;
+    for (int i = 0; i < iCount; ++i) {
+      events.insert(events.end(), {2, 0x90, static_cast<std::uint8_t>(i / 100 + 1),
+                                   static_cast<std::uint8_t>(i % 100 + 1)});
+    }
+    return events;
+  }
+
+  static std::vector<Bytes> AllNotesOff() {
+    std::vector<Bytes> messages;
+    for (std::uint8_t channel = 0; channel < 16; ++channel) {
+      messages.push_back({static_cast<std::uint8_t>(0xB0 | channel), 123, 0});
+    }
+    return messages;
+  }
+};
+
+TEST_F(PlayTest, GoesOnWhenItsPortIsBackAndTellsHowMuchFellIntoTheGap) {
+  constexpr int kNotes = 300;
+  auto request = RequestFor(NumberedNotes(kNotes));
+  auto fault = FaultOf([&] { tool::Play(request); });
+  ASSERT_TRUE(WaitUntilHeard(30));
+  Platform_LoopbackPorts::Unplug(kPort);
+  std::this_thread::sleep_for(500ms);
+  const std::size_t before = Heard().size();
+  Platform_LoopbackPorts::Plug(kPort);
+  Listen();
+  const std::string text = fault.get();
+  int lost = 0;
+  ASSERT_EQ(std::sscanf(text.c_str(), "%d of 300 messages fell into a gap of the port", &lost), 1) << text;
+  std::vector<Bytes> notes = Heard();
+  std::erase_if(notes, [](const Bytes& iBytes) { return iBytes[0] != 0x90; });
+  EXPECT_GT(notes.size(), before) << "nothing sounds after the return";
+  EXPECT_EQ(notes.back(), (Bytes{0x90, 3, 100})) << "the song's last note";
+  EXPECT_GE(lost, 10);
+  EXPECT_LE(notes.size() + static_cast<std::size_t>(lost), static_cast<std::size_t>(kNotes));
+}
+
+TEST_F(PlayTest, TellsThatWhatFollowedWasLostWhenItsPortStaysAway) {
+  auto request = RequestFor(NumberedNotes(60));
+  auto fault = FaultOf([&] { tool::Play(request); });
+  ASSERT_TRUE(WaitUntilHeard(10));
+  Platform_LoopbackPorts::Unplug(kPort);
+  EXPECT_THAT(fault.get(), HasSubstr(" of 60 messages fell into a gap of the port"));
+}
+
+TEST_F(PlayTest, TurnsOffWhatSoundsWhereTheSongIsCut) {
+  // Two keys and both pedals are down at the cut, one key is up again; what follows is cut off.
+  auto request = RequestFor({0, 0x90, 60, 100, 0, 0x93, 61, 100, 0,  0x95, 62, 100, 10, 0x85, 62, 64,
+                             0, 0xB3, 64, 127, 0, 0xBF, 66, 127, 96, 0x80, 60, 64,  0,  0x83, 61, 64});
+  request.mSeconds = 0.3;
+  EXPECT_EQ(FaultOf([&] { tool::Play(request); }).get(), "");
+  ASSERT_GE(Heard().size(), 6u);
+  EXPECT_THAT(std::vector(Heard().begin() + 6, Heard().end()),
+              ElementsAre(Bytes{0x80, 60, 64}, Bytes{0x83, 61, 64}, Bytes{0xB3, 64, 0}, Bytes{0xBF, 66, 0}));
+}
+
+TEST_F(PlayTest, AddsNothingToASongThatEndsByItself) {
+  auto request = RequestFor({0, 0x90, 60, 100, 20, 0x90, 61, 100});
+  request.mSeconds = 1000;
+  EXPECT_EQ(FaultOf([&] { tool::Play(request); }).get(), "");
+  EXPECT_THAT(Heard(), ElementsAre(Bytes{0x90, 60, 100}, Bytes{0x90, 61, 100}));
+}
+
+TEST_F(PlayTest, TurnsEveryNoteOffOnCtrlCWhenWhatWasWrittenHasSounded) {
+  auto request = RequestFor(NumberedNotes(1000));
+  auto fault = FaultOf([&] { tool::Play(request); });
+  ASSERT_TRUE(WaitUntilHeard(20));
+  Interrupt();
+  EXPECT_EQ(fault.get(), "interrupted; every note is off");
+  const std::vector<Bytes>& heard = Heard();
+  ASSERT_GE(heard.size(), 20u + 16u);
+  const std::vector<Bytes> end(heard.end() - 16, heard.end());
+  EXPECT_EQ(end, AllNotesOff()) << "on every channel, and behind every note";
+  EXPECT_THAT(heard, Not(Contains(testing::SizeIs(1)))) << "a reset";
+}
+
+TEST_F(PlayTest, CutsALongMessageOnCtrlCAndTurnsEveryNoteOff) {
+  // Twenty thousand bytes take six seconds.
+  Test_Bytes events = {0, 0x90, 60, 100, 0, 0xF0, 0x81, 0x9C, 0x20};
+  events.insert(events.end(), 19999, 0x11);
+  events.push_back(0xF7);
+  auto request = RequestFor(events);
+  auto fault = FaultOf([&] { tool::Play(request); });
+  ASSERT_TRUE(WaitUntilHeard(4));
+  const auto interrupt = std::chrono::steady_clock::now();
+  Interrupt();
+  EXPECT_EQ(fault.get(), "interrupted; every note is off");
+  EXPECT_LT(std::chrono::steady_clock::now() - interrupt, 4s);
+  std::size_t sysexBytes = 0;
+  for (const Bytes& piece : Heard()) sysexBytes += piece[0] == 0xF0 || piece[0] < 0x80 ? piece.size() : 0;
+  EXPECT_LT(sysexBytes, 10000u) << "what was left of the message went out all the same";
+  EXPECT_THAT(Heard(), IsSupersetOf(AllNotesOff()));
+}
+
+}  // namespace
