@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <thread>
+#include <utility>
 
 #include "cmn/sys_clock.h"
 #include "cmn/sys_utils.h"
@@ -68,6 +69,47 @@ bool IsSamePort(const Platform_PortInfo& iLeft, const Platform_PortInfo& iRight)
          iLeft.mPath == iRight.mPath && iLeft.mName == iRight.mName && iLeft.mIsVirtual == iRight.mIsVirtual;
 }
 
+// What dead servers leave behind in the process, beyond the sessions that had joined them.
+struct Legacy {
+  std::mutex mMutex;
+  // Others have had their time to close their clients then.
+  Clock::time_point mNextOpening;
+  // Ended, and yet libjack's threads may hold them as long as their clients are there.
+  std::vector<std::shared_ptr<Platform_JackSession>> mSessions;
+};
+
+// Never destroyed: libjack's threads outlast everything that ends with the process.
+Legacy& TheLegacy() {
+  static Legacy* const sLegacyP = new Legacy;
+  return *sLegacyP;
+}
+
+// A server has died just now. \returns when a client may be opened again.
+Clock::time_point NoteDeath() {
+  Legacy& legacy = TheLegacy();
+  const std::lock_guard lock(legacy.mMutex);
+  legacy.mNextOpening = Clock::now() + kJoinEvery;
+  return legacy.mNextOpening;
+}
+
+Clock::time_point NextOpening() {
+  Legacy& legacy = TheLegacy();
+  const std::lock_guard lock(legacy.mMutex);
+  return legacy.mNextOpening;
+}
+
+void Keep(std::shared_ptr<Platform_JackSession> iSessionP) {
+  Legacy& legacy = TheLegacy();
+  const std::lock_guard lock(legacy.mMutex);
+  legacy.mSessions.push_back(std::move(iSessionP));
+}
+
+std::vector<std::shared_ptr<Platform_JackSession>> TakeKept() {
+  Legacy& legacy = TheLegacy();
+  const std::lock_guard lock(legacy.mMutex);
+  return std::exchange(legacy.mSessions, {});
+}
+
 std::string NameOfHandle(const std::string& iHandle) { return iHandle.substr(0, iHandle.find('\n')); }
 
 // Both buffers zeroed and both read, whatever count comes back: PipeWire fills the second and tells 1.
@@ -108,7 +150,12 @@ bool Platform_JackSession::Begin(Platform_DriverHost* iHostP) {
   mThread = std::thread([self = shared_from_this()] { self->Run(); });
   const auto joined = std::make_shared<std::atomic<bool>>(false);
   const auto task = std::make_shared<Task>();
-  task->mBody = [this, joined] { joined->store(JoinServer()); };
+  // Soon after a server's death, before others have closed their clients, it goes on as one whose server has
+  // died while it ran: without ports, and its thread joins when that may be.
+  task->mBody = [this, joined] {
+    mNextJoin = NextOpening();
+    joined->store(Clock::now() < mNextJoin || JoinServer());
+  };
   Post(task);
   return WaitFor(task, kEndPatience) && joined->load();
 }
@@ -246,8 +293,9 @@ void Platform_JackSession::Run() {
   }
   RunTasks();
   LeaveServer();
+  // Not an opening now, which would end the client: others may be about to close theirs of the same server.
   if (mHasLeftClient) {
-    CloseClient(OpenClient());
+    Keep(shared_from_this());
   }
   const std::lock_guard lock(mTaskMutex);
   mHasEnded = true;
@@ -334,6 +382,8 @@ void Platform_JackSession::RunTasks() {
 jack_client_t* Platform_JackSession::OpenClient() {
   jack_status_t status{};
   const std::lock_guard lock(Platform_JackOpenMutex());
+  // Taken before and freed after: one that ends meanwhile is the next opening's.
+  const std::vector<std::shared_ptr<Platform_JackSession>> ended = TakeKept();
   jack_client_t* const client = jack_client_open(ApplicationName().c_str(), JackNoStartServer, &status);
   if (mHasLeftClient) {
     mHasLeftClient = false;
@@ -343,11 +393,10 @@ jack_client_t* Platform_JackSession::OpenClient() {
   return client;
 }
 
-void Platform_JackSession::CloseClient(jack_client_t* iClientP) {
-  if (iClientP != nullptr) {
-    const std::lock_guard lock(Platform_JackOpenMutex());
-    jack_client_close(iClientP);
-  }
+// False when the server did not answer.
+bool Platform_JackSession::CloseClient(jack_client_t* iClientP) {
+  const std::lock_guard lock(Platform_JackOpenMutex());
+  return jack_client_close(iClientP) == 0;
 }
 
 bool Platform_JackSession::JoinServer() {
@@ -399,9 +448,12 @@ void Platform_JackSession::LeaveServer() {
   if (mIsShutDown.load() && TakesDeadClientsAway()) {
     mRetired.insert(mRetired.end(), mWays.begin(), mWays.end());
     mHasLeftClient = true;
-    mNextJoin = Clock::now() + kJoinEvery;
+    mNextJoin = NoteDeath();
   } else {
-    CloseClient(client);
+    // A server that has died and has not been seen to yet.
+    if ((!CloseClient(client) || mIsShutDown.load()) && TakesDeadClientsAway()) {
+      NoteDeath();
+    }
     mEngine.Clear();
     mRetired.clear();
   }

@@ -39,7 +39,8 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
 
   /// \name The driver, one call at a time
   /// @{
-  /// Starts the thread and joins the server. False when none runs; End is due all the same.
+  /// Starts the thread and joins the server. False when none runs; End is due all the same. While others have
+  /// their time to close their clients of a server that has died, true and no port: it joins after that.
   bool Begin(Platform_DriverHost* iHostP);
   /// Leaves the server. The host is not called any more.
   void End();
@@ -85,7 +86,7 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   void LeaveDeadServer();
   void RunTasks();
   jack_client_t* OpenClient();
-  static void CloseClient(jack_client_t* iClientP);
+  static bool CloseClient(jack_client_t* iClientP);
   bool JoinServer();
   void SetCallbacks(jack_client_t* iClientP);
   void LeaveServer();
@@ -132,6 +133,7 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   // Ways that a callback which does not end may still hold; freed with the client.
   std::vector<std::shared_ptr<Platform_JackWay>> mRetired;
   // A client of a server that died is left to libjack, with its threads: the next one that is opened ends it.
+  // A session that ends before that is kept until then.
   bool mHasLeftClient = false;
   Platform_JackNumbers mNumbers;
   // Which appearance of a name this is: a port that went and came back is another one to who had opened it.
@@ -139,7 +141,7 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   unsigned mNextAppearance = 0;
   // A way's port is there and was not to be connected yet: tried again with the next look.
   bool mIsConnectionOwed = false;
-  std::chrono::steady_clock::time_point mNextJoin;
+  std::chrono::steady_clock::time_point mNextJoin = std::chrono::steady_clock::time_point::max();
   std::chrono::steady_clock::time_point mNextLook = std::chrono::steady_clock::time_point::max();
   std::chrono::steady_clock::time_point mNextTell = std::chrono::steady_clock::time_point::max();
   std::chrono::steady_clock::time_point mNextMeasurement;
