@@ -172,6 +172,21 @@ TEST_F(DoctorCommand, AStudioThatTheToolHasMadeIsFine) {
               HasSubstr("s.db: version 1, 0 ports seen, 1 devices of the user's"));
 }
 
+TEST_F(DoctorCommand, AViewInThePlaceOfAStudiosTableIsSeen) {
+  const std::string path = mFolder / "s.db";
+  ASSERT_EQ(Shell("MLOX_MIDI_DRIVERS=loopback MLOX_STUDIO_DB=" + path + " $MLOX studio add Strings").mStatus,
+            0);
+  {
+    SQLite::Database other(path, SQLite::OPEN_READWRITE, 30000);
+    other.exec(
+        "PRAGMA legacy_alter_table = ON; ALTER TABLE wire RENAME TO other; CREATE VIEW wire AS SELECT * FROM "
+        "other");
+  }
+  const json studio = Find(AskJson("export MLOX_STUDIO_DB=$PWD/s.db"), "studio");
+  EXPECT_EQ(studio["state"], "wrong") << studio;
+  EXPECT_THAT(studio["seen"].get<std::string>(), HasSubstr("\"wire\""));
+}
+
 TEST_F(DoctorCommand, WhoHoldsTheStudioIsNamed) {
   const std::string path = mFolder / "s.db";
   ASSERT_EQ(Shell("MLOX_MIDI_DRIVERS=loopback MLOX_STUDIO_DB=" + path + " $MLOX studio add Strings").mStatus,
