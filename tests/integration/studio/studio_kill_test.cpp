@@ -82,10 +82,10 @@ std::set<std::string> NamesIn(const std::string& iPath) {
 
 int Rounds() {
   const char* const wanted = std::getenv("MLOX_TEST_KILLS");
-  return wanted != nullptr ? std::atoi(wanted) : 100;
+  return wanted != nullptr ? std::atoi(wanted) : 200;
 }
 
-// MLOX_TEST_KILLS names another number; the long run has 200.
+// MLOX_TEST_KILLS names another number.
 TEST(StudioKillTest, AKilledWriterLosesAtMostTheChangeUnderWay) {
   const Test_TempFolder folder;
   const std::string path = folder / "studio.db";
