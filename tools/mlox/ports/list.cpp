@@ -100,10 +100,10 @@ void List(const ListRequest& iRequest) {
   session.Outputs();
   session.Inputs();
   const std::vector<Platform_StudioEntry> entries = session.Management().Entries();
-  std::vector<PortRow> rows = PresentPorts(session, entries);
+  std::vector<PortRow> rows = ListedPorts(session, entries);
   if (iRequest.mAll) {
-    const std::vector<PortRow> absent = AbsentPorts(rows, entries);
-    rows.insert(rows.end(), absent.begin(), absent.end());
+    const std::vector<PortRow> unlisted = UnlistedPorts(rows, entries);
+    rows.insert(rows.end(), unlisted.begin(), unlisted.end());
   }
   if (iRequest.mJson) return PrintJson(rows);
   if (rows.empty()) {

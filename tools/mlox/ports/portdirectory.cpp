@@ -89,15 +89,19 @@ PortRow InputRow(const Mlox_InputRef& iInput, const std::vector<Platform_StudioE
   return row;
 }
 
-PortRow AbsentRow(const Platform_StudioEntry& iEntry, bool iIsInput) {
+PortRow UnlistedRow(const Platform_StudioEntry& iEntry, bool iIsInput) {
   PortRow row;
   row.mIsInput = iIsInput;
+  const std::optional<std::int32_t> number = NumberOf(iEntry, iIsInput);
+  if (number) row.mId = IdText({PortSession::kServiceIndex, *number});
   row.mName = iEntry.mName;
   row.mChannels =
       ChannelsOfMask((iIsInput ? iEntry.mTransmitChannels : iEntry.mReceiveChannels).value_or(kAllChannels));
   AddWhatTheStudioKnows(row, &iEntry);
   row.mIsExternal = iEntry.mIsUserDefined;
-  row.mIsOnline = false;
+  // A port that a user-defined device stands for is there. One that isn't listed itself can't be reached in
+  // this direction, though it may be in the other.
+  row.mIsOnline = !iEntry.mIsUserDefined && iEntry.mIsOnline;
   return row;
 }
 
@@ -119,21 +123,21 @@ std::vector<int> ChannelsOfMask(std::int32_t iMask) {
   return channels;
 }
 
-std::vector<PortRow> PresentPorts(const PortSession& iSession,
-                                  const std::vector<Platform_StudioEntry>& iEntries) {
+std::vector<PortRow> ListedPorts(const PortSession& iSession,
+                                 const std::vector<Platform_StudioEntry>& iEntries) {
   std::vector<PortRow> rows;
   for (Mlox_Device* const deviceP : iSession.Outputs()) rows.push_back(OutputRow(*deviceP, iEntries));
   for (const Mlox_InputRef& input : iSession.Inputs()) rows.push_back(InputRow(input, iEntries));
   return rows;
 }
 
-std::vector<PortRow> AbsentPorts(const std::vector<PortRow>& iPresent,
-                                 const std::vector<Platform_StudioEntry>& iEntries) {
+std::vector<PortRow> UnlistedPorts(const std::vector<PortRow>& iListed,
+                                   const std::vector<Platform_StudioEntry>& iEntries) {
   std::vector<PortRow> rows;
   for (const bool isInput : {false, true}) {
     for (const Platform_StudioEntry& entry : iEntries) {
       const bool hasEndpoint = entry.mIsUserDefined || entry.mIsSource == isInput;
-      if (hasEndpoint && !Holds(iPresent, entry, isInput)) rows.push_back(AbsentRow(entry, isInput));
+      if (hasEndpoint && !Holds(iListed, entry, isInput)) rows.push_back(UnlistedRow(entry, isInput));
     }
   }
   return rows;

@@ -17,12 +17,12 @@ class PortSession;
 /// One output device or one input.
 struct PortRow {
   bool mIsInput = false;
-  std::string mId;  ///< as IdText gives it; empty for what has none now
+  std::string mId;  ///< as IdText gives it; empty for what has never had one
   std::string mName;
   std::vector<int> mChannels;  ///< 1 to 16
   /// The integer ids: of an output one for each channel, or one for a device without any; of an input one for
   /// the whole of it, then one for each channel. They hold until something changes. Empty for what isn't
-  /// there.
+  /// listed.
   std::vector<int> mIntegerIds;
   std::string mService;  ///< "hardware", "plug-ins"
   std::string mDriver;   ///< "alsa", "jack", "loopback"; empty where there is none or nobody knows
@@ -37,11 +37,12 @@ std::vector<int> ChannelsOfMask(std::int32_t iMask);
 
 /// What is there now: outputs, then inputs, each in the order of its global index. The entries tell what the
 /// services don't.
-std::vector<PortRow> PresentPorts(const PortSession& iSession,
-                                  const std::vector<Platform_StudioEntry>& iEntries);
-
-/// What only the database knows: the entries that stand for none of the present ports.
-std::vector<PortRow> AbsentPorts(const std::vector<PortRow>& iPresent,
+std::vector<PortRow> ListedPorts(const PortSession& iSession,
                                  const std::vector<Platform_StudioEntry>& iEntries);
+
+/// What only the database knows: the entries that stand for none of the listed ports. They are offline, but
+/// for ports that are there while a user-defined device is listed in their place.
+std::vector<PortRow> UnlistedPorts(const std::vector<PortRow>& iListed,
+                                   const std::vector<Platform_StudioEntry>& iEntries);
 
 }  // namespace tool

@@ -23,6 +23,9 @@ namespace tool {
 /// thread.
 class PortSession {
  public:
+  /// The first number of every id: the hardware service is the first one installed, and the only one.
+  static constexpr int kServiceIndex = 1;
+
   /// Throws ToolError when there is no hardware service to be had.
   PortSession();
   PortSession(const PortSession&) = delete;
