@@ -130,11 +130,17 @@ Platform_StudioFaces Platform_OpenStudio(IDirectMusic8* iRootP, const std::strin
   return {studio, studio};
 }
 
-Platform_Studio::Platform_Studio(IDirectMusic8* iRootP, const std::string& iPath)
+Platform_StudioFaces Platform_OpenStudioForEdits(const std::string& iPath) {
+  const auto studio = std::make_shared<Platform_Studio>(
+      nullptr, iPath.empty() ? Platform_StudioDefaultPath() : iPath, Platform_StudioUse::kEdits);
+  return {studio, studio};
+}
+
+Platform_Studio::Platform_Studio(IDirectMusic8* iRootP, const std::string& iPath, Platform_StudioUse iUse)
     : mCore(std::make_shared<Platform_StudioCore>()),
       mSubscribers(std::make_shared<Platform_StudioSubscribers>()),
       mPresence(std::make_shared<Platform_StudioPresence>(mCore, iRootP)),
-      mWorker(std::make_shared<Platform_StudioWorker>(mCore, mSubscribers, iPath)) {
+      mWorker(std::make_shared<Platform_StudioWorker>(mCore, mSubscribers, iPath, iUse)) {
   mWorker->Start(mPresence->NeedsPolling()
                      ? std::function<void()>([presence = mPresence] { presence->Poll(); })
                      : std::function<void()>());

@@ -16,7 +16,8 @@
 class Platform_Studio final : public IDirectMusicStudio, public Platform_StudioManagement {
  public:
   /// Reads the file, for which it waits 50 ms at most, then takes over what is plugged in.
-  Platform_Studio(IDirectMusic8* iRootP, const std::string& iPath);
+  Platform_Studio(IDirectMusic8* iRootP, const std::string& iPath,
+                  Platform_StudioUse iUse = Platform_StudioUse::kPlaying);
   Platform_Studio(const Platform_Studio&) = delete;
   Platform_Studio& operator=(const Platform_Studio&) = delete;
   ~Platform_Studio() override;

@@ -102,3 +102,9 @@ struct Platform_StudioFaces {
 /// Opens the studio over a root, which may be null: then nothing is plugged in.
 /// \param iPath the file; empty means the one that the environment names
 MLOX_EXPORT Platform_StudioFaces Platform_OpenStudio(IDirectMusic8* iRootP, const std::string& iPath = {});
+
+/// Opens the studio for a program that looks or changes something and ends: nothing is plugged in, and memory
+/// keeps nothing for it. What stands between the studio and its file is told by Trouble alone and printed
+/// nowhere, and another process has five seconds to let go of the file until it counts as trouble.
+/// \param iPath the file; empty means the one that the environment names
+MLOX_EXPORT Platform_StudioFaces Platform_OpenStudioForEdits(const std::string& iPath = {});

@@ -16,8 +16,9 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLook{250};      // what another process does shows within a second
 constexpr milliseconds kAfterBusy{50};  // until the next try at a file that somebody holds
 constexpr milliseconds kAfterTrouble{1000};
-constexpr milliseconds kBusyIsTrouble{1000};  // two processes that write at once are no trouble
-constexpr milliseconds kLastTries{2000};      // how long a thread goes on after its studio
+constexpr milliseconds kBusyIsTrouble{1000};          // two processes that write at once are no trouble
+constexpr milliseconds kBusyIsTroubleForEdits{5000};  // an edit has nothing to do but wait
+constexpr milliseconds kLastTries{2000};              // how long a thread goes on after its studio
 constexpr milliseconds kMostWriting{50};
 constexpr std::size_t kMostTogether = 256;  // housekeeping that makes one transaction
 
@@ -56,8 +57,8 @@ std::string Describe(Standing iStanding) {
 
 Platform_StudioWorker::Platform_StudioWorker(std::shared_ptr<Platform_StudioCore> iCore,
                                              std::shared_ptr<Platform_StudioSubscribers> iSubscribers,
-                                             const std::string& iPath)
-    : mCore(std::move(iCore)), mSubscribers(std::move(iSubscribers)), mDatabase(iPath) {}
+                                             const std::string& iPath, Platform_StudioUse iUse)
+    : mCore(std::move(iCore)), mSubscribers(std::move(iSubscribers)), mDatabase(iPath), mUse(iUse) {}
 
 Platform_StudioWorker::~Platform_StudioWorker() {
   // The last one to let go may be the thread itself.
@@ -197,10 +198,7 @@ Standing Platform_StudioWorker::OpenAndRead() {
   const Standing standing = mDatabase.Open(contents);
   if (mDatabase.IsOpen()) {
     mCore->Replace(std::move(contents));
-    const std::lock_guard lock(mMutex);
-    mHasRead = true;
   }
-  mChanged.notify_all();
   return standing;
 }
 
@@ -260,7 +258,7 @@ void Platform_StudioWorker::Settle(Standing iStanding) {
       return;
     case Standing::kBusy:
       mNextTry = now + kAfterBusy;
-      if (now - mBusySince < kBusyIsTrouble) {
+      if (now - mBusySince < (mUse == Platform_StudioUse::kEdits ? kBusyIsTroubleForEdits : kBusyIsTrouble)) {
         mStanding = iStanding;
         return;
       }
@@ -279,7 +277,11 @@ void Platform_StudioWorker::Settle(Standing iStanding) {
       break;
   }
   SetTrouble(iStanding, "the studio database " + mDatabase.Path() + " " + Describe(iStanding) + " (" +
-                            mDatabase.Reason() + "); changes are kept in memory");
+                            mDatabase.Reason() + ")" + WhatBecomesOfChanges());
+}
+
+const char* Platform_StudioWorker::WhatBecomesOfChanges() const {
+  return mUse == Platform_StudioUse::kEdits ? "" : "; changes are kept in memory";
 }
 
 void Platform_StudioWorker::SetAside() {
@@ -288,7 +290,7 @@ void Platform_StudioWorker::SetAside() {
   if (!mDatabase.SetAside(newPath)) {
     mNextTry = Clock::now() + kAfterTrouble;
     SetTrouble(Standing::kDamaged, "the studio database " + mDatabase.Path() + " is damaged (" +
-                                       mDatabase.Reason() + "); changes are kept in memory");
+                                       mDatabase.Reason() + ")" + WhatBecomesOfChanges());
     return;
   }
   Platform_StudioReport("the studio database " + mDatabase.Path() + " was damaged (" + damage +
@@ -306,17 +308,19 @@ void Platform_StudioWorker::SetAside() {
   Settle(standing);
 }
 
-// One line when the trouble begins, none while it lasts.
+// One line when the trouble begins, none while it lasts. Who makes an edit asks for it.
 void Platform_StudioWorker::SetTrouble(Standing iStanding, const std::string& iText) {
   bool isNew = false;
   {
     const std::lock_guard lock(mMutex);
     isNew = !iText.empty() && mTrouble.empty();
     mTrouble = iText;
+    // Who waits for the reading finds what stands against writing told.
+    mHasRead = mHasRead || mDatabase.IsOpen();
   }
   mChanged.notify_all();
   mStanding = iStanding;
-  if (isNew) {
+  if (isNew && mUse == Platform_StudioUse::kPlaying) {
     Platform_StudioReport(iText);
   }
 }

@@ -16,13 +16,20 @@
 #include "platform/studio/studiodatabase.h"
 #include "platform/studio/studiosubscribers.h"
 
+/// What the studio serves.
+enum class Platform_StudioUse {
+  kPlaying,  ///< a program that goes on, with changes in memory, whatever the file is like
+  kEdits,    ///< one that ends after a change: what isn't in the file is lost
+};
+
 /// Reads the file, writes what is queued, looks four times a second whether another process has changed it,
 /// delivers news, and polls a root that doesn't tell of changes. Shared, since its thread may outlive the
 /// studio for as long as the file takes.
 class Platform_StudioWorker : public std::enable_shared_from_this<Platform_StudioWorker> {
  public:
   Platform_StudioWorker(std::shared_ptr<Platform_StudioCore> iCore,
-                        std::shared_ptr<Platform_StudioSubscribers> iSubscribers, const std::string& iPath);
+                        std::shared_ptr<Platform_StudioSubscribers> iSubscribers, const std::string& iPath,
+                        Platform_StudioUse iUse = Platform_StudioUse::kPlaying);
   Platform_StudioWorker(const Platform_StudioWorker&) = delete;
   Platform_StudioWorker& operator=(const Platform_StudioWorker&) = delete;
   ~Platform_StudioWorker();
@@ -53,6 +60,7 @@ class Platform_StudioWorker : public std::enable_shared_from_this<Platform_Studi
   bool WriteSome();
   void Finish();
   void Settle(Platform_StudioStanding iStanding);
+  [[nodiscard]] const char* WhatBecomesOfChanges() const;
   void SetAside();
   void SetTrouble(Platform_StudioStanding iStanding, const std::string& iText);
   [[nodiscard]] bool WaitUntilDone(std::chrono::milliseconds iTime);
@@ -60,6 +68,7 @@ class Platform_StudioWorker : public std::enable_shared_from_this<Platform_Studi
   const std::shared_ptr<Platform_StudioCore> mCore;
   const std::shared_ptr<Platform_StudioSubscribers> mSubscribers;
   Platform_StudioDatabase mDatabase;
+  const Platform_StudioUse mUse;
   std::function<void()> mPoll;
   std::thread mThread;
   std::atomic<bool> mStop{false};

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -119,6 +121,42 @@ TEST_F(PortsCommand, ListAllAddsWhatOnlyTheDatabaseKnows) {
   EXPECT_EQ(outputs[4]["external"], true);
 }
 
+TEST_F(PortsCommand, ListAllGivesWhatIsntThereTheIdThatItHadAndWillHave) {
+  const Result before = Ports("MLOX_LOOPBACK_PORTS=Green $MLOX list --json; $MLOX studio add New >guid");
+  ASSERT_EQ(before.mStatus, 0) << before.mError;
+  const json then = json::parse(before.mOutput);
+  const json now = ListJson("--all");
+  for (const char* const kind : {"outputs", "inputs"}) {
+    ASSERT_EQ(now[kind].size(), 5u);
+    EXPECT_EQ(now[kind][3]["name"], "Green");
+    EXPECT_EQ(now[kind][3]["online"], false);
+    EXPECT_EQ(now[kind][3]["id"], then[kind][0]["id"]);
+    EXPECT_TRUE(now[kind][3]["integer_ids"].empty());
+    EXPECT_EQ(now[kind][4]["name"], "New");
+    EXPECT_EQ(now[kind][4]["online"], false);
+    EXPECT_THAT(now[kind][4]["id"].get<std::string>(), MatchesRegex("1:[0-9a-f]+"));
+  }
+}
+
+TEST_F(PortsCommand, ListAllShowsAPortThatAnExternalDeviceStandsForOnceAndOnline) {
+  const json before = ListJson();
+  ASSERT_EQ(Ports("$MLOX studio add Strings >guid; $MLOX studio wire Strings Blue").mStatus, 0);
+  const json after = ListJson("--all");
+  for (const char* const kind : {"outputs", "inputs"}) {
+    const auto count = [&](const char* iName, bool iIsOnline) {
+      return std::count_if(after[kind].begin(), after[kind].end(), [&](const json& iRow) {
+        return iRow["name"] == iName && iRow["online"] == iIsOnline;
+      });
+    };
+    EXPECT_EQ(count("Blue", true), 1);
+    EXPECT_EQ(count("Blue", false), 0);
+    EXPECT_EQ(count("Strings", true), 1);
+    ASSERT_EQ(after[kind].size(), 4u);
+    EXPECT_EQ(after[kind][3]["name"], "Blue");
+    EXPECT_EQ(after[kind][3]["id"], before[kind][2]["id"]);
+  }
+}
+
 TEST_F(PortsCommand, ListSaysSoWhenThereIsNothing) {
   const Result result = Ports("MLOX_MIDI_DRIVERS=none $MLOX list");
   EXPECT_EQ(result.mStatus, 0);
@@ -231,6 +269,77 @@ TEST_F(PortsCommand, StudioSaysWhatItCannotDo) {
   ExpectOneLineWith(Ports("$MLOX studio unwire A Red"), 1, "it is so already");
   ExpectOneLineWith(Ports("$MLOX studio set A --receive 0"), 2, "names no channels");
   ExpectOneLineWith(Ports("$MLOX studio set A --master none.midnam"), 1, "there is no such document");
+}
+
+TEST_F(PortsCommand, StudioSetChangesNothingWhenOnePartIsRefused) {
+  ASSERT_EQ(Ports("$MLOX studio add S >guid; $MLOX studio set S --receive 1-2").mStatus, 0);
+  const std::string before = Ports("$MLOX studio show --json").mOutput;
+  ExpectOneLineWith(Ports("$MLOX studio set S --receive 5 --mode 17=X"), 2,
+                    "'17=X' is no CHANNEL=MODE with a channel from 1 to 16");
+  ExpectOneLineWith(Ports("$MLOX studio set S --receive 5 --mode X"), 2, "'X' is no CHANNEL=MODE");
+  ExpectOneLineWith(Ports("$MLOX studio set S --receive 6 --master nofile"), 1, "there is no such document");
+  ExpectOneLineWith(Ports("$MLOX studio set S --receive 6 --bank B nofile L"), 1,
+                    "there is no such document");
+  ExpectOneLineWith(Ports("$MLOX studio set S --receive 7 --transmit 0"), 2, "names no channels");
+  EXPECT_EQ(Ports("$MLOX studio show --json").mOutput, before);
+}
+
+TEST_F(PortsCommand, StudioWireTakesNoPortThatNobodyNamed) {
+  ASSERT_EQ(Ports("MLOX_LOOPBACK_PORTS='UM-1,UM-1 Mixer' $MLOX list >list; $MLOX studio add U >guid").mStatus,
+            0);
+  ExpectOneLineWith(Ports("$MLOX studio wire U UM"), 1, "several ports fit, name one by its id");
+  ASSERT_EQ(Ports("$MLOX studio wire U UM-1").mStatus, 0);
+  const json rows = json::parse(Ports("$MLOX studio show --json").mOutput);
+  for (const json& row : rows) {
+    if (row["external"] == false) {
+      EXPECT_EQ(row["wires"].size(), row["name"] == "UM-1" ? 1u : 0u) << row["name"];
+    }
+  }
+}
+
+TEST_F(PortsCommand, StudioCommandsTellOnceAndAtOnceThatTheFileCantBeOpened) {
+  // A folder in the file's place, which also root can't open as a file.
+  ASSERT_EQ(Shell("mkdir studio.db").mStatus, 0);
+  const auto start = std::chrono::steady_clock::now();
+  for (const char* const command : {"add A", "remove A", "wire A Red", "unwire A Red", "rename A B",
+                                    "set A --receive 1", "show", "show --json"}) {
+    const Result result = Ports(std::string("$MLOX studio ") + command);
+    ExpectOneLineWith(result, 1, "can't be opened");
+    EXPECT_THAT(result.mError, Not(HasSubstr("memory"))) << command;
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST_F(PortsCommand, StudioCommandsTellOnceAndAtOnceThatTheFileCantBeWritten) {
+  ASSERT_EQ(Ports("$MLOX list >list; $MLOX studio add A >a; $MLOX studio show >shown").mStatus, 0);
+  // The version of the tables is made one that is to come: it is read and not written.
+  ASSERT_EQ(Shell("printf '\\0\\0\\0\\143' | dd of=studio.db bs=1 seek=60 conv=notrunc 2>dd").mStatus, 0);
+  const auto start = std::chrono::steady_clock::now();
+  for (const char* const command :
+       {"add B", "remove A", "wire A Red", "rename A B", "set A --receive 1 --mode 2=M"}) {
+    const Result result = Ports(std::string("$MLOX studio ") + command);
+    EXPECT_EQ(result.mOutput, "") << command;
+    ExpectOneLineWith(result, 1, "made by a newer version");
+    EXPECT_THAT(result.mError, Not(HasSubstr("memory"))) << command;
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  const Result shown = Ports("$MLOX studio show; cmp shown - <<EOF\n$($MLOX studio show 2>again)\nEOF");
+  EXPECT_EQ(shown.mStatus, 0);
+  EXPECT_THAT(shown.mError, HasSubstr("made by a newer version"));
+  EXPECT_EQ(std::count(shown.mError.begin(), shown.mError.end(), '\n'), 1) << shown.mError;
+}
+
+TEST_F(PortsCommand, StudioCommandsWaitForWhoHoldsTheFileAndThenSayThatTheyDidInVain) {
+  ASSERT_EQ(Ports("$MLOX list >list; $MLOX studio add A >a").mStatus, 0);
+  const Result patient = Ports("flock -x studio.db.lock sleep 2.5 & sleep 0.3; $MLOX studio wire A Blue");
+  EXPECT_EQ(patient.mStatus, 0) << patient.mError;
+  EXPECT_EQ(patient.mError, "");
+  const auto start = std::chrono::steady_clock::now();
+  const Result vain = Ports(
+      "flock -x studio.db.lock sleep 60 & holder=$!; sleep 0.3; $MLOX studio unwire A Blue; status=$?\n"
+      "pkill -P $holder; exit $status");
+  ExpectOneLineWith(vain, 1, "is held by another process");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
 TEST_F(PortsCommand, StudioShowIsJsonForPrograms) {

@@ -16,6 +16,7 @@
 namespace {
 
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -45,6 +46,38 @@ TEST(IntegerIdOf, IsTheNumberBehindThePrefixAndNothingElse) {
        {"id:", "id:-1", "id:+1", "id: 1", "id:1 ", "id:2147483648", "ID:1", "1", ""}) {
     EXPECT_EQ(tool::IntegerIdOf(text), std::nullopt) << text;
   }
+}
+
+std::string FaultOfSocket(const std::vector<tool::NamedPort>& iOutputs,
+                          const std::vector<tool::NamedPort>& iInputs, const std::string& iText) {
+  try {
+    tool::FindSocket(iOutputs, iInputs, iText);
+  } catch (const tool::ToolError& error) {
+    return error.what();
+  }
+  return "no fault";
+}
+
+TEST(FindSocket, GivesBothHalvesOfOneName) {
+  EXPECT_THAT(tool::FindSocket({{"A", "1"}, {"B", "2"}}, {{"B", "3"}}, "B"), ElementsAre("2", "3"));
+  EXPECT_THAT(tool::FindSocket({{"Blue", "2"}}, {{"Blue", "3"}}, "Bl"), ElementsAre("2", "3"));
+  EXPECT_THAT(tool::FindSocket({{"A", "1"}}, {{"B", "3"}}, "B"), ElementsAre("3"));
+  EXPECT_THAT(tool::FindSocket({{"A", "1"}}, {{"A", "3"}}, "3"), ElementsAre("3"));
+}
+
+TEST(FindSocket, AnExactNameOfOneDirectionDoesNotNameTheBeginningOfTheOther) {
+  EXPECT_THAT(tool::FindSocket({{"UM-1", "1"}}, {{"UM-1 Mixer", "2"}}, "UM-1"), ElementsAre("1"));
+  EXPECT_THAT(tool::FindSocket({{"UM-1 Mixer", "1"}}, {{"UM-1", "2"}}, "UM-1"), ElementsAre("2"));
+}
+
+TEST(FindSocket, RefusesABeginningThatNamesTwoThingsOverBothDirections) {
+  const std::string fault = FaultOfSocket({{"dump:input", "1"}}, {{"dum2:out", "2"}}, "du");
+  EXPECT_THAT(fault, HasSubstr("several ports fit, name one by its id"));
+  EXPECT_THAT(fault, AllOf(HasSubstr("\"dump:input\" (1)"), HasSubstr("\"dum2:out\" (2)")));
+  EXPECT_THAT(FaultOfSocket({{"A", "1"}, {"A", "2"}}, {}, "A"), HasSubstr("several ports fit"));
+  EXPECT_THAT(FaultOfSocket({{"A", "1"}, {"A", "2"}}, {{"A", "3"}}, "A"), HasSubstr("several ports fit"));
+  EXPECT_THAT(FaultOfSocket({{"A", "1"}}, {{"B", "2"}}, "C"), HasSubstr("no port has this name"));
+  EXPECT_THAT(FaultOfSocket({{"A", "1"}}, {{"B", "2"}}, ""), HasSubstr("no port has this name"));
 }
 
 TEST(FindPort, TakesAnExactNameAlsoWhenAnotherBeginsSo) {

@@ -69,6 +69,25 @@ void CheckIntegerId(int iID, int iMaxID, const std::string& iText, const char* i
                               Candidates(iPorts, All(iPorts))));
 }
 
+[[noreturn]] void FailAsAmbiguous(const std::vector<NamedPort>& iPorts, const Indices& iFound,
+                                  const std::string& iText, const char* iKind) {
+  throw ToolError(fmt::format("{}: several {}s fit, name one by its id: {}", ForTerminal(iText), iKind,
+                              Candidates(iPorts, iFound)));
+}
+
+// An exact name wins over an id, an id over the beginning of a name.
+Indices Fitting(const std::vector<NamedPort>& iPorts, const std::string& iText) {
+  const std::function<bool(const NamedPort&)> tests[] = {
+      [&](const NamedPort& iPort) { return iPort.mName == iText; },
+      [&](const NamedPort& iPort) { return iPort.mId == iText; },
+      [&](const NamedPort& iPort) { return !iText.empty() && iPort.mName.starts_with(iText); }};
+  for (const auto& test : tests) {
+    Indices found = Matching(iPorts, test);
+    if (!found.empty()) return found;
+  }
+  return {};
+}
+
 }  // namespace
 
 std::string IdText(const Mlox_InputID& iID) {
@@ -81,19 +100,24 @@ Mlox_InputID IdOf(Mlox_Device& ioDevice) {
 }
 
 std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iText, const char* iKind) {
-  const std::function<bool(const NamedPort&)> tests[] = {
-      [&](const NamedPort& iPort) { return iPort.mName == iText; },
-      [&](const NamedPort& iPort) { return iPort.mId == iText; },
-      [&](const NamedPort& iPort) { return !iText.empty() && iPort.mName.starts_with(iText); }};
-  for (const auto& test : tests) {
-    const Indices found = Matching(iPorts, test);
-    if (found.size() == 1) return found.front();
-    if (found.size() > 1) {
-      throw ToolError(fmt::format("{}: several {}s fit, name one by its id: {}", ForTerminal(iText), iKind,
-                                  Candidates(iPorts, found)));
-    }
-  }
-  FailToFind(iPorts, iText, iKind);
+  const Indices found = Fitting(iPorts, iText);
+  if (found.empty()) FailToFind(iPorts, iText, iKind);
+  if (found.size() > 1) FailAsAmbiguous(iPorts, found, iText, iKind);
+  return found.front();
+}
+
+std::vector<std::string> FindSocket(const std::vector<NamedPort>& iOutputs,
+                                    const std::vector<NamedPort>& iInputs, const std::string& iText) {
+  std::vector<NamedPort> ports = iOutputs;
+  ports.insert(ports.end(), iInputs.begin(), iInputs.end());
+  const Indices found = Fitting(ports, iText);
+  if (found.empty()) FailToFind(ports, iText, "port");
+  const bool isPair = found.size() == 2 && found[0] < iOutputs.size() && found[1] >= iOutputs.size() &&
+                      ports[found[0]].mName == ports[found[1]].mName;
+  if (found.size() > 1 && !isPair) FailAsAmbiguous(ports, found, iText, "port");
+  std::vector<std::string> ids;
+  for (const std::size_t index : found) ids.push_back(ports[index].mId);
+  return ids;
 }
 
 std::optional<int> IntegerIdOf(const std::string& iText) {

@@ -34,6 +34,12 @@ struct NamedPort {
 /// them with their ids. \param iKind  "output" or "input", for the text of errors
 std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iText, const char* iKind);
 
+/// The ids of the one port that the text names, or of the output and the input that it names and that have
+/// one name, the output's first. The rules are those of FindPort, over both directions together: what names
+/// an output exactly doesn't also name an input whose name begins so. Throws ToolError.
+std::vector<std::string> FindSocket(const std::vector<NamedPort>& iOutputs,
+                                    const std::vector<NamedPort>& iInputs, const std::string& iText);
+
 /// The integer of "id:N", 0 to 2147483647; nothing for any other text.
 std::optional<int> IntegerIdOf(const std::string& iText);
 

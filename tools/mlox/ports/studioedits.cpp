@@ -23,13 +23,17 @@ namespace tool {
 namespace {
 
 constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::milliseconds kGlance{20};
+constexpr int kChannels = 16;
 
 /// The database, without anything plugged in: what is there matters to nobody here.
 class Studio {
  public:
-  // A busy machine may not read the file in the time that opening takes at most. What stands against reading
-  // is told by the command that comes then.
-  Studio() : mFaces(Platform_OpenStudio(nullptr)) { static_cast<void>(Get().WaitUntilRead(kPatience)); }
+  /// Throws ToolError when the file can't be read: nothing is known then of what is in it.
+  Studio() : mFaces(Platform_OpenStudioForEdits()) {
+    // A busy machine may not read the file in the time that opening takes at most.
+    if (!Get().WaitUntilRead(kPatience)) throw ToolError(TroubleOr("couldn't be read in time"));
+  }
 
   Platform_StudioManagement& Get() const { return *mFaces.mManagement; }
 
@@ -39,21 +43,14 @@ class Studio {
     return named[FindPort(named, iText, "external device")].mId;
   }
 
-  /// The GUIDs of the ports that a text names, one a direction: the two halves of a socket have one name.
+  /// The GUIDs of the ports that a text names: one, or the two halves of a socket, which have one name.
   /// Throws ToolError.
   std::vector<std::string> FindPorts(const std::string& iText) const {
-    std::vector<std::string> guids;
-    for (const bool isSource : {false, true}) {
-      const auto named = Named([isSource](const Platform_StudioEntry& iEntry) {
-        return !iEntry.mIsUserDefined && iEntry.mIsSource == isSource;
-      });
-      if (CanBeNamed(named, iText)) guids.push_back(named[FindPort(named, iText, "port")].mId);
-    }
-    if (guids.empty()) {
-      FindPort(Named([](const Platform_StudioEntry& iEntry) { return !iEntry.mIsUserDefined; }), iText,
-               "port");
-    }
-    return guids;
+    const std::vector<NamedPort> outputs =
+        Named([](const Platform_StudioEntry& iEntry) { return !iEntry.mIsUserDefined && !iEntry.mIsSource; });
+    const std::vector<NamedPort> inputs =
+        Named([](const Platform_StudioEntry& iEntry) { return !iEntry.mIsUserDefined && iEntry.mIsSource; });
+    return FindSocket(outputs, inputs, iText);
   }
 
   /// Either, the user's devices first.
@@ -76,9 +73,11 @@ class Studio {
   /// Waits until the file has it. Throws ToolError.
   void Finish(Platform_StudioResult iResult) const {
     if (iResult != Platform_StudioResult::kDone) throw ToolError(Reason(iResult));
-    if (Get().Flush(kPatience)) return;
-    const std::string trouble = Get().Trouble();
-    throw ToolError(trouble.empty() ? "the studio's database couldn't be written in time" : trouble);
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (!Get().Flush(kGlance)) {
+      const bool isLate = std::chrono::steady_clock::now() > end;
+      if (isLate || !Get().Trouble().empty()) throw ToolError(TroubleOr("couldn't be written in time"));
+    }
   }
 
  private:
@@ -91,10 +90,9 @@ class Studio {
     return named;
   }
 
-  static bool CanBeNamed(const std::vector<NamedPort>& iPorts, const std::string& iText) {
-    return std::any_of(iPorts.begin(), iPorts.end(), [&](const NamedPort& iPort) {
-      return iPort.mId == iText || (!iText.empty() && iPort.mName.starts_with(iText));
-    });
+  std::string TroubleOr(const char* iElse) const {
+    const std::string trouble = Get().Trouble();
+    return trouble.empty() ? fmt::format("the studio's database {}", iElse) : trouble;
   }
 
   static const char* Reason(Platform_StudioResult iResult) {
@@ -125,7 +123,7 @@ class Studio {
 int ParseChannel(std::string_view iDigits, const std::string& iText) {
   int channel = 0;
   const auto [endP, fault] = std::from_chars(iDigits.data(), iDigits.data() + iDigits.size(), channel);
-  if (fault != std::errc() || endP != iDigits.data() + iDigits.size() || channel < 1 || channel > 16) {
+  if (fault != std::errc() || endP != iDigits.data() + iDigits.size() || channel < 1 || channel > kChannels) {
     FailOnChannels(iText);
   }
   return channel;
@@ -139,30 +137,6 @@ std::string WithoutBlanks(const std::string& iText) {
   return text;
 }
 
-void SetChannels(const Studio& iStudio, const std::string& iGuid, const StudioSetRequest& iRequest) {
-  if (!iRequest.mReceive && !iRequest.mTransmit) return;
-  constexpr std::int32_t kAll = 0xFFFF;
-  std::int32_t receive = kAll;
-  std::int32_t transmit = kAll;
-  for (const Platform_StudioEntry& entry : iStudio.Get().Entries()) {
-    if (entry.mGuid != iGuid) continue;
-    receive = entry.mReceiveChannels.value_or(kAll);
-    transmit = entry.mTransmitChannels.value_or(kAll);
-  }
-  if (iRequest.mReceive) receive = ParseChannelMask(*iRequest.mReceive);
-  if (iRequest.mTransmit) transmit = ParseChannelMask(*iRequest.mTransmit);
-  iStudio.Finish(iStudio.Get().SetChannels(iGuid, receive, transmit));
-}
-
-void SetMode(const Studio& iStudio, const std::string& iGuid, const std::string& iAssignment) {
-  const std::size_t equals = iAssignment.find('=');
-  if (equals == std::string::npos) {
-    throw UsageError(fmt::format("'{}' is no CHANNEL=MODE", ForTerminal(iAssignment)));
-  }
-  const int channel = ParseChannel(std::string_view(iAssignment).substr(0, equals), iAssignment);
-  iStudio.Finish(iStudio.Get().SetMode(iGuid, channel - 1, iAssignment.substr(equals + 1)));
-}
-
 std::string FullPath(const std::string& iPath) {
   std::error_code fault;
   const std::filesystem::path path = std::filesystem::absolute(iPath, fault);
@@ -172,13 +146,56 @@ std::string FullPath(const std::string& iPath) {
   return path.string();
 }
 
-void SetBanks(const Studio& iStudio, const std::string& iGuid, const std::vector<std::string>& iBanks) {
-  if (iBanks.empty()) return;
-  std::vector<Platform_StudioBank> banks;
-  for (std::size_t i = 0; i + 2 < iBanks.size(); i += 3) {
-    banks.push_back({iBanks[i], FullPath(iBanks[i + 1]), iBanks[i + 2]});
+/// What a request says, read in full before anything is changed: a refused command changes nothing.
+struct Settings {
+  struct Mode {
+    int mChannel = 0;  ///< from 0
+    std::string mMode;
+  };
+  std::optional<std::int32_t> mReceive;
+  std::optional<std::int32_t> mTransmit;
+  std::optional<std::string> mMaster;  ///< a full path; empty takes it away
+  std::vector<Mode> mModes;
+  std::vector<Platform_StudioBank> mBanks;
+};
+
+Settings::Mode ParseMode(const std::string& iAssignment) {
+  const std::size_t equals = std::min(iAssignment.find('='), iAssignment.size());
+  int channel = 0;
+  const char* const endOfChannelP = iAssignment.data() + equals;
+  const auto [stopP, fault] = std::from_chars(iAssignment.data(), endOfChannelP, channel);
+  const bool isNumber = fault == std::errc() && stopP == endOfChannelP;
+  if (equals == iAssignment.size() || !isNumber || channel < 1 || channel > kChannels) {
+    throw UsageError(
+        fmt::format("'{}' is no CHANNEL=MODE with a channel from 1 to 16", ForTerminal(iAssignment)));
   }
-  iStudio.Finish(iStudio.Get().SetBanks(iGuid, banks));
+  return {channel - 1, iAssignment.substr(equals + 1)};
+}
+
+Settings ParseSettings(const StudioSetRequest& iRequest) {
+  Settings settings;
+  if (iRequest.mReceive) settings.mReceive = ParseChannelMask(*iRequest.mReceive);
+  if (iRequest.mTransmit) settings.mTransmit = ParseChannelMask(*iRequest.mTransmit);
+  for (const std::string& mode : iRequest.mModes) settings.mModes.push_back(ParseMode(mode));
+  if (iRequest.mMaster) settings.mMaster = iRequest.mMaster->empty() ? "" : FullPath(*iRequest.mMaster);
+  for (std::size_t i = 0; i + 2 < iRequest.mBanks.size(); i += 3) {
+    settings.mBanks.push_back({iRequest.mBanks[i], FullPath(iRequest.mBanks[i + 1]), iRequest.mBanks[i + 2]});
+  }
+  return settings;
+}
+
+Platform_StudioResult SetChannels(const Studio& iStudio, const std::string& iGuid,
+                                  const Settings& iSettings) {
+  constexpr std::int32_t kAll = 0xFFFF;
+  std::int32_t receive = kAll;
+  std::int32_t transmit = kAll;
+  for (const Platform_StudioEntry& entry : iStudio.Get().Entries()) {
+    if (entry.mGuid != iGuid) continue;
+    receive = entry.mReceiveChannels.value_or(kAll);
+    transmit = entry.mTransmitChannels.value_or(kAll);
+  }
+  return iStudio.Get().SetChannels(iGuid, iSettings.mReceive.value_or(receive),
+                                   iSettings.mTransmit.value_or(transmit));
 }
 
 std::string NameOf(const std::vector<Platform_StudioEntry>& iEntries, const std::string& iGuid) {
@@ -301,16 +318,18 @@ void StudioRename(const std::string& iDevice, const std::string& iName) {
 }
 
 void StudioSet(const StudioSetRequest& iRequest) {
+  const Settings settings = ParseSettings(iRequest);
   const Studio studio;
   const std::string guid = studio.FindAny(iRequest.mDevice);
-  SetChannels(studio, guid, iRequest);
-  if (iRequest.mMaster) {
-    const bool isNone = iRequest.mMaster->empty();
-    studio.Finish(
-        studio.Get().SetMaster(guid, isNone ? std::nullopt : std::optional(FullPath(*iRequest.mMaster))));
+  if (settings.mReceive || settings.mTransmit) studio.Finish(SetChannels(studio, guid, settings));
+  if (settings.mMaster) {
+    const bool isNone = settings.mMaster->empty();
+    studio.Finish(studio.Get().SetMaster(guid, isNone ? std::nullopt : settings.mMaster));
   }
-  for (const std::string& mode : iRequest.mModes) SetMode(studio, guid, mode);
-  SetBanks(studio, guid, iRequest.mBanks);
+  for (const Settings::Mode& mode : settings.mModes) {
+    studio.Finish(studio.Get().SetMode(guid, mode.mChannel, mode.mMode));
+  }
+  if (!settings.mBanks.empty()) studio.Finish(studio.Get().SetBanks(guid, settings.mBanks));
 }
 
 void StudioShow(bool iJson) {
