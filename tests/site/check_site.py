@@ -4,11 +4,13 @@
 
 Opens the site as a reader would, in Chromium: the start page, every page of the navigation and one of the reference, in
 light, in dark and on a narrow screen. Says what is wrong, a line each, and leaves a screenshot of each look of each page.
+Before, it shows on planted pages that it sees what is too wide.
 """
 
 import os
 import pathlib
 import sys
+import tempfile
 import xml.etree.ElementTree
 
 from selenium import webdriver
@@ -47,6 +49,24 @@ function contrast(element) {
 const shown = selector => [...document.querySelectorAll(selector)].filter(e => e.offsetWidth > 0);
 const readable = shown(".contents p, .contents li, .contents td, .contents th, .contents a[href], .contents code, " +
     ".contents span, .contents b, .contents em, #nav-tree .label a, .headertitle, #projectname");
+// Doxygen's pages scroll inside #doc-content, so that the document never gets wider than the screen.
+const room = document.querySelector("#doc-content") || document.scrollingElement;
+const roomBegin = room.getBoundingClientRect().left + room.clientLeft, roomEnd = roomBegin + room.clientWidth;
+// Code and tables may scroll in themselves.
+function scrollsWithin(element) {
+  for (let e = element.parentElement; e && e !== room; e = e.parentElement) {
+    if (/auto|scroll/.test(getComputedStyle(e).overflowX)) return true;
+  }
+  return false;
+}
+// An element, or a word in it that can't be broken. What sticks out to the left can't even be scrolled to.
+function sticksOut(e) {
+  const box = e.getBoundingClientRect();
+  const inside = getComputedStyle(e).overflowX === "visible" ? e.scrollWidth : 0;
+  const isOut = box.left < roomBegin - 1 || Math.max(box.right, box.left + inside) > roomEnd + 1;
+  return box.width > 0 && isOut && !scrollsWithin(e);
+}
+const wide = [...room.querySelectorAll("*")].filter(sticksOut);
 const hasText = e => [...e.childNodes].some(n => n.nodeType === Node.TEXT_NODE && n.data.trim());
 const faint = readable.filter(e => hasText(e) && contrast(e) < 4.5);
 return {
@@ -61,11 +81,10 @@ return {
   lightness: luminance(background(document.querySelector(".contents"))),
   family: getComputedStyle(document.body).fontFamily,
   faint: faint.slice(0, 5).map(e => `${e.textContent.trim().slice(0, 40)} (${contrast(e).toFixed(1)})`),
-  width: document.scrollingElement.scrollWidth,
-  wide: shown(".contents > *, .contents .textblock > *").filter(e => {
-      const box = e.getBoundingClientRect();
-      return box.right > innerWidth + 1 && getComputedStyle(e).overflowX === "visible"; })
-      .slice(0, 3).map(e => e.tagName + " " + e.className),
+  width: Math.max(document.scrollingElement.scrollWidth,
+      document.scrollingElement.clientWidth + room.scrollWidth - room.clientWidth),
+  wide: wide.filter(e => !wide.some(other => other !== e && e.contains(other))).slice(0, 3)
+      .map(e => `${e.tagName} ${e.className} "${e.textContent.trim().slice(0, 40)}"`),
   broken: [...document.images].filter(i => !i.complete || i.naturalWidth === 0).map(i => i.src),
 };
 """
@@ -99,8 +118,8 @@ class Site:
             {"width": size[0], "height": size[1], "deviceScaleFactor": 1, "mobile": size == NARROW},
         )
 
-    def open(self, page):
-        self._browser.get(f"file://{self._folder}/{page}")
+    def open(self, page, folder=None):
+        self._browser.get(f"file://{folder or self._folder}/{page}")
 
     def _wait_for(self, script):
         """Until it is so, or a minute has passed: what is missing then is told by who looks for it."""
@@ -205,8 +224,44 @@ class Checker:
                     f"the page's ground is {'too light' if is_dark else 'too dark'}: {look['lightness']:.2f}")
         self.expect("Segoe UI" in look["family"], page, f"the typeface is {look['family']!r}")
         self.expect(not look["faint"], page, f"hardly readable: {look['faint']}")
-        self.expect(look["width"] <= width, page, f"it is {look['width']} wide on a screen of {width}: {look['wide']}")
+        self.width(page, look, width)
         self.expect(not look["broken"], page, f"pictures that don't show: {look['broken']}")
+
+    def width(self, page, look, width):
+        self.expect(look["width"] <= width, page, f"it is {look['width']} wide on a screen of {width}: {look['wide']}")
+        self.expect(not look["wide"], page, f"wider than its column on a screen of {width}: {look['wide']}")
+
+
+LOOKS = (("light", False, WIDE), ("dark", True, WIDE), ("narrow", False, NARROW), ("narrow-dark", True, NARROW))
+
+# What is planted in a page, and whether it makes the page too wide: it may scroll in itself.
+PLANTS = (
+    ('<div style="min-width: 3000px">planted</div>', True),
+    ('<div style="min-width: 3000px; margin-left: -3000px">planted and out on the left</div>', True),
+    ('<div style="overflow: hidden"><div style="min-width: 3000px">planted and cut off</div></div>', True),
+    ('<div style="overflow-x: auto"><div style="min-width: 3000px">planted and scrolling</div></div>', False),
+)
+
+
+def prove_widths(folder, browser, checker):
+    """Whether the check of widths can fail: pages with a wide element, made of one that isn't too wide, in a folder of
+    their own beside all that they need."""
+    page = (pathlib.Path(folder) / "index.html").read_text(encoding="utf-8")
+    front = '<div class="textblock">'
+    with tempfile.TemporaryDirectory() as planted:
+        for path in pathlib.Path(folder).resolve().iterdir():
+            (pathlib.Path(planted) / path.name).symlink_to(path)
+        for number, (plant, is_wide) in enumerate(PLANTS):
+            name = f"planted{number}.html"
+            (pathlib.Path(planted) / name).write_text(page.replace(front, front + plant, 1), encoding="utf-8")
+            for look_name, is_dark, size in LOOKS:
+                browser.set_look(is_dark, size)
+                browser.open(name, planted)
+                probe = Checker()
+                probe.width(name, browser.look(), size[0])
+                told = bool(probe.faults)
+                checker.expect(told == is_wide, f"{plant} ({look_name})",
+                               f"the check of widths {'tells' if told else 'does not tell'} of it: {probe.faults}")
 
 
 def check(folder, layout, screenshots):
@@ -221,8 +276,9 @@ def check(folder, layout, screenshots):
         checker.expect(link.endswith(": #nested-classes"), "dead link", link)
     site = Site(folder, screenshots)
     try:
-        for look_name, is_dark, size in (("light", False, WIDE), ("dark", True, WIDE), ("narrow", False, NARROW),
-                                         ("narrow-dark", True, NARROW)):
+        prove_widths(folder, site, checker)
+        site.complaints()  # of the planted pages
+        for look_name, is_dark, size in LOOKS:
             site.set_look(is_dark, size)
             for title, page in [*pages, ("Mlox_Manager", REFERENCE)]:
                 where = f"{page} ({look_name})"
