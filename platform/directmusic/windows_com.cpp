@@ -14,6 +14,7 @@
 namespace {
 
 std::atomic<Platform_ClassFactory> sFactory{nullptr};
+std::atomic<Platform_ComInitializer> sInitializer{nullptr};
 
 constexpr char kHex[] = "0123456789ABCDEF";
 
@@ -50,8 +51,12 @@ struct BstrHeader {
 
 }  // namespace
 
-HRESULT CoInitialize(void* /*iReserved*/) { return S_OK; }
-HRESULT CoInitializeEx(void* /*iReserved*/, DWORD /*iFlags*/) { return S_OK; }
+HRESULT CoInitialize(void* iReserved) { return CoInitializeEx(iReserved, COINIT_APARTMENTTHREADED); }
+HRESULT CoInitializeEx(void* /*iReserved*/, DWORD /*iFlags*/) {
+  const Platform_ComInitializer initializer = sInitializer.load();
+  return initializer != nullptr ? initializer() : S_OK;
+}
+void Platform_SetComInitializer(Platform_ComInitializer iInitializer) { sInitializer.store(iInitializer); }
 void CoUninitialize() {}
 
 HRESULT CoCreateInstance(REFCLSID iClass, IUnknown* iOuterP, DWORD /*iContext*/, REFIID iID,

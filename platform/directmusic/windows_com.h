@@ -13,10 +13,14 @@ inline constexpr DWORD COINIT_APARTMENTTHREADED = 0x2;
 inline constexpr DWORD COINIT_MULTITHREADED = 0x0;
 inline constexpr DWORD CLSCTX_INPROC_SERVER = 0x1;
 
-/// There are no apartments outside Windows: always S_OK, paired with CoUninitialize by convention only.
+/// There are no apartments outside Windows: S_OK, paired with CoUninitialize by convention only.
 HRESULT CoInitialize(void* iReserved);
 HRESULT CoInitializeEx(void* iReserved, DWORD iFlags);
 void CoUninitialize();
+
+/// What CoInitialize and CoInitializeEx answer; null restores S_OK. A seam for tests. [main]
+using Platform_ComInitializer = HRESULT (*)();
+void Platform_SetComInitializer(Platform_ComInitializer iInitializer);
 
 /// Makes an object of a registered class. REGDB_E_CLASSNOTREG for an unknown class.
 HRESULT CoCreateInstance(REFCLSID iClass, IUnknown* iOuterP, DWORD iContext, REFIID iID, void** oObjectP);

@@ -7,11 +7,13 @@
 #endif
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 
 #include "cmn/sys_utils.h"
+#include "mdid/mdie_noteevents.h"
 #include "mdid/mdie_sysexevents.h"
 #include "mdid/mdie_timestamp.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_notificationcallback.h"
@@ -21,8 +23,9 @@
 #include "mlox/mlox_output.h"
 #include "mlox/mlox_outputdescriptor.h"
 #include "mlox/mlox_rawmidireceiver.h"
-#include "tests/mlox/mlox_directmusic/client_fixture.h"
-#include "tests/mlox/mlox_directmusic/service_fixture.h"
+#include "platform/directmusic/windows_com.h"
+#include "tests/mlox/mlox_directmusic/ports_fixture.h"
+#include "tests/support/assert_recorder.h"
 #include "tests/support/slot_table.h"
 
 namespace {
@@ -56,30 +59,8 @@ class KeepingReceiver : public Mlox_RawMidiReceiver {
   std::vector<std::string> mRecords;
 };
 
-// Ports by number, which the studio knows under their GUIDs.
-class Mlox_DirectMusic_ServicePortsTest : public Test_DirectMusic_ServiceFixture {
+class Mlox_DirectMusic_ServicePortsTest : public Test_PortsFixture {
  protected:
-  Mlox_DirectMusic_ServicePortsTest() { Test_DirectMusicClientAccess::Forget(); }
-  ~Mlox_DirectMusic_ServicePortsTest() override {
-    Manager().RemoveAllServices();
-    Test_DirectMusicClientAccess::Forget();
-  }
-
-  Test_FakePort& PlugInput(DWORD iPort, const std::string& iName, int iNumber) {
-    Test_FakePort& port = mRoot.AddInput(iPort, iName);
-    Test_ModelDevice device = Input(Test_FakeDirectMusic::GuidTextOf(iPort), iName);
-    // As the hash of the port's caps gives it: the receive code finds the input by that.
-    device.mMloxIDs[{0, 1}] = iNumber != 0 ? iNumber : GetMloxIDFromPortCaps(port.Caps()).mInputNumber;
-    mStudio->PlugIn(device);
-    return port;
-  }
-  Test_FakePort& PlugOutput(DWORD iPort, const std::string& iName, int iNumber) {
-    Test_FakePort& port = mRoot.AddOutput(iPort, iName);
-    Test_ModelDevice device = Output(Test_FakeDirectMusic::GuidTextOf(iPort), iName);
-    if (iNumber != 0) device.mMloxIDs[{0, 0}] = iNumber;
-    mStudio->PlugIn(device);
-    return port;
-  }
   // A port of the older driver layer, which gives away how this machine marks such ports.
   void AddMarkedPort(const std::string& iDescription) {
     mRoot.AddPort(99, iDescription, DMUS_PC_OUTPUTCLASS,
@@ -231,6 +212,43 @@ TEST_F(Mlox_DirectMusic_ServicePortsTest, ConnectingAndClosingHoldNoLockOverTheJ
     if (round % 2 == 0) receiver.Take(1);
     portP->CloseCurrentConnections();
   }
+}
+
+// ---- COM that fails ----
+
+// As where the application has made its threads another kind of apartment.
+std::atomic<int> sRefusedThreads{0};
+HRESULT RefuseApartment() {
+  ++sRefusedThreads;
+  return static_cast<HRESULT>(0x80010106u);
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ThatComCannotBeInitialisedIsIgnored) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  Test_FakePort& synth = PlugOutput(2, "Synth", 0);
+  sRefusedThreads = 0;
+  Platform_SetComInitializer(RefuseApartment);
+  const Test_AssertRecorder recorder;
+  KeepingReceiver receiver;
+  EXPECT_TRUE(Activate());
+  EXPECT_EQ(sRefusedThreads, 1) << "the main thread's";
+  Count();
+  EXPECT_THAT(Devices(), ElementsAre("Synth"));
+  EXPECT_THAT(Inputs(), ElementsAre("Keys"));
+  const int number = InputAt(0)->GetInputID().mInputNumber;
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  keys.Feed({0x90, 60, 100});
+  EXPECT_THAT(receiver.Take(1), ElementsAre(std::to_string(number) + ": 144 60 100"));
+  EXPECT_EQ(sRefusedThreads, 2) << "and the receive thread's";
+  portP->CloseCurrentConnections();
+  Device(0)->GetCommonOutput()->WriteEvent(Mdie_Timestamp(), Mdie_NoteOnEvent(60, 100),
+                                           Manager().GetDefaultOutputContext());
+  EXPECT_EQ(synth.Played().size(), 1u);
+  Manager().RemoveAllServices();
+  Platform_SetComInitializer(nullptr);
+  EXPECT_EQ(sService.load(), nullptr);
+  EXPECT_EQ(recorder.Count(), 0);
 }
 
 // ---- its end ----
