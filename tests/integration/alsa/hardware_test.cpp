@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -14,9 +16,12 @@
 #include "mdid/mdie_event.h"
 #include "mdid/mdie_timestamp.h"
 #include "mlox/mlox_device.h"
+#include "mlox/mlox_directmusic_devicedescriptor.h"
 #include "mlox/mlox_inputport.h"
 #include "mlox/mlox_manager.h"
 #include "mlox/mlox_mididata.h"
+#include "mlox/mlox_outputdescriptor.h"
+#include "mlox/mlox_persistentinput.h"
 #include "mlox/mlox_persistentoutput.h"
 #include "mlox/mlox_rawmidireceiver.h"
 #include "tests/integration/alsa/bare_client.h"
@@ -275,6 +280,123 @@ TEST_F(AlsaReferences, LeadToTheirInterfaceAfterEachReplugAndWhatItSendsArrivesW
   Plug(0, 1);
   Plug(1, 0);
   EXPECT_EQ(Ways(), ways) << "each in the other's socket";
+}
+
+// ---- over a restart ----
+
+// Where one run leaves what the next one restores; the runner names it.
+std::string Kept(const char* iWhat) {
+  const char* const file = std::getenv("MLOX_TEST_IDS");
+  return (file != nullptr ? std::string(file) : "/tmp/ids") + iWhat;
+}
+
+// What a document of an application holds of a port: its direction, its number, and its name, which comes
+// last since it may hold blanks. Here also to which interface it leads.
+struct SavedReference {
+  bool mIsInput = false;
+  std::size_t mInterface = 0;
+  int mNumber = 0;
+  std::string mName;
+};
+
+// Of the references nothing but a document is left, and the database of the studio, which a restart leaves in
+// its place.
+class AlsaSavedReferences : public AlsaReferences {
+ protected:
+  void SetUp() override {
+    setenv("MLOX_MIDI_DRIVERS", "alsa", 1);
+    setenv("MLOX_STUDIO_DB", "/tmp/saved.db", 1);
+    ASSERT_EQ(std::system("rm -f /tmp/saved.db*"), 0);
+  }
+  static void WriteDocument(const std::vector<SavedReference>& iAll) {
+    std::ofstream document(Kept(".references"));
+    for (const SavedReference& one : iAll) {
+      document << one.mIsInput << ' ' << one.mInterface << ' ' << one.mNumber << ' ' << one.mName << '\n';
+    }
+    document.close();
+    ASSERT_TRUE(document.good());
+  }
+  static std::vector<SavedReference> ReadDocument() {
+    std::vector<SavedReference> all;
+    std::ifstream document(Kept(".references"));
+    for (SavedReference one; document >> one.mIsInput >> one.mInterface >> one.mNumber;) {
+      std::getline(document >> std::ws, one.mName);
+      all.push_back(one);
+    }
+    return all;
+  }
+  static std::shared_ptr<const Mlox_DeviceDescriptor> DescriptorOf(const SavedReference& iSaved) {
+    return std::make_shared<const Mlox_DirectMusic_DeviceDescriptor>(
+        iSaved.mIsInput ? Mlox_DeviceDescriptor::kInput : Mlox_DeviceDescriptor::kOutput, iSaved.mName,
+        iSaved.mNumber);
+  }
+};
+
+TEST_F(AlsaSavedReferences, AreLeftForTheNextBoot) {
+  mSession = std::make_unique<tool::PortSession>();
+  Plug(0, 0);
+  Plug(1, 1);
+  Save();
+  std::vector<SavedReference> all;
+  for (const auto& output : mOutputs) {
+    const std::shared_ptr<const Mlox_DeviceDescriptor> descriptor =
+        output->GetDescriptor()->GetDeviceDescriptor();
+    all.push_back({false, FarEndOf(*output), descriptor->GetHashValue(), descriptor->GetName()});
+  }
+  const auto inputs = Named(mSession->Inputs(), kName);
+  for (std::size_t i = 0; i < 2; ++i) {
+    const std::size_t hearer = HearerOf(i);
+    ASSERT_LT(hearer, 2u);
+    const std::shared_ptr<const Mlox_DeviceDescriptor> descriptor = inputs[hearer]->GetDeviceDescriptor();
+    all.push_back({true, i, descriptor->GetHashValue(), descriptor->GetName()});
+  }
+  EXPECT_NE(all[0].mNumber, all[1].mNumber) << "the names are equal";
+  EXPECT_NE(all[2].mNumber, all[3].mNumber);
+  WriteDocument(all);
+  mPorts.clear();
+  mOutputs.clear();
+  mSession.reset();
+  const std::string copy = "for f in /tmp/saved.db*; do cp \"$f\" '" + Kept(".references_db") +
+                           "'\"${f#/tmp/saved.db}\" || exit; done";
+  EXPECT_EQ(std::system(copy.c_str()), 0);
+}
+
+// Both interfaces come later than the references, and in the other order.
+TEST_F(AlsaSavedReferences, LeadToTheInterfacesOfTheRunBefore) {
+  const std::string copy = "f='" + Kept(".references_db") +
+                           "'; for g in \"$f\"*; do cp \"$g\" \"/tmp/saved.db${g#\"$f\"}\" || exit; done";
+  ASSERT_EQ(std::system(copy.c_str()), 0);
+  const std::vector<SavedReference> all = ReadDocument();
+  ASSERT_EQ(all.size(), 4u);
+  mSession = std::make_unique<tool::PortSession>();
+  ASSERT_EQ(Outputs(kName) + Inputs(kName), 0u);
+  std::vector<std::unique_ptr<Mlox_PersistentInput>> inputs;
+  for (const SavedReference& one : all) {
+    if (one.mIsInput) {
+      inputs.push_back(std::make_unique<Mlox_PersistentInput>(DescriptorOf(one)));
+      EXPECT_FALSE(inputs.back()->IsOnline());
+    } else {
+      const Cmn_AliasedRefCountPtr<const Mlox_OutputDescriptor> descriptor(
+          new Mlox_OutputDescriptor(DescriptorOf(one), 0));
+      mOutputs.push_back(std::make_unique<Mlox_PersistentOutput>(descriptor.get()));
+      EXPECT_FALSE(mOutputs.back()->IsOnline());
+    }
+  }
+  ASSERT_TRUE(inputs.size() == 2 && mOutputs.size() == 2);
+  Plug(1, 1);
+  Plug(0, 0);
+  ASSERT_TRUE(IdleUntil([&] { return Outputs(kName) == 2 && Inputs(kName) == 2; }));
+  for (const auto& input : inputs) {
+    ASSERT_TRUE(IdleUntil([&] { return input->IsOnline(); }));
+    mReceivers.push_back(std::make_unique<Receiver>());
+    mPorts.push_back(tool::PortSession::MakePort(mReceivers.back().get()));
+    mPorts.back()->ConnectToInputs({input->GetInput()});
+  }
+  Idle(0.3);
+  EXPECT_EQ(FarEndOf(*mOutputs[0]), all[0].mInterface);
+  EXPECT_EQ(FarEndOf(*mOutputs[1]), all[1].mInterface);
+  EXPECT_EQ(HearerOf(0), 0u);
+  EXPECT_EQ(HearerOf(1), 1u);
 }
 
 }  // namespace

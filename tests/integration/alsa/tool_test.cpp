@@ -5,6 +5,8 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -183,6 +185,55 @@ TEST_F(AlsaTool, WhatAplaymidiSendsIsShownByMonitorCompleteAndInOrder) {
     ASSERT_GE(time, before);
     before = time;
   }
+}
+
+// The way through the kernel's own port and back: what is drawn, counted and told fits together.
+TEST_F(AlsaTool, LatencyDrawsEachRoundTripInTheTerminalAndInAPicture) {
+  constexpr int kCount = 300;
+  std::remove("/tmp/latency.svg");
+  const std::string arguments = fmt::format(
+      "latency --out '{0}' --in '{0}' --count {1} --svg /tmp/latency.svg", "Midi Through Port-0", kCount);
+  ASSERT_EQ(Run(arguments + " > /tmp/latency.txt 2> /tmp/latency.err"), 0)
+      << Test_FileText("/tmp/latency.err");
+  const std::string text = Test_FileText("/tmp/latency.txt");
+  std::printf("%s", text.c_str());
+  std::vector<std::string> lines = Lines(text);
+  ASSERT_GT(lines.size(), 2u);
+  int count = 0;
+  double p50 = 0;
+  double p99 = 0;
+  double longest = 0;
+  ASSERT_EQ(std::sscanf(lines.back().c_str(), "%d messages: p50 %lf us, p99 %lf us, longest %lf us", &count,
+                        &p50, &p99, &longest),
+            4);
+  lines.pop_back();
+  EXPECT_EQ(count, kCount);
+  EXPECT_TRUE(0 < p50 && p50 <= p99 && p99 <= longest) << text;
+  EXPECT_LT(p50, 1'000);
+  int drawn = 0;
+  int bars = 0;
+  double before = -1;
+  for (const std::string& line : lines) {
+    double from = 0;
+    ASSERT_EQ(std::sscanf(line.c_str(), "%lf us", &from), 1) << line;
+    EXPECT_GT(from, before);
+    before = from;
+    const int messages = std::atoi(line.substr(line.rfind(' ')).c_str());
+    EXPECT_EQ(messages > 0, line.find('#') != std::string::npos) << line;
+    bars += messages > 0 ? 1 : 0;
+    drawn += messages;
+  }
+  EXPECT_EQ(drawn, kCount);
+  const std::string picture = Test_FileText("/tmp/latency.svg");
+  EXPECT_EQ(picture.rfind("<svg ", 0), 0u);
+  EXPECT_NE(picture.find("</svg>"), std::string::npos);
+  EXPECT_NE(picture.find(fmt::format("p50 {:.0f}, p99 {:.0f}, longest {:.0f}<", p50, p99, longest)),
+            std::string::npos);
+  int drawnBars = 0;
+  for (const std::string& line : Lines(picture)) {
+    drawnBars += line.rfind("<rect x=", 0) == 0 && line.find("height=\"0.0\"") == std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(drawnBars, bars);
 }
 
 // ---- who a port is ----
