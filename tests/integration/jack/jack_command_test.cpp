@@ -90,13 +90,14 @@ class JackCommand : public ::testing::Test {
 
   // Runs a command until iHeard, which gives all that has been heard so far, has got what is wanted from one
   // run; that is given then. A command waits a quarter of a second for what it has written: where the server
-  // got no cycle meanwhile, the end is missing, and nothing else may be.
+  // stumbled meanwhile, the end may be missing, and nothing else. Where it ran evenly nothing may.
   template <class Part, class Heard>
   std::vector<Part> RunUntilWhole(const std::string& iArguments, const std::vector<Part>& iWanted,
                                   Heard iHeard) {
     std::vector<Part> heard;
     Test_WaitFor([&] {
       const auto before = static_cast<std::ptrdiff_t>(iHeard().size());
+      const int troubles = mPeer.Troubles();
       Mlox(iArguments);
       Test_WaitFor([&] { return iHeard().size() >= static_cast<std::size_t>(before) + iWanted.size(); },
                    std::chrono::seconds(3));
@@ -104,6 +105,8 @@ class JackCommand : public ::testing::Test {
       heard.erase(heard.begin(), heard.begin() + before);
       EXPECT_LE(heard.size(), iWanted.size());
       EXPECT_TRUE(heard.size() > iWanted.size() || std::equal(heard.begin(), heard.end(), iWanted.begin()));
+      EXPECT_TRUE(heard.size() >= iWanted.size() || mPeer.Troubles() != troubles)
+          << heard.size() << " of " << iWanted.size() << " from a server that ran evenly";
       return heard.size() >= iWanted.size() || HasFailure();
     });
     return heard;
@@ -149,54 +152,127 @@ TEST_F(JackCommand, ASystemExclusiveFileGoesOutByteForByte) {
   EXPECT_EQ(RunUntilWhole("send peer:sink --sysex " + file, sysex, heard), sysex);
 }
 
+// ---- a song, in time ----
+
+// In hundredths.
+constexpr double kShareInTime = 99.0;
+
+// The share of these, in microseconds behind their time, that are in time.
+double ShareInTime(const std::vector<std::int64_t>& iLate) {
+  const auto count =
+      std::count_if(iLate.begin(), iLate.end(), [](std::int64_t iTime) { return iTime <= kInTime; });
+  return 100.0 * static_cast<double>(count) / static_cast<double>(iLate.size());
+}
+
+void PrintTimes(std::vector<std::int64_t> ioLate, const char* iRemarkP) {
+  std::sort(ioLate.begin(), ioLate.end());
+  std::printf("behind the song's time, microseconds: p50 %lld, most %lld; in time %.1f %%%s\n",
+              static_cast<long long>(ioLate[ioLate.size() / 2]), static_cast<long long>(ioLate.back()),
+              ShareInTime(ioLate), iRemarkP);
+}
+
 // How far each message lies behind its place in the song, the earliest taken as the measure of the others.
-std::vector<std::int64_t> Lateness(const std::vector<Test_Heard>& iNotes) {
+// \param iWhen  microseconds
+std::vector<std::int64_t> Lateness(const std::vector<std::int64_t>& iWhen, std::int64_t* oStart) {
   std::vector<std::int64_t> late;
-  for (std::size_t i = 0; i < iNotes.size(); ++i) {
-    late.push_back(iNotes[i].mTime * 1'000'000 / kFramesASecond -
-                   static_cast<std::int64_t>(i) * kMicrosecondsAStep);
+  for (std::size_t i = 0; i < iWhen.size(); ++i) {
+    late.push_back(iWhen[i] - static_cast<std::int64_t>(i) * kMicrosecondsAStep);
   }
-  const std::int64_t least = *std::min_element(late.begin(), late.end());
+  *oStart = *std::min_element(late.begin(), late.end());
   for (std::int64_t& time : late) {
-    time -= least;
+    time -= *oStart;
   }
-  std::sort(late.begin(), late.end());
   return late;
 }
 
-// Every time all is there and in order. Times count only where the server ran evenly, for frames are no clock
-// where it stumbled; and of the best run only half of the messages, for a player is late as often as the
-// machine keeps it from running.
-TEST_F(JackCommand, WhatPlayPutsOutIsRecordedByJackMidiDumpInOrderAndInTime) {
-  RunDump();
-  const Test_Bytes song = Song();
-  const std::string file = mFolder / "song.mid";
-  std::ofstream(file, std::ios::binary)
-      .write(reinterpret_cast<const char*>(song.data()), static_cast<std::streamsize>(song.size()));
-  Messages messages = {kSongSysex};
-  for (int i = 0; i < kSongNotes; ++i) {
-    messages.push_back(NoteOfSong(i));
-  }
-  std::int64_t bestMiddle = INT64_MAX;
-  std::int64_t bestLast = INT64_MAX;
-  for (int attempt = 0; attempt < 5 && bestLast > kInTime; ++attempt) {
-    const int troubles = mPeer.Troubles();
-    const Messages whole =
-        RunUntilWhole("play " + file + " --to dump:input", messages, [&] { return DumpedBytes(); });
-    ASSERT_EQ(whole, messages);
-    std::vector<Test_Heard> heard = Test_DumpedMessages(mProgramP->Output());
-    heard.erase(heard.begin(), heard.end() - kSongNotes);
-    const std::vector<std::int64_t> late = Lateness(heard);
-    const bool isClock = mPeer.Troubles() == troubles;
-    std::printf("behind the song's time, microseconds: p50 %lld, most %lld%s\n",
-                static_cast<long long>(late[late.size() / 2]), static_cast<long long>(late.back()),
-                isClock ? "" : " (the server stumbled)");
-    if (isClock) {
-      bestMiddle = std::min(bestMiddle, late[late.size() / 2]);
-      bestLast = std::min(bestLast, late.back());
+// When a message that is due at some time can be heard: a server that stumbles leaves time out, and what was
+// due then plays when its next cycle begins.
+std::int64_t Playable(const std::vector<Test_JackCycle>& iCycles, std::int64_t iTime) {
+  const auto cycle = std::find_if(iCycles.begin(), iCycles.end(),
+                                  [&](const Test_JackCycle& iCycle) { return iCycle.mNext > iTime; });
+  return cycle == iCycles.end() ? iTime : std::max(iTime, cycle->mStart);
+}
+
+class JackCommandPlay : public JackCommand {
+ protected:
+  void SetUp() override {
+    JackCommand::SetUp();
+    mFile = mFolder / "song.mid";
+    const Test_Bytes song = Song();
+    std::ofstream(mFile, std::ios::binary)
+        .write(reinterpret_cast<const char*>(song.data()), static_cast<std::streamsize>(song.size()));
+    for (int i = 0; i < kSongNotes; ++i) {
+      mMessages.push_back(NoteOfSong(i));
     }
   }
-  EXPECT_TRUE(bestMiddle <= kInTime || bestMiddle == INT64_MAX) << bestMiddle;
+
+  std::string mFile;
+  Messages mMessages = {kSongSysex};
+};
+
+// Every time all is there and in order. The recorder's times count only where the server ran evenly, since
+// its frames are no clock where that stumbled: of three such runs one has nearly every message in time. How a
+// busy server's messages lie is asked in the test behind this one.
+TEST_F(JackCommandPlay, IsRecordedByJackMidiDumpInOrderAndInTime) {
+  constexpr int kEvenRuns = 3;
+  constexpr int kRuns = 5;
+  RunDump();
+  double best = 0;
+  int evenRuns = 0;
+  for (int run = 0; run < kRuns && evenRuns < kEvenRuns && best < kShareInTime; ++run) {
+    const int troubles = mPeer.Troubles();
+    const Messages whole =
+        RunUntilWhole("play " + mFile + " --to dump:input", mMessages, [&] { return DumpedBytes(); });
+    ASSERT_EQ(whole, mMessages);
+    const std::vector<Test_Heard> heard = Test_DumpedMessages(mProgramP->Output());
+    std::vector<std::int64_t> when;
+    for (auto note = heard.end() - kSongNotes; note != heard.end(); ++note) {
+      when.push_back(note->mTime * 1'000'000 / kFramesASecond);
+    }
+    std::int64_t start = 0;
+    const std::vector<std::int64_t> late = Lateness(when, &start);
+    const bool isClock = mPeer.Troubles() == troubles;
+    PrintTimes(late, isClock ? "" : " (the server stumbled)");
+    if (isClock) {
+      ++evenRuns;
+      best = std::max(best, ShareInTime(late));
+    }
+  }
+  EXPECT_TRUE(best >= kShareInTime || evenRuns < kEvenRuns) << best;
+}
+
+// By the clock, on whatever server: of some runs one has nearly every message in time. A player is late when
+// the machine keeps it from running for longer than it writes ahead.
+TEST_F(JackCommandPlay, IsHeardWithin5MillisecondsOfItsTime) {
+  constexpr int kRuns = 6;
+  ASSERT_TRUE(mPeer.AddSink("sink"));
+  const auto heardBytes = [&] {
+    Messages messages;
+    for (const Test_Heard& message : mPeer.Heard("sink")) {
+      messages.push_back(message.mBytes);
+    }
+    return messages;
+  };
+  double best = 0;
+  for (int run = 0; run < kRuns && best < kShareInTime; ++run) {
+    mPeer.KeepCycles();
+    ASSERT_EQ(RunUntilWhole("play " + mFile + " --to peer:sink", mMessages, heardBytes), mMessages);
+    const std::vector<Test_Heard> heard = mPeer.Heard("sink");
+    std::vector<std::int64_t> when;
+    for (auto note = heard.end() - kSongNotes; note != heard.end(); ++note) {
+      when.push_back(note->mTime);
+    }
+    std::int64_t start = 0;
+    std::vector<std::int64_t> late = Lateness(when, &start);
+    const std::vector<Test_JackCycle> cycles = mPeer.Cycles();
+    for (std::size_t i = 0; i < late.size(); ++i) {
+      const std::int64_t due = start + static_cast<std::int64_t>(i) * kMicrosecondsAStep;
+      late[i] -= Playable(cycles, due) - due;
+    }
+    PrintTimes(late, "");
+    best = std::max(best, ShareInTime(late));
+  }
+  EXPECT_GE(best, kShareInTime);
 }
 
 // Its port has the same name again.
@@ -216,6 +292,8 @@ TEST_F(JackCommand, PlayGoesOnWhenTheProgramThatItPlaysToIsStartedAgain) {
   EXPECT_TRUE(Test_WaitFor([&] { return DumpedBytes().size() >= 100; })) << play.Output();
   play.Stop(SIGINT);
 }
+
+// ---- what comes in ----
 
 TEST_F(JackCommand, WhatJackMidiseqSendsIsMonitoredCompleteAndInOrder) {
   // A loop of 2,400 frames with two notes: on and off of both, over and over.

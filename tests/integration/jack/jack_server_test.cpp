@@ -18,6 +18,7 @@
 #include "cmn/sys_utils.h"
 #include "platform/directmusic/jack/jack_driver.h"
 #include "tests/integration/jack/dumped_messages.h"
+#include "tests/integration/jack/server_return.h"
 #include "tests/platform/directmusic/conformance/driver_test_support.h"
 #include "tests/platform/directmusic/jack/jack_test_client.h"
 #include "tests/platform/directmusic/jack/jack_test_server.h"
@@ -548,19 +549,21 @@ TEST_F(JackServer, AServerKilledWhilePlayingLosesWhatIsCountedAndPlaysNothingTwi
   // The server returns, then the other applications.
   source.Stop();
   mProgramP.reset();
+  const std::int64_t call = Sys_Clock::Microseconds();
   ASSERT_EQ(mServer.Start(), "");
   const std::int64_t back = Sys_Clock::Microseconds();
+  ASSERT_TRUE(Test_WaitFor([&] { return LinesWith("server is there again") == 1; }));
+  const std::int64_t isOnServer = Sys_Clock::Microseconds();
   mProgramP = std::make_unique<Test_Program>(std::vector<std::string>{"jack_midi_dump", "-a", "dump"});
   Test_Program sourceAgain({"jack_midiseq", "seq", "2400", "0", "60", "600", "1200", "63", "600"});
   OpenOutput("dump:input");
   OpenInput("seq:out");
   ASSERT_TRUE(mInputP != nullptr && mOutputP != nullptr);
+  // What the driver took, without the programs' own start in between.
+  const std::int64_t isOpen = Sys_Clock::Microseconds();
   Play(kPlatform_AtOnce, {0xC0, 7});
   ASSERT_TRUE(Test_WaitFor([&] { return !heard().empty(); }));
-  // Most of that is the programs' own start. How soon the driver goes on is asked where the other side is
-  // there.
-  std::printf("first note %.3f s after the server's return\n",
-              static_cast<double>(Sys_Clock::Microseconds() - back) / 1e6);
+  Test_ExpectSoonAfterReturn(call, back, isOpen - isOnServer);
   EXPECT_EQ(heard().front().mBytes, (Test_MidiBytes{0xC0, 7}))
       << "what was accepted before the crash must not come out of time";
   steps.clear();
@@ -595,7 +598,9 @@ TEST_F(JackServer, TheDriverOutlivesFiveServers) {
   for (int round = 0; round < 5; ++round) {
     mServer.Kill();
     ASSERT_TRUE(Test_WaitFor([&] { return mDriver.Ports().empty(); }));
+    const std::int64_t call = Sys_Clock::Microseconds();
     ASSERT_EQ(mServer.Start(), "");
+    const std::int64_t back = Sys_Clock::Microseconds();
     // A client of ours that is there while the driver joins may be taken for one of the dead server's.
     ASSERT_TRUE(
         Test_WaitFor([&] { return LinesWith("server is there again") > static_cast<std::size_t>(round); }));
@@ -605,6 +610,7 @@ TEST_F(JackServer, TheDriverOutlivesFiveServers) {
     OpenOutput("peer:sink");
     Play(kPlatform_AtOnce, {0xC0, static_cast<std::uint8_t>(round)});
     ASSERT_TRUE(Test_WaitFor([&] { return peer.Heard("sink").size() == 1; }));
+    Test_ExpectSoonAfterReturn(call, back);
     mOutputP.reset();
   }
 }
