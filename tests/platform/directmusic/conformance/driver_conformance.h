@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <random>
 #include <string>
@@ -25,6 +27,7 @@
 #include "platform/directmusic/driver.h"
 #include "tests/platform/directmusic/conformance/driver_peer.h"
 #include "tests/platform/directmusic/conformance/driver_test_support.h"
+#include "tests/support/sanitizers.h"
 
 /// The driver and its peer. Peer is default constructible.
 template <class Peer>
@@ -212,22 +215,36 @@ TYPED_TEST_P(DriverConformance, EveryKindOfMessageGoesOutByteForByteInOrder) {
   EXPECT_EQ(this->HeardMessages(messages.size()), messages);
 }
 
+// Early is wrong each time. Late is what a busy machine makes of it now and then: of five times one is in
+// time.
 TYPED_TEST_P(DriverConformance, PlaysAtTheTimeAndNeverEarly) {
+  constexpr int kTries = 5;
+  constexpr std::size_t kCount = 40;
+  // A checker's own slowness is no matter of the driver's.
+  constexpr std::int64_t kMostLate = TEST_HAS_MEMORY_OR_THREAD_CHECKER != 0 ? 250'000 : 50'000;
   this->OpenOutput();
-  const std::int64_t start = Sys_Clock::Microseconds() + 50'000;
-  for (std::uint8_t i = 0; i < 40; ++i) {
-    this->Play(start + i * 1'234, {0xC0, i});
+  std::int64_t bestLast = INT64_MAX;
+  for (std::size_t attempt = 0; attempt < kTries && bestLast > kMostLate; ++attempt) {
+    const std::int64_t start = Sys_Clock::Microseconds() + 50'000;
+    for (std::uint8_t i = 0; i < kCount; ++i) {
+      this->Play(start + i * 1'234, {0xC0, i});
+    }
+    const std::int64_t afterWriting = Sys_Clock::Microseconds();
+    ASSERT_EQ(this->HeardMessages((attempt + 1) * kCount).size(), (attempt + 1) * kCount);
+    const std::vector<Test_Heard> heard = this->mPeer.Heard();
+    std::int64_t last = INT64_MIN;
+    for (std::uint8_t i = 0; i < kCount; ++i) {
+      const Test_Heard& message = heard[attempt * kCount + i];
+      ASSERT_EQ(message.mBytes, (Test_MidiBytes{0xC0, i}));
+      const std::int64_t wanted = start + i * 1'234;
+      EXPECT_GE(message.mTime, wanted - this->mPeer.Blur()) << int{i};
+      // On a machine that stood still while we wrote, lateness is owed.
+      last = std::max(last, message.mTime - std::max(wanted, afterWriting));
+    }
+    std::printf("at most %lld microseconds late\n", static_cast<long long>(last));
+    bestLast = std::min(bestLast, last);
   }
-  const std::int64_t afterWriting = Sys_Clock::Microseconds();
-  ASSERT_EQ(this->HeardMessages(40).size(), 40u);
-  const std::vector<Test_Heard> heard = this->mPeer.Heard();
-  for (std::uint8_t i = 0; i < 40; ++i) {
-    ASSERT_EQ(heard[i].mBytes, (Test_MidiBytes{0xC0, i}));
-    const std::int64_t wanted = start + i * 1'234;
-    // On a machine that stood still while we wrote, lateness is owed.
-    EXPECT_GE(heard[i].mTime, wanted - this->mPeer.Blur()) << int{i};
-    EXPECT_LE(heard[i].mTime, std::max(wanted, afterWriting) + 5'000'000) << int{i};
-  }
+  EXPECT_LE(bestLast, kMostLate) << "microseconds, the best of " << kTries << " times";
 }
 
 TYPED_TEST_P(DriverConformance, EqualTimesKeepTheOrderOfSending) {
