@@ -71,6 +71,28 @@ TEST(EventConversionOfPrograms, CarriesNoBank) {
   EXPECT_FALSE(event.AsProgram().IsMSBBankEnabled());
 }
 
+TEST(EventConversionOfNoteOns, OfVelocity0TravelAsPacketsOfTheirThreeBytes) {
+  const Test_AssertRecorder recorder;
+  const Bytes bytes = {0x93, 60, 0};
+  const Mdie_Event event = MakeEvent(SongMessageKind::kChannel, bytes);
+  EXPECT_EQ(event.GetType(), Mdie_Event::kSysexPacket);
+  EXPECT_EQ(MessageOf(event), bytes);
+  EXPECT_EQ(recorder.Count(), 0);
+}
+
+TEST(EventConversionOfChannelMessages, KeepsEveryPairOfDataBytesOfEveryKindAndFailsNoCheck) {
+  const Test_AssertRecorder recorder;
+  for (int status = 0x80; status < 0xF0; status += 0x10) {
+    const bool hasOneDataByte = status == 0xC0 || status == 0xD0;
+    for (int data = 0; data < 128 * (hasOneDataByte ? 1 : 128); ++data) {
+      Bytes bytes = {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(data % 128)};
+      if (!hasOneDataByte) bytes.push_back(static_cast<std::uint8_t>(data / 128));
+      ASSERT_EQ(MessageOf(MakeEvent(SongMessageKind::kChannel, bytes)), bytes);
+    }
+  }
+  EXPECT_EQ(recorder.Count(), 0);
+}
+
 TEST(EventConversionOfChannelModes, TravelAsPacketsOfTheirThreeBytes) {
   const Test_AssertRecorder recorder;
   for (int number = 120; number < 128; ++number) {

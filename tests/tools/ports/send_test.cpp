@@ -13,6 +13,7 @@
 
 #include "cmn/sys_clock.h"
 #include "platform/directmusic/loopback/loopback_driver.h"
+#include "tests/support/assert_recorder.h"
 #include "tests/support/test_environment.h"
 #include "tests/support/test_temp_folder.h"
 #include "tests/tools/ports/heard_device.h"
@@ -105,6 +106,22 @@ TEST_F(InterruptedSendTest, TellsOfAPortThatGoesDuringALongMessage) {
   ASSERT_TRUE(WaitUntilHeard(3));
   Platform_LoopbackPorts::Unplug(kPort);
   EXPECT_EQ(fault.get(), "1 of 1 messages fell into a gap of the port");
+}
+
+class HeardSendTest : public Test_HeardDevice {};
+
+TEST_F(HeardSendTest, EveryMessageGoesOutByteForByteAlsoANoteOnOfVelocity0) {
+  tool::SendRequest request;
+  request.mOutput = kPort;
+  request.mBytes = {
+      "90 3c 64 93 3c 00 80 3c 00 b5 7b 00 bf 78 00 c1 05 e2 00 40 f1 12 f2 01 02 f3 04 f6 f8 fa"};
+  const Test_AssertRecorder recorder;
+  tool::Send(request);
+  EXPECT_EQ(recorder.Count(), 0);
+  const std::vector<Bytes> messages = {
+      {0x90, 60, 100}, {0x93, 60, 0}, {0x80, 60, 0}, {0xB5, 123, 0}, {0xBF, 120, 0}, {0xC1, 5}, {0xE2, 0, 64},
+      {0xF1, 0x12},    {0xF2, 1, 2},  {0xF3, 4},     {0xF6},         {0xF8},         {0xFA}};
+  EXPECT_EQ(Heard(), messages);
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ Mdie_Event MakeChannelEvent(std::span<const std::uint8_t> iBytes) {
     case 0x80:
       return Mdie_NoteOffEvent(first, second);
     case 0x90:
-      return Mdie_NoteOnEvent(first, second);
+      return second != 0 ? Mdie_Event(Mdie_NoteOnEvent(first, second)) : MakePacket(iBytes);
     case 0xA0:
       return Mdie_PolyPressureEvent(first, second);
     case 0xB0:

@@ -13,7 +13,8 @@ namespace tool {
 
 /// The event for a message of a song. It turns into exactly one message of the same bytes.
 ///
-/// - Note-on with velocity 0 was a note-off already when the song was read.
+/// - Note-on with velocity 0 was a note-off already when a song was read. Anybody else's is a packet of its
+///   three bytes, since a note-on event has a velocity of at least 1.
 /// - Controllers 120 to 127 are channel modes and no controllers: they travel as packets of their three
 /// bytes, but all
 ///   notes off with value 0 has an event of its own.
