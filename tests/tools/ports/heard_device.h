@@ -46,6 +46,13 @@ class Test_HeardDevice : public testing::Test, public Platform_DriverHost {
     }
   }
 
+  std::unique_ptr<Platform_DriverOutput> OpenOutput(const std::string& iName) {
+    for (const Platform_PortInfo& port : mDriver.Ports()) {
+      if (!port.mIsInput && port.mName == iName) return mDriver.OpenOutput(port);
+    }
+    return nullptr;
+  }
+
   /// All that has arrived so far. What arrived before the input was opened anew stays.
   const std::vector<Bytes>& Heard() {
     while (mInputP->Read(mPiece)) mHeard.emplace_back(mPiece.mBytes, mPiece.mBytes + mPiece.mLength);

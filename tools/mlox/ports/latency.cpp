@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -32,20 +33,43 @@ namespace {
 constexpr double kSettleSeconds = 0.2;
 constexpr std::chrono::seconds kPatience{2};
 
-/// Controller 3 means nothing to any instrument.
-std::array<std::uint8_t, 3> Probe(int iNumber) { return {0xB0, 3, static_cast<std::uint8_t>(iNumber % 128)}; }
+// An interrupt is looked for this often.
+constexpr std::chrono::milliseconds kStep{50};
 
-/// The time until the probe came, in microseconds; none if it didn't.
-std::optional<double> RoundTrip(OutputWriter& ioWriter, ReceivedQueue& ioQueue, int iNumber) {
-  const auto probe = Probe(iNumber);
+using ProbeBytes = std::array<std::uint8_t, 3>;
+
+/// Controller 3 means nothing to any instrument.
+ProbeBytes Probe(int iChannel, int iNumber) {
+  return {static_cast<std::uint8_t>(0xB0 | iChannel), 3, static_cast<std::uint8_t>(iNumber % 128)};
+}
+
+/// The first channel that the output listens on. Throws ToolError when there is none.
+int ChannelOf(const OutputWriter& iWriter, const std::string& iName) {
+  for (int channel = 0; channel < 16; ++channel) {
+    if (iWriter.HasChannel(channel)) return channel;
+  }
+  throw ToolError(fmt::format("{}: listens on no channel", ForTerminal(iName)));
+}
+
+/// The time until the probe came, in microseconds; none if it didn't, whatever else came meanwhile.
+std::optional<double> RoundTrip(OutputWriter& ioWriter, ReceivedQueue& ioQueue, const ProbeBytes& iProbe) {
+  using Clock = std::chrono::steady_clock;
   const std::int64_t start = Sys_Clock::Microseconds();
-  ioWriter.Write(Mdie_Timestamp(), SongMessageKind::kChannel, probe);
+  const Clock::time_point end = Clock::now() + kPatience;
+  ioWriter.Write(Mdie_Timestamp(), SongMessageKind::kChannel, iProbe);
   ReceivedMessage message;
-  while (ioQueue.Take(message, kPatience)) {
-    const bool isProbe = std::equal(message.mBytes.begin(), message.mBytes.end(), probe.begin(), probe.end());
+  for (;;) {
+    Interrupt::Check();
+    const Clock::duration left = end - Clock::now();
+    if (left <= Clock::duration::zero()) return std::nullopt;
+    if (!ioQueue.Take(message,
+                      std::chrono::ceil<std::chrono::microseconds>(std::min<Clock::duration>(left, kStep)))) {
+      continue;
+    }
+    const bool isProbe =
+        std::equal(message.mBytes.begin(), message.mBytes.end(), iProbe.begin(), iProbe.end());
     if (isProbe) return static_cast<double>(message.mTime - start);
   }
-  return std::nullopt;
 }
 
 std::vector<double> Measure(const LatencyRequest& iRequest) {
@@ -56,11 +80,15 @@ std::vector<double> Measure(const LatencyRequest& iRequest) {
   const PortSession::Port port = PortSession::MakePort(&queue);
   port->ConnectToInputs({FindInput(session, iRequest.mInput)});
   session.IdleUntil([] { return Interrupt::HasHappened(); }, kSettleSeconds);
+  const int channel = ChannelOf(writer, iRequest.mOutput);
   std::vector<double> times;
   ProgressBar progress(stderr);
   for (int i = 0; i < iRequest.mCount; ++i) {
     Interrupt::Check();
-    const std::optional<double> time = RoundTrip(writer, queue, i);
+    const std::optional<double> time = RoundTrip(writer, queue, Probe(channel, i));
+    if (!time && !writer.FindAgain()) {
+      throw ToolError(fmt::format("{}: has gone", ForTerminal(iRequest.mOutput)));
+    }
     if (!time) {
       throw ToolError(fmt::format("message {} of {} didn't come back within {} seconds; is {} wired to {}?",
                                   i + 1, iRequest.mCount, kPatience.count(), ForTerminal(iRequest.mOutput),
