@@ -5,11 +5,18 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <sstream>
 #include <string>
+#include <thread>
 
+#include "cmn/sys_clock.h"
 #include "tests/integration/command_fixture.h"
+#include "tests/support/sanitizers.h"
 
 namespace {
 
@@ -186,6 +193,19 @@ TEST_F(PortsCommand, SendTakesSystemExclusiveMessagesFromAFile) {
   ExpectOneLineWith(Ports("$MLOX send Red --sysex none.syx"), 1, "none.syx: cannot read");
 }
 
+TEST_F(PortsCommand, SendNamesTheFileThatHoldsNothingToSend) {
+  ExpectOneLineWith(Ports("mkdir folder; $MLOX send Red --sysex folder"), 1,
+                    "mlox: folder: cannot read: Is a directory");
+  ExpectOneLineWith(Ports(": >empty.syx; $MLOX send Red --sysex empty.syx"), 1, "mlox: empty.syx: is empty");
+}
+
+TEST_F(PortsCommand, SendReadsNoMoreOfAFileThanItTakes) {
+  // Reading on would end in bad_alloc. A checker takes far more addresses by itself.
+  const std::string limit = TEST_HAS_MEMORY_OR_THREAD_CHECKER != 0 ? "" : "ulimit -S -v $((400 * 1024)); ";
+  ExpectOneLineWith(Ports(limit + "timeout 60 $MLOX send Red --sysex /dev/zero"), 1,
+                    "/dev/zero: larger than 67108864 bytes");
+}
+
 TEST_F(PortsCommand, SendRefusesAChannelThatTheOutputDoesNotListenOn) {
   ExpectOneLineWith(
       Ports("$MLOX list >list; $MLOX studio set Red --receive 2 >list 2>err || $MLOX studio show >list\n"
@@ -238,6 +258,30 @@ TEST_F(PortsCommand, MonitorEndsAfterItsTimeAndRefusesUnknownInputs) {
   ExpectOneLineWith(Ports("$MLOX monitor Green --for 1"), 1, "no input has this name or id");
 }
 
+TEST_F(PortsCommand, ATimeIsANumberOfSecondsAbove0) {
+  for (const std::string time : {"nan", "inf", "-inf", "0", "-1", "1e999", "x", "1s"}) {
+    const std::string fault = "--for: '" + time + "' is no number of seconds above 0";
+    ExpectOneLineWith(Ports("timeout 20 $MLOX monitor Red --for " + time), 2, fault);
+    ExpectOneLineWith(Ports("timeout 20 $MLOX watch --for " + time), 2, fault);
+    ExpectOneLineWith(Ports(std::string("timeout 20 $MLOX play ") + kSong + " --to Red --seconds " + time), 2,
+                      "--seconds: '" + time + "' is no number of seconds above 0");
+  }
+}
+
+TEST_F(PortsCommand, WatchEndsAtOnceWhenNobodyTakesItsOutput) {
+  ExpectOneLineWith(Ports("timeout 20 $MLOX watch --follow Red >/dev/full"), 1,
+                    "standard output: cannot write: No space left on device");
+}
+
+TEST_F(PortsCommand, WatchNamesTheCandidatesOfAnAmbiguousPort) {
+  ExpectOneLineWith(Ports("$MLOX watch --for 0.2 --follow Re"), 1,
+                    "Re: several ports fit, name one by its id: output \"Red\" (");
+  const Result unknown = Ports("$MLOX watch --for 0.2 --follow nope");
+  ExpectOneLineWith(unknown, 1, "nope: no output or input has this name or id; there are output \"Red\" (");
+  EXPECT_THAT(unknown.mError, HasSubstr(", input \"Blue\" ("));
+  ExpectOneLineWith(Ports("$MLOX watch --for 0.2 --follow id:99"), 1, "id:99: no output has this id");
+}
+
 TEST_F(PortsCommand, LatencyDrawsAHistogramAndAPicture) {
   const Result result = Ports("$MLOX latency --out Red --in Red --count 50 --svg times.svg && cat times.svg");
   EXPECT_EQ(result.mStatus, 0) << result.mError;
@@ -248,6 +292,22 @@ TEST_F(PortsCommand, LatencyTellsWhenNothingComesBackAndLeavesNoPicture) {
   ExpectOneLineWith(Ports("$MLOX latency --out Red --in Blue --count 5 --svg times.svg"), 1,
                     "message 1 of 5 didn't come back");
   EXPECT_THAT(Names(), Not(testing::Contains("times.svg")));
+}
+
+TEST_F(PortsCommand, LatencyIsMeasuredOnAChannelThatTheOutputListensOn) {
+  const Result result = Ports(
+      "$MLOX list >list; $MLOX studio add S >g; $MLOX studio wire S Blue; $MLOX studio set S --receive 2-4\n"
+      "$MLOX latency --out S --in S --count 3");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, HasSubstr("3 messages: p50 "));
+  ExpectOneLineWith(Ports("$MLOX studio set S --receive none && $MLOX latency --out S --in S --count 3"), 1,
+                    "S: listens on no channel");
+}
+
+TEST_F(PortsCommand, SendTakesANoteOnOfVelocity0) {
+  const Result result = Ports("MLOX_ASSERT=abort $MLOX send Red 90 3c 00");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mError, "");
 }
 
 TEST_F(PortsCommand, StudioPutsAnExternalDeviceInThePlaceOfItsPort) {
@@ -366,6 +426,46 @@ TEST_F(PortsCommand, WatchSeesAWireOfAnotherProcess) {
   EXPECT_EQ(result.mStatus, 0) << result.mError;
   EXPECT_THAT(result.mOutput, AllOf(HasSubstr("came     output  Strings"), HasSubstr("gone     output  Blue"),
                                     HasSubstr("lost     output  Blue")));
+}
+
+/// When `watch` saw an output of this name come, by the time it prints, in microseconds; none if it didn't
+/// yet.
+std::optional<std::int64_t> TimeOfComing(const std::string& iWatched, const std::string& iName) {
+  std::istringstream lines(iWatched);
+  for (std::string line; std::getline(lines, line) && !lines.eof();) {
+    std::istringstream words(line);
+    double seconds = 0;
+    std::string what, kind, name;
+    if (words >> seconds >> what >> kind >> name && what == "came" && kind == "output" && name == iName) {
+      return static_cast<std::int64_t>(seconds * 1e6);
+    }
+  }
+  return std::nullopt;
+}
+
+// From the return of the command that wires. The best of some tries counts: the machine may be busy.
+TEST_F(PortsCommand, WatchTellsOfAWireOfAnotherProcessWithinASecond) {
+  const std::string watched = mFolder / "watched";
+  std::int64_t best = INT64_MAX;
+  ASSERT_EQ(Ports("$MLOX studio add Strings >guid; $MLOX list >list").mStatus, 0);
+  for (int attempt = 0; attempt < 5 && best > 1'000'000; ++attempt) {
+    ASSERT_EQ(Ports("$MLOX watch --follow Blue >watched 2>watch_errors & echo $! >pid\n"
+                    "for i in $(seq 300); do grep -q found watched && break; sleep 0.1; done\n"
+                    "$MLOX studio wire Strings Blue")
+                  .mStatus,
+              0);
+    const std::int64_t wired = Sys_Clock::Microseconds();
+    std::optional<std::int64_t> seen;
+    while (!(seen = TimeOfComing(Test_ReadFile(watched), "Strings")) &&
+           Sys_Clock::Microseconds() < wired + 60'000'000) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    Ports("kill -INT $(cat pid); $MLOX studio unwire Strings Blue");
+    ASSERT_TRUE(seen) << Test_ReadFile(watched);
+    std::printf("seen %lld us after the command that wired\n", static_cast<long long>(*seen - wired));
+    best = std::min(best, *seen - wired);
+  }
+  EXPECT_LE(best, 1'000'000);
 }
 
 TEST_F(PortsCommand, NamesPatchesComeFromTheDevicesOwnDocument) {

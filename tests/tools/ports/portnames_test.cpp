@@ -123,6 +123,48 @@ TEST(FindPort, ShowsNoControlCharactersOfNames) {
   }
 }
 
+std::string FaultOfEither(const std::string& iText, const std::vector<tool::NamedPort>& iOutputs,
+                          const std::vector<tool::NamedPort>& iInputs) {
+  try {
+    const tool::PortPlace place = tool::FindPortOfEither(iOutputs, iInputs, iText);
+    return (place.mIsInput ? "input " : "output ") + std::to_string(place.mIndex);
+  } catch (const tool::ToolError& error) {
+    return error.what();
+  }
+}
+
+TEST(FindPortOfEither, PrefersAnOutputToTheInputOfTheSameName) {
+  EXPECT_EQ(FaultOfEither("Synth", kPorts, kPorts), "output 0");
+  EXPECT_EQ(FaultOfEither("Dr", kPorts, kPorts), "output 2");
+  EXPECT_EQ(FaultOfEither("1:00000004", kPorts, kPorts), "output 3");
+}
+
+TEST(FindPortOfEither, TakesAnInputWhereItFitsBetterOrNoOutputFits) {
+  const std::vector<tool::NamedPort> outputs{{"UM-1 Mixer", "1:00000001"}};
+  const std::vector<tool::NamedPort> inputs{{"Keys", "1:00000002"}, {"UM-1", "1:00000003"}};
+  EXPECT_EQ(FaultOfEither("UM-1", outputs, inputs), "input 1");
+  EXPECT_EQ(FaultOfEither("K", outputs, inputs), "input 0");
+  EXPECT_EQ(FaultOfEither("1:00000003", outputs, inputs), "input 1");
+}
+
+TEST(FindPortOfEither, ListsTheCandidatesOfBothKinds) {
+  const std::vector<tool::NamedPort> outputs{{"dump:input", "1:00000001"}};
+  const std::vector<tool::NamedPort> inputs{{"dum2:out", "1:00000002"}};
+  EXPECT_EQ(FaultOfEither("du", outputs, inputs),
+            "du: several ports fit, name one by its id: output \"dump:input\" (1:00000001), input "
+            "\"dum2:out\" (1:00000002)");
+  // Ambiguous among the outputs, whatever the inputs are.
+  EXPECT_THAT(FaultOfEither("Twin", kPorts, {{"Twin", "1:00000009"}}),
+              AllOf(HasSubstr("output \"Twin\" (1:00000004)"), HasSubstr("output \"Twin\" (1:00000005)"),
+                    HasSubstr("input \"Twin\" (1:00000009)")));
+}
+
+TEST(FindPortOfEither, TellsWhatThereIsOfBothKindsWhenNoneFits) {
+  EXPECT_EQ(FaultOfEither("x", {{"A", "1:1"}}, {{"B", "1:2"}}),
+            "x: no output or input has this name or id; there are output \"A\" (1:1), input \"B\" (1:2)");
+  EXPECT_EQ(FaultOfEither("x", {}, {}), "x: there is no output or input");
+}
+
 // A service whose one device and one input have just gone: the lists still count them.
 void AddServiceWithGoneOnes() {
   auto* serviceP = new Test_FakeService;

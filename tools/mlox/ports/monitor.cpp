@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
+#include <chrono>
 #include <limits>
 #include <map>
 #include <memory>
@@ -16,6 +16,7 @@
 #include "mlox/mlox_manager_listener.h"
 #include "mlox/mlox_persistentinput.h"
 #include "tools/mlox/interrupt.h"
+#include "tools/mlox/ports/checkedoutput.h"
 #include "tools/mlox/ports/messagetext.h"
 #include "tools/mlox/ports/portnames.h"
 #include "tools/mlox/ports/portsession.h"
@@ -45,12 +46,12 @@ class InputNames {
   std::map<Mlox_InputID, std::string> mNames;
 };
 
-void PrintLine(const ReceivedMessage& iMessage, const std::string& iInput) {
-  fmt::print("{:>12.6f}  {}  {}\n", static_cast<double>(iMessage.mTime) / 1e6,
-             FitColumns(ForTerminal(iInput), 24), MessageText(iMessage.mBytes));
+std::string LineOf(const ReceivedMessage& iMessage, const std::string& iInput) {
+  return fmt::format("{:>12.6f}  {}  {}", static_cast<double>(iMessage.mTime) / 1e6,
+                     FitColumns(ForTerminal(iInput), 24), MessageText(iMessage.mBytes));
 }
 
-void PrintJson(const ReceivedMessage& iMessage, const std::string& iInput) {
+std::string JsonOf(const ReceivedMessage& iMessage, const std::string& iInput) {
   JsonWriter json;
   json.BeginObject();
   json.Key("bytes");
@@ -64,7 +65,7 @@ void PrintJson(const ReceivedMessage& iMessage, const std::string& iInput) {
   json.Key("time_us");
   json.Number(iMessage.mTime);
   json.EndObject();
-  fmt::print("{}\n", json.GetText());
+  return json.GetText();
 }
 
 /// Prints on a thread of its own, so that a slow terminal holds up nobody.
@@ -74,26 +75,36 @@ class Printer {
       : mQueue(ioQueue), mNames(iNames), mThread([this, iJson] { Run(iJson); }) {}
   Printer(const Printer&) = delete;
   Printer& operator=(const Printer&) = delete;
-  /// Prints what has come before it ends.
-  ~Printer() {
-    mQueue.End();
-    mThread.join();
+  ~Printer() { End(); }
+
+  /// Whether nobody takes what is printed.
+  bool HasFailed() const { return mOutput.HasFailed(); }
+
+  /// Prints what has come. Throws ToolError when it couldn't print everything.
+  void Finish() {
+    End();
+    mOutput.Check();
   }
 
  private:
+  void End() {
+    mQueue.End();
+    if (mThread.joinable()) mThread.join();
+  }
+
   void Run(bool iJson) {
     ReceivedMessage message;
-    while (mQueue.Take(message, std::chrono::hours(1)) || !mQueue.HasEnded()) {
+    while (!HasFailed() && (mQueue.Take(message, std::chrono::hours(1)) || !mQueue.HasEnded())) {
       if (message.mBytes.empty()) continue;
       const std::string input = mNames.Get(message.mInput);
-      iJson ? PrintJson(message, input) : PrintLine(message, input);
-      std::fflush(stdout);
+      mOutput.PrintLine(iJson ? JsonOf(message, input) : LineOf(message, input));
       message.mBytes.clear();
     }
   }
 
   ReceivedQueue& mQueue;
   const InputNames& mNames;
+  CheckedOutput mOutput;
   std::thread mThread;
 };
 
@@ -143,11 +154,14 @@ void Monitor(const MonitorRequest& iRequest) {
   ReceivedQueue queue;
   InputNames names;
   const PortSession session;
-  const Printer printer(queue, names, iRequest.mJson);
-  const PortSession::Port port = PortSession::MakePort(&queue);
-  const Follower follower(session, iRequest.mInputs, *port, names);
-  const double seconds = iRequest.mSeconds > 0 ? iRequest.mSeconds : std::numeric_limits<double>::max();
-  session.IdleUntil([] { return Interrupt::HasHappened(); }, seconds);
+  Printer printer(queue, names, iRequest.mJson);
+  {
+    const PortSession::Port port = PortSession::MakePort(&queue);
+    const Follower follower(session, iRequest.mInputs, *port, names);
+    const double seconds = iRequest.mSeconds > 0 ? iRequest.mSeconds : std::numeric_limits<double>::max();
+    session.IdleUntil([&] { return Interrupt::HasHappened() || printer.HasFailed(); }, seconds);
+  }
+  printer.Finish();
 }
 
 }  // namespace tool

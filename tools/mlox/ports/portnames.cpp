@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <functional>
 
@@ -30,17 +31,47 @@ Indices Matching(const std::vector<NamedPort>& iPorts,
   return found;
 }
 
-std::string Candidates(const std::vector<NamedPort>& iPorts, const Indices& iIndices) {
+/// \param iKind  "output " or "input " before each, where both are listed
+std::string Candidates(const std::vector<NamedPort>& iPorts, const Indices& iIndices,
+                       const char* iKind = "") {
   std::string text;
   for (const std::size_t index : iIndices) {
     if (!text.empty()) text += ", ";
-    text += fmt::format("\"{}\" ({})", ForTerminal(iPorts[index].mName), iPorts[index].mId);
+    text += fmt::format("{}\"{}\" ({})", iKind, ForTerminal(iPorts[index].mName), iPorts[index].mId);
   }
   return text;
 }
 
 Indices All(const std::vector<NamedPort>& iPorts) {
   return Matching(iPorts, [](const NamedPort&) { return true; });
+}
+
+// An exact name wins over an id, an id over the beginning of a name.
+std::array<std::function<bool(const NamedPort&)>, 3> TestsOf(const std::string& iText) {
+  return {[&iText](const NamedPort& iPort) { return iPort.mName == iText; },
+          [&iText](const NamedPort& iPort) { return iPort.mId == iText; },
+          [&iText](const NamedPort& iPort) { return !iText.empty() && iPort.mName.starts_with(iText); }};
+}
+
+std::string CandidatesOfBoth(const std::vector<NamedPort>& iOutputs, const Indices& iFoundOutputs,
+                             const std::vector<NamedPort>& iInputs, const Indices& iFoundInputs) {
+  const std::string outputs = Candidates(iOutputs, iFoundOutputs, "output ");
+  const std::string inputs = Candidates(iInputs, iFoundInputs, "input ");
+  return outputs + (outputs.empty() || inputs.empty() ? "" : ", ") + inputs;
+}
+
+std::vector<NamedPort> NamesOf(const std::vector<Mlox_Device*>& iDevices) {
+  std::vector<NamedPort> ports;
+  ports.reserve(iDevices.size());
+  for (Mlox_Device* const deviceP : iDevices) ports.push_back({deviceP->GetName(), IdText(IdOf(*deviceP))});
+  return ports;
+}
+
+std::vector<NamedPort> NamesOf(const Mlox_InputList& iInputs) {
+  std::vector<NamedPort> ports;
+  ports.reserve(iInputs.size());
+  for (const Mlox_InputRef& input : iInputs) ports.push_back({input->GetName(), IdText(input->GetInputID())});
+  return ports;
 }
 
 // An exact name wins over an integer id, as it does over any other.
@@ -75,13 +106,8 @@ void CheckIntegerId(int iID, int iMaxID, const std::string& iText, const char* i
                               Candidates(iPorts, iFound)));
 }
 
-// An exact name wins over an id, an id over the beginning of a name.
 Indices Fitting(const std::vector<NamedPort>& iPorts, const std::string& iText) {
-  const std::function<bool(const NamedPort&)> tests[] = {
-      [&](const NamedPort& iPort) { return iPort.mName == iText; },
-      [&](const NamedPort& iPort) { return iPort.mId == iText; },
-      [&](const NamedPort& iPort) { return !iText.empty() && iPort.mName.starts_with(iText); }};
-  for (const auto& test : tests) {
+  for (const auto& test : TestsOf(iText)) {
     Indices found = Matching(iPorts, test);
     if (!found.empty()) return found;
   }
@@ -120,6 +146,26 @@ std::vector<std::string> FindSocket(const std::vector<NamedPort>& iOutputs,
   return ids;
 }
 
+PortPlace FindPortOfEither(const std::vector<NamedPort>& iOutputs, const std::vector<NamedPort>& iInputs,
+                           const std::string& iText) {
+  for (const auto& test : TestsOf(iText)) {
+    const Indices outputs = Matching(iOutputs, test);
+    const Indices inputs = Matching(iInputs, test);
+    if (outputs.empty() && inputs.empty()) continue;
+    const bool isOtherInput = std::any_of(inputs.begin(), inputs.end(), [&](std::size_t iIndex) {
+      return !outputs.empty() && iInputs[iIndex].mName != iOutputs[outputs.front()].mName;
+    });
+    if (outputs.size() == 1 && !isOtherInput) return {false, outputs.front()};
+    if (outputs.empty() && inputs.size() == 1) return {true, inputs.front()};
+    throw ToolError(fmt::format("{}: several ports fit, name one by its id: {}", ForTerminal(iText),
+                                CandidatesOfBoth(iOutputs, outputs, iInputs, inputs)));
+  }
+  const std::string all = CandidatesOfBoth(iOutputs, All(iOutputs), iInputs, All(iInputs));
+  if (all.empty()) throw ToolError(fmt::format("{}: there is no output or input", ForTerminal(iText)));
+  throw ToolError(
+      fmt::format("{}: no output or input has this name or id; there are {}", ForTerminal(iText), all));
+}
+
 std::optional<int> IntegerIdOf(const std::string& iText) {
   constexpr std::string_view kPrefix = "id:";
   if (!iText.starts_with(kPrefix)) return std::nullopt;
@@ -133,9 +179,7 @@ std::optional<int> IntegerIdOf(const std::string& iText) {
 
 Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText) {
   const std::vector<Mlox_Device*> devices = iSession.Outputs();
-  std::vector<NamedPort> ports;
-  ports.reserve(devices.size());
-  for (Mlox_Device* const deviceP : devices) ports.push_back({deviceP->GetName(), IdText(IdOf(*deviceP))});
+  const std::vector<NamedPort> ports = NamesOf(devices);
   if (const std::optional<int> id = IntegerIdOf(iText); id && !IsName(ports, iText)) {
     CheckIntegerId(*id, MidiOutputIDMapper::GetMaxID(), iText, "output");
     if (Mlox_Device* const deviceP = MidiOutputIDMapper::IDToDevice(*id)) return *deviceP;
@@ -146,15 +190,30 @@ Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText) {
 
 Mlox_InputRef FindInput(const PortSession& iSession, const std::string& iText) {
   const Mlox_InputList inputs = iSession.Inputs();
-  std::vector<NamedPort> ports;
-  ports.reserve(inputs.size());
-  for (const Mlox_InputRef& input : inputs) ports.push_back({input->GetName(), IdText(input->GetInputID())});
+  const std::vector<NamedPort> ports = NamesOf(inputs);
   if (const std::optional<int> id = IntegerIdOf(iText); id && !IsName(ports, iText)) {
     CheckIntegerId(*id, MidiInputIDMapper::GetMaxID(), iText, "input");
     if (Mlox_InputRef input = MidiInputIDMapper::IDToInput(*id)) return input;
     FailAsGone(iText, "input");
   }
   return inputs[FindPort(ports, iText, "input")];
+}
+
+OutputOrInput FindOutputOrInput(const PortSession& iSession, const std::string& iText) {
+  const std::vector<Mlox_Device*> devices = iSession.Outputs();
+  const Mlox_InputList inputs = iSession.Inputs();
+  const std::vector<NamedPort> outputNames = NamesOf(devices);
+  const std::vector<NamedPort> inputNames = NamesOf(inputs);
+  if (const std::optional<int> id = IntegerIdOf(iText);
+      id && !IsName(outputNames, iText) && !IsName(inputNames, iText)) {
+    // Outputs and inputs are numbered each from 1.
+    const bool isInput = *id > MidiOutputIDMapper::GetMaxID() && *id <= MidiInputIDMapper::GetMaxID();
+    if (isInput) return {nullptr, FindInput(iSession, iText)};
+    return {&FindOutput(iSession, iText), {}};
+  }
+  const PortPlace place = FindPortOfEither(outputNames, inputNames, iText);
+  if (place.mIsInput) return {nullptr, inputs[place.mIndex]};
+  return {devices[place.mIndex], {}};
 }
 
 }  // namespace tool

@@ -40,6 +40,17 @@ std::size_t FindPort(const std::vector<NamedPort>& iPorts, const std::string& iT
 std::vector<std::string> FindSocket(const std::vector<NamedPort>& iOutputs,
                                     const std::vector<NamedPort>& iInputs, const std::string& iText);
 
+/// The place of a port among outputs or among inputs.
+struct PortPlace {
+  bool mIsInput = false;
+  std::size_t mIndex = 0;
+};
+
+/// The same search among outputs and inputs at once: what fits better wins, and an output over an input of
+/// the same name. Ports of other names that fit as well make the text ambiguous. Throws ToolError.
+PortPlace FindPortOfEither(const std::vector<NamedPort>& iOutputs, const std::vector<NamedPort>& iInputs,
+                           const std::string& iText);
+
 /// The integer of "id:N", 0 to 2147483647; nothing for any other text.
 std::optional<int> IntegerIdOf(const std::string& iText);
 
@@ -50,5 +61,13 @@ std::optional<int> IntegerIdOf(const std::string& iText);
 Mlox_Device& FindOutput(const PortSession& iSession, const std::string& iText);
 /// The input of that name. Throws ToolError.
 Mlox_InputRef FindInput(const PortSession& iSession, const std::string& iText);
+
+/// One of the two.
+struct OutputOrInput {
+  Mlox_Device* mOutputP = nullptr;
+  Mlox_InputRef mInput;
+};
+/// The output of that name or, if it is none's, the input. Throws ToolError.
+OutputOrInput FindOutputOrInput(const PortSession& iSession, const std::string& iText);
 
 }  // namespace tool

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tools/mlox/ports/ports_command.h"
 
+#include <fmt/format.h>
+
+#include <cmath>
 #include <memory>
+#include <string>
 
 #include "tools/mlox/ports/latency.h"
 #include "tools/mlox/ports/list.h"
@@ -20,6 +24,15 @@ An OUTPUT or INPUT is named by its exact name, by the beginning of its name if n
 `mlox list` shows it, or as id:N by one of its integers there, which hold until a port comes or goes.
 MLOX_MIDI_DRIVERS (alsa, jack, loopback; comma between) chooses where ports come from.)";
 
+// Not a number, or without an end, is no time either.
+const CLI::Validator kSeconds(
+    [](const std::string& iText) -> std::string {
+      double seconds = 0;
+      const bool isTime = CLI::detail::lexical_cast(iText, seconds) && std::isfinite(seconds) && seconds > 0;
+      return isTime ? std::string() : fmt::format("'{}' is no number of seconds above 0", iText);
+    },
+    "POSITIVE");
+
 void RegisterList(CLI::App& iApp) {
   auto request = std::make_shared<ListRequest>();
   CLI::App* listP = iApp.add_subcommand("list", "The outputs and inputs that there are");
@@ -34,7 +47,7 @@ void RegisterMonitor(CLI::App& iApp) {
   CLI::App* monitorP = iApp.add_subcommand("monitor", "Print what arrives");
   monitorP->add_option("INPUT", request->mInputs,
                        "Inputs; all, also those that come later, if none is named");
-  monitorP->add_option("--for", request->mSeconds, "End after so many seconds")->check(CLI::PositiveNumber);
+  monitorP->add_option("--for", request->mSeconds, "End after so many seconds")->check(kSeconds);
   monitorP->add_flag("--json", request->mJson,
                      "One line of JSON a message: bytes, input, sysex_state, time_us");
   monitorP->footer(kNaming);
@@ -63,7 +76,7 @@ void RegisterPlay(CLI::App& iApp) {
   CLI::App* playP = iApp.add_subcommand("play", "Play a song, in time");
   playP->add_option("SONG", request->mSong, "A Standard MIDI File")->required();
   playP->add_option("--to", request->mOutput, "The output")->required();
-  playP->add_option("--seconds", request->mSeconds, "Only the beginning")->check(CLI::PositiveNumber);
+  playP->add_option("--seconds", request->mSeconds, "Only the beginning")->check(kSeconds);
   playP->add_option("--back", request->mBack,
                     "An input that is wired to the output: check that every byte comes back");
   playP->footer(std::string("\nCtrl-C stops it: what was written goes out, then every note is turned off. "
@@ -83,7 +96,7 @@ void RegisterWatch(CLI::App& iApp) {
   CLI::App* watchP = iApp.add_subcommand("watch", "Print every change of the lists as it happens");
   watchP->add_option("--follow", request->mFollow,
                      "An output or input: tell when a saved reference to it is lost and found again");
-  watchP->add_option("--for", request->mSeconds, "End after so many seconds")->check(CLI::PositiveNumber);
+  watchP->add_option("--for", request->mSeconds, "End after so many seconds")->check(kSeconds);
   watchP->footer(kNaming);
   watchP->callback([request] { Watch(*request); });
 }

@@ -4,9 +4,9 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <memory>
 
 #include "mdid/mdie_timestamp.h"
 #include "mlox/mlox_device.h"
@@ -23,16 +23,27 @@ namespace tool {
 namespace {
 
 // No more is read of a file: the wire would take a day and a half for it.
-constexpr std::streamsize kMaxFileBytes = std::streamsize{64} << 20;
+constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
 std::vector<std::uint8_t> ReadFile(const std::string& iPath) {
-  std::ifstream file(iPath, std::ios::binary);
-  if (!file) throw ToolError(fmt::format("{}: cannot read: {}", ForTerminal(iPath), std::strerror(errno)));
-  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (file.bad()) throw ToolError(fmt::format("{}: cannot read", ForTerminal(iPath)));
-  if (static_cast<std::streamsize>(bytes.size()) > kMaxFileBytes) {
-    throw ToolError(fmt::format("{}: larger than {} bytes", ForTerminal(iPath), kMaxFileBytes));
+  const auto fail = [&] {
+    throw ToolError(fmt::format("{}: cannot read: {}", ForTerminal(iPath), std::strerror(errno)));
+  };
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(iPath.c_str(), "rbe"), &std::fclose);
+  if (file == nullptr) fail();
+  std::vector<std::uint8_t> bytes;
+  constexpr std::size_t kBlock = 65536;
+  for (std::size_t count = kBlock; count == kBlock;) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + kBlock);
+    count = std::fread(bytes.data() + before, 1, kBlock, file.get());
+    if (std::ferror(file.get()) != 0) fail();
+    bytes.resize(before + count);
+    if (bytes.size() > kMaxFileBytes) {
+      throw ToolError(fmt::format("{}: larger than {} bytes", ForTerminal(iPath), kMaxFileBytes));
+    }
   }
+  if (bytes.empty()) throw ToolError(fmt::format("{}: is empty", ForTerminal(iPath)));
   return bytes;
 }
 

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <limits>
 #include <map>
 #include <memory>
@@ -18,6 +17,7 @@
 #include "mlox/mlox_persistentinput.h"
 #include "mlox/mlox_persistentoutput.h"
 #include "tools/mlox/interrupt.h"
+#include "tools/mlox/ports/checkedoutput.h"
 #include "tools/mlox/ports/portnames.h"
 #include "tools/mlox/ports/portsession.h"
 #include "tools/mlox/terminaltext.h"
@@ -42,43 +42,53 @@ PortMap InputsOf(const PortSession& iSession) {
   return ports;
 }
 
-void PrintChange(const char* iWhat, const char* iKind, const std::string& iName, const std::string& iId) {
-  fmt::print("{:>12.6f}  {:<8} {:<7} {}{}{}\n", static_cast<double>(Sys_Clock::Microseconds()) / 1e6, iWhat,
-             iKind, ForTerminal(iName), iId.empty() ? "" : "  ", iId);
-  std::fflush(stdout);
-}
-
-void PrintChanges(const PortMap& iBefore, const PortMap& iNow, const char* iKind) {
-  for (const auto& [id, name] : iBefore) {
-    if (!iNow.contains(id)) PrintChange("gone", iKind, name, id);
+/// Prints changes, a line each.
+class ChangePrinter {
+ public:
+  void Print(const char* iWhat, const char* iKind, const std::string& iName, const std::string& iId) {
+    mOutput.PrintLine(fmt::format("{:>12.6f}  {:<8} {:<7} {}{}{}",
+                                  static_cast<double>(Sys_Clock::Microseconds()) / 1e6, iWhat, iKind,
+                                  ForTerminal(iName), iId.empty() ? "" : "  ", iId));
   }
-  for (const auto& [id, name] : iNow) {
-    const auto before = iBefore.find(id);
-    if (before == iBefore.end()) {
-      PrintChange("came", iKind, name, id);
-    } else if (before->second != name) {
-      PrintChange("renamed", iKind, name, id);
+
+  void PrintAll(const PortMap& iBefore, const PortMap& iNow, const char* iKind) {
+    for (const auto& [id, name] : iBefore) {
+      if (!iNow.contains(id)) Print("gone", iKind, name, id);
+    }
+    for (const auto& [id, name] : iNow) {
+      const auto before = iBefore.find(id);
+      if (before == iBefore.end()) {
+        Print("came", iKind, name, id);
+      } else if (before->second != name) {
+        Print("renamed", iKind, name, id);
+      }
     }
   }
-}
+
+  const CheckedOutput& Output() const { return mOutput; }
+
+ private:
+  CheckedOutput mOutput;
+};
 
 /// A reference as saved work keeps it.
 class Followed {
  public:
   /// The name is that of an output or, if no output has it, of an input. Throws ToolError.
   Followed(const PortSession& iSession, const std::string& iName) : mName(iName) {
-    try {
-      mOutput.emplace(FindOutput(iSession, iName).GetCommonOutput());
-    } catch (const ToolError&) {
-      mInput.emplace(FindInput(iSession, iName)->GetDeviceDescriptor());
+    const OutputOrInput found = FindOutputOrInput(iSession, iName);
+    if (found.mOutputP != nullptr) {
+      mOutput.emplace(found.mOutputP->GetCommonOutput());
+    } else {
+      mInput.emplace(found.mInput->GetDeviceDescriptor());
     }
   }
 
   /// Searches, and tells when the answer is another than before.
-  void Check() {
+  void Check(ChangePrinter& ioPrinter) {
     const bool isOnline = mOutput ? mOutput->IsOnline() : mInput->IsOnline();
     if (mWasOnline == isOnline) return;
-    PrintChange(isOnline ? "found" : "lost", mOutput ? "output" : "input", mName, {});
+    ioPrinter.Print(isOnline ? "found" : "lost", mOutput ? "output" : "input", mName, {});
     mWasOnline = isOnline;
   }
 
@@ -92,29 +102,32 @@ class Followed {
 class Watcher final : public Mlox_Manager_Listener {
  public:
   Watcher(const PortSession& iSession, const std::vector<std::string>& iFollow) : mSession(iSession) {
+    for (const std::string& name : iFollow) mFollowed.push_back(std::make_unique<Followed>(iSession, name));
     Mlox_Manager_OutputsChanged(true);
     Mlox_Manager_InputsChanged();
-    for (const std::string& name : iFollow) mFollowed.push_back(std::make_unique<Followed>(iSession, name));
     Mlox_Manager::Singleton()->AddListener(this);
   }
 
   void Mlox_Manager_OutputsChanged(bool) override {
     PortMap now = OutputsOf(mSession);
-    PrintChanges(mOutputs, now, "output");
+    mPrinter.PrintAll(mOutputs, now, "output");
     mOutputs = std::move(now);
   }
   void Mlox_Manager_InputsChanged() override {
     PortMap now = InputsOf(mSession);
-    PrintChanges(mInputs, now, "input");
+    mPrinter.PrintAll(mInputs, now, "input");
     mInputs = std::move(now);
   }
 
   void CheckFollowed() {
-    for (const auto& followed : mFollowed) followed->Check();
+    for (const auto& followed : mFollowed) followed->Check(mPrinter);
   }
+
+  const CheckedOutput& Output() const { return mPrinter.Output(); }
 
  private:
   const PortSession& mSession;
+  ChangePrinter mPrinter;
   PortMap mOutputs;
   PortMap mInputs;
   std::vector<std::unique_ptr<Followed>> mFollowed;
@@ -128,9 +141,10 @@ void Watch(const WatchRequest& iRequest) {
   Watcher watcher(session, iRequest.mFollow);
   const auto isDone = [&] {
     watcher.CheckFollowed();
-    return Interrupt::HasHappened();
+    return Interrupt::HasHappened() || watcher.Output().HasFailed();
   };
   session.IdleUntil(isDone, iRequest.mSeconds > 0 ? iRequest.mSeconds : std::numeric_limits<double>::max());
+  watcher.Output().Check();
 }
 
 }  // namespace tool
