@@ -40,6 +40,12 @@ constexpr std::chrono::milliseconds kLookAgainAfter{200};
 // What is a fifth of that stays below a frame.
 constexpr std::chrono::milliseconds kMeasureEvery{200};
 
+// Marks our ports for the drivers of other processes, to which they are plumbing and no devices. A port has
+// its flags from the moment it is there; jackd2 keeps those that it doesn't know, and PipeWire hands them on.
+// No header knows one above 0x10, so that nobody sets just these.
+constexpr unsigned long kDriversPort = 0x4D4C0000;
+constexpr unsigned long kMarks = 0x7FFF0000;
+
 // libjack's messages are the process's, not a client's. While we knock at a closed door again and again, they
 // say nothing new.
 std::atomic<bool> sIsQuiet{false};
@@ -519,6 +525,9 @@ void Platform_JackSession::AddPort(const std::string& iName, std::vector<Platfor
     return;
   }
   const int flags = jack_port_flags(port);
+  if ((static_cast<unsigned long>(flags) & kMarks) == kDriversPort) {
+    return;
+  }
   Platform_PortInfo info;
   info.mDriver = "jack";
   info.mIsInput = (flags & JackPortIsOutput) != 0;
@@ -642,7 +651,7 @@ std::shared_ptr<Platform_JackWay> Platform_JackSession::OpenHere(const std::stri
   way->mTarget = NameOfHandle(iHandle);
   way->mOurName = FreeName(iIsInput);
   way->mPortP = jack_port_register(mClientP.load(), way->mOurName.c_str(), JACK_DEFAULT_MIDI_TYPE,
-                                   iIsInput ? JackPortIsInput : JackPortIsOutput, 0);
+                                   (iIsInput ? JackPortIsInput : JackPortIsOutput) | kDriversPort, 0);
   if (way->mPortP == nullptr) {
     return nullptr;
   }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The command over a JACK server, heard and fed by programs that nobody here wrote.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <jack/jack.h>
 #include <signal.h>
 #include <stdlib.h>
 
@@ -293,8 +295,58 @@ TEST_F(JackCommand, PlayGoesOnWhenTheProgramThatItPlaysToIsStartedAgain) {
   play.Stop(SIGINT);
 }
 
-// ---- what comes in ----
+// The other processes hold a port in each direction. What has no mark is listed, whatever it is called.
+TEST_F(JackCommand, PortsOfOtherProcessesDriversAreNoDevicesAndAreNotRemembered) {
+  ASSERT_TRUE(mPeer.AddSource("source"));
+  ASSERT_TRUE(mPeer.AddSink("sink"));
+  Test_JackClient namesake;
+  ASSERT_EQ(namesake.Open("mlox"), "");
+  ASSERT_TRUE(namesake.AddSource("out 1"));
+  ASSERT_TRUE(namesake.AddSink("in 1"));
+  Test_Program monitor({MLOX_TEST_TOOL, "monitor", "peer:source"});
+  const Test_Bytes song =
+      Test_OneTrackSong({0x87, 0x68, 0x90, 60,   100,  0x87, 0x68, 0x90, 61,   100,  0x87, 0x68, 0x90,
+                         62,   100,  0x87, 0x68, 0x90, 63,   100,  0x87, 0x68, 0x90, 64,   100});
+  const std::string file = mFolder / "song.mid";
+  std::ofstream(file, std::ios::binary)
+      .write(reinterpret_cast<const char*>(song.data()), static_cast<std::streamsize>(song.size()));
+  Test_Program play({MLOX_TEST_TOOL, "play", file, "--to", "peer:sink"});
+  const auto countOfOurs = [&] {
+    int count = 0;
+    for (const char* const name : {"peer:source", "peer:sink"}) {
+      const char** const ends =
+          jack_port_get_all_connections(mPeer.Get(), jack_port_by_name(mPeer.Get(), name));
+      for (const char** end = ends; end != nullptr && *end != nullptr; ++end) ++count;
+      if (ends != nullptr) jack_free(ends);
+    }
+    return count;
+  };
+  ASSERT_TRUE(Test_WaitFor([&] { return countOfOurs() == 2; })) << monitor.Output() << play.Output();
+  const std::string listing = mFolder / "listing";
+  ASSERT_EQ(std::system((std::string(MLOX_TEST_TOOL " list --all --json >").append(listing)).c_str()), 0);
+  const auto list = nlohmann::json::parse(Test_ReadFile(listing));
+  EXPECT_EQ(countOfOurs(), 2) << "both were there while the list was made";
+  const auto namesOf = [&](const char* iKind) {
+    std::vector<std::string> names;
+    for (const auto& row : list[iKind]) names.push_back(row["name"].get<std::string>());
+    return names;
+  };
+  // PipeWire calls the tools' clients as it calls the namesake.
+  const auto isLikeOurs = [](const std::string& iName) { return iName.starts_with("mlox"); };
+  for (const char* const kind : {"inputs", "outputs"}) {
+    const std::vector<std::string> names = namesOf(kind);
+    EXPECT_EQ(std::count_if(names.begin(), names.end(), isLikeOurs), 1) << testing::PrintToString(names);
+  }
+  EXPECT_THAT(namesOf("inputs"),
+              testing::IsSupersetOf({std::string("peer:source"), namesake.Name() + ":out 1"}));
+  EXPECT_THAT(namesOf("outputs"),
+              testing::IsSupersetOf({std::string("peer:sink"), namesake.Name() + ":in 1"}));
+  monitor.Stop(SIGINT);
+  play.Stop(SIGINT);
+  namesake.Close();
+}
 
+// ---- what comes in ----
 TEST_F(JackCommand, WhatJackMidiseqSendsIsMonitoredCompleteAndInOrder) {
   // A loop of 2,400 frames with two notes: on and off of both, over and over.
   Run({"jack_midiseq", "seq", "2400", "0", "60", "600", "1200", "63", "600"}, "seq:out");
