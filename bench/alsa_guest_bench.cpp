@@ -22,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -55,6 +56,17 @@ void Sleep(int iMicroseconds) { std::this_thread::sleep_for(std::chrono::microse
   std::exit(1);
 }
 
+// What was printed, by case and who, in microseconds.
+struct Row {
+  double mLeast = 0;
+  double mMiddle = 0;
+  double mMost = 0;
+};
+std::map<std::string, Row>& Rows() {
+  static std::map<std::string, Row> sRows;
+  return sRows;
+}
+
 void Print(const std::string& iCase, const std::string& iWho, std::vector<std::int64_t> ioTimes) {
   if (ioTimes.empty()) {
     Fail(iCase + ": nothing was measured for " + iWho);
@@ -67,6 +79,56 @@ void Print(const std::string& iCase, const std::string& iWho, std::vector<std::i
   };
   fmt::print("{:<10}{:<34}{:>9.2f}{:>9.2f}{:>9.2f}{:>9.2f}{:>8}\n", iCase, iWho, at(0), at(0.5), at(0.99),
              at(1), ioTimes.size());
+  Rows()[iCase + ", " + iWho] = {at(0), at(0.5), at(1)};
+}
+
+// ---- goals ----
+
+constexpr char kOurArrival[] = "mlox, one port";
+constexpr char kRtMidi[] = "RtMidi " RTMIDI_VERSION;
+constexpr char kOurWrite[] = "mlox, WriteEvent";
+constexpr char kBareWrite[] = "bare driver call";
+constexpr char kOurAhead[] = "mlox";
+
+const Row& RowOf(const std::string& iCase, const std::string& iWho) {
+  const auto found = Rows().find(iCase + ", " + iWho);
+  if (found == Rows().end()) {
+    Fail(iCase + ": no figures for " + iWho);
+  }
+  return found->second;
+}
+
+void PrintGoal(bool iIsReached, const std::string& iText) {
+  fmt::print("goal {}: {}\n", iIsReached ? "reached" : "MISSED ", iText);
+}
+
+// As the other benchmarks print theirs; a miss doesn't fail the program.
+void PrintGoals() {
+  constexpr double kMostArrival = 15;
+  constexpr double kMostWrite = 1.5;
+  constexpr double kMostLate = 200;
+  const double ours = RowOf("arrival", kOurArrival).mMiddle;
+  const double rtMidi = RowOf("arrival", kRtMidi).mMiddle;
+  const double write = RowOf("write", kOurWrite).mMiddle;
+  const double bareWrite = RowOf("write", kBareWrite).mMiddle;
+  const Row& ahead = RowOf("ahead", kOurAhead);
+  fmt::print(
+      "\narrival p50, ratio of mlox to the others: RtMidi {:.2f}, bare client {:.2f}, one that polls "
+      "{:.2f}\n",
+      ours / rtMidi, ours / RowOf("arrival", "bare client").mMiddle,
+      ours / RowOf("arrival", "bare client that polls").mMiddle);
+  fmt::print("write p50, ratio of mlox to the bare driver call: {:.2f}\n", write / bareWrite);
+  PrintGoal(ours < kMostArrival, fmt::format("arrival p50 under {} us : {:.2f}", kMostArrival, ours));
+  PrintGoal(ours < rtMidi, fmt::format("arrival p50 under RtMidi's {:.2f} us : {:.2f}", rtMidi, ours));
+  const double eight = RowOf("arrival", "mlox, 8 ports").mMiddle;
+  PrintGoal(eight < rtMidi,
+            fmt::format("arrival p50 with 8 ports under RtMidi's {:.2f} us : {:.2f}", rtMidi, eight));
+  PrintGoal(write <= kMostWrite * bareWrite,
+            fmt::format("write p50 at most {:.2f} us ({} x bare driver call) : {:.2f}",
+                        kMostWrite * bareWrite, kMostWrite, write));
+  PrintGoal(ahead.mLeast >= 0, fmt::format("ahead never early : {:.2f} us at the least", ahead.mLeast));
+  PrintGoal(ahead.mMost <= kMostLate,
+            fmt::format("ahead at most {} us late : {:.2f} us at most", kMostLate, ahead.mMost));
 }
 
 // A client with one port that others may subscribe to in both directions.
@@ -237,7 +299,7 @@ void ArrivalOfBareClient(bool iPolls) {
 }
 
 void ArrivalOfRtMidi() {
-  Arrivals arrivals("RtMidi " RTMIDI_VERSION);
+  Arrivals arrivals(kRtMidi);
   RtMidiIn input(RtMidi::LINUX_ALSA, "bench rtmidi", 1'024);
   unsigned port = 0;
   while (port < input.getPortCount() && input.getPortName(port).find("bench source") == std::string::npos) {
@@ -263,7 +325,7 @@ class Receiver : public Mlox_RawMidiReceiver {
 };
 
 void ArrivalOfOurs(std::size_t iPorts) {
-  Arrivals arrivals(iPorts == 1 ? "mlox, one port" : fmt::format("mlox, {} ports", iPorts).c_str());
+  Arrivals arrivals(iPorts == 1 ? kOurArrival : fmt::format("mlox, {} ports", iPorts).c_str());
   Receiver receiver(arrivals);
   std::vector<std::unique_ptr<Client>> idle;
   Mlox_InputList inputs = {FindInput("bench source")};
@@ -359,7 +421,7 @@ void WriteOfBareClient() {
   Sink sink(true);
   Client writer("bench writer", SND_SEQ_NONBLOCK);
   snd_seq_connect_to(writer.Handle(), writer.Port(), sink.Get().Id(), sink.Get().Port());
-  Write("bare driver call", [&](int iValue) {
+  Write(kBareWrite, [&](int iValue) {
     snd_seq_event_t event = writer.Program(iValue % 128);
     snd_seq_event_output_direct(writer.Handle(), &event);
   });
@@ -394,7 +456,7 @@ void WriteOfOurs() {
   Sink sink(true);
   const Cmn_AliasedRefCountPtr<Mlox_Output> output(FindOutput("bench sink").GetOutputForChannel(0));
   const Mlox_OutputContextRef context = Manager().GetDefaultOutputContext();
-  Write("mlox, WriteEvent", [&](int iValue) {
+  Write(kOurWrite, [&](int iValue) {
     output->WriteEvent(Mdie_Timestamp(), Mdie_ProgramEvent(static_cast<unsigned char>(iValue % 128)),
                        context);
   });
@@ -406,7 +468,7 @@ void AheadOfOurs() {
   const Mlox_OutputContextRef context = Manager().GetDefaultOutputContext();
   // The clock's second reading, without which no time can be told.
   Sleep(150'000);
-  Ahead("mlox", sink, [&](std::int64_t iTime, int iValue) {
+  Ahead(kOurAhead, sink, [&](std::int64_t iTime, int iValue) {
     output->WriteEvent(Mdie_Timestamp(Time_Sample(iTime / 1'000)),
                        Mdie_ProgramEvent(static_cast<unsigned char>(iValue % 128)), context);
   });
@@ -428,6 +490,7 @@ int main() {
   WriteOfOurs();
   AheadOfBareClient();
   AheadOfOurs();
+  PrintGoals();
   Manager().RemoveAllServices();
   Mlox_Init::Free();
   return 0;
