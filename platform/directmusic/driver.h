@@ -117,7 +117,7 @@ class Platform_Driver {
   virtual ~Platform_Driver() = default;
   virtual const char* Name() const = 0;
   /// Begins to follow ports. False with a reason for people when that can't be had now; Start may be tried
-  /// again.
+  /// again. True with a reason when what the ports belong to doesn't answer: they come when it does.
   virtual bool Start(Platform_DriverHost* iHostP, std::string& oReason) = 0;
   /// Ends it. Connections were let go before.
   virtual void Stop() = 0;

@@ -51,8 +51,15 @@ std::vector<std::string> SplitNames(const std::string& iText) {
 std::unique_ptr<Platform_Driver> Started(const std::string& iName, Platform_DriverHost* iHostP,
                                          const Platform_DriverMaker& iMake) {
   std::unique_ptr<Platform_Driver> driver = iMake(iName);
-  std::string reason = "this build does not have it";
-  if (driver != nullptr && driver->Start(iHostP, reason)) {
+  if (driver == nullptr) {
+    Sys_Utils::DebugString("mlox: MIDI driver " + iName + " is not used: this build does not have it");
+    return nullptr;
+  }
+  std::string reason;
+  if (driver->Start(iHostP, reason)) {
+    if (!reason.empty()) {
+      Sys_Utils::DebugString("mlox: MIDI driver " + iName + " has no ports yet: " + reason);
+    }
     return driver;
   }
   Sys_Utils::DebugString("mlox: MIDI driver " + iName + " is not used: " + reason);

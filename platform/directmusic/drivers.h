@@ -32,7 +32,7 @@ std::vector<std::unique_ptr<Platform_Driver>> Platform_StartDrivers(
 struct Platform_DriverTrial {
   bool mIsBuilt = false;  ///< this build has a driver of that name
   bool mStarts = false;
-  std::string mReason;  ///< why it does not start, for people
+  std::string mReason;  ///< why it does not start, or starts and has no ports yet; for people
   int mInputs = 0;      ///< ports that give MIDI to us
   int mOutputs = 0;
 };

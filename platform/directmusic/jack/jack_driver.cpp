@@ -63,7 +63,12 @@ Platform_JackDriver::~Platform_JackDriver() { Stop(); }
 bool Platform_JackDriver::Start(Platform_DriverHost* iHostP, std::string& oReason) {
   Stop();
   mSessionP = std::make_shared<Platform_JackSession>();
-  if (mSessionP->Begin(iHostP)) {
+  const Platform_JackBegin begin = mSessionP->Begin(iHostP);
+  if (begin == Platform_JackBegin::kDone) {
+    return true;
+  }
+  if (begin == Platform_JackBegin::kSilent) {
+    oReason = "the JACK server does not answer";
     return true;
   }
   oReason = "no JACK server runs";

@@ -145,7 +145,7 @@ Platform_JackSession::~Platform_JackSession() {
 
 // ---- the driver ----
 
-bool Platform_JackSession::Begin(Platform_DriverHost* iHostP) {
+Platform_JackBegin Platform_JackSession::Begin(Platform_DriverHost* iHostP) {
   {
     const std::lock_guard lock(mHostMutex);
     mHostP = iHostP;
@@ -162,8 +162,12 @@ bool Platform_JackSession::Begin(Platform_DriverHost* iHostP) {
     mNextJoin = NextOpening();
     joined->store(Clock::now() < mNextJoin || JoinServer());
   };
+  mFirstJoin = task;
   Post(task);
-  return WaitFor(task, kEndPatience) && joined->load();
+  if (!WaitFor(task, kPatience)) {
+    return Platform_JackBegin::kSilent;
+  }
+  return joined->load() ? Platform_JackBegin::kDone : Platform_JackBegin::kNoServer;
 }
 
 void Platform_JackSession::End() {
@@ -176,7 +180,9 @@ void Platform_JackSession::End() {
   bool hasEnded = false;
   {
     std::unique_lock lock(mTaskMutex);
-    hasEnded = mTaskDone.wait_for(lock, kEndPatience, [this] { return mHasEnded; });
+    // A server that has never answered has been waited for already.
+    const auto patience = mFirstJoin->mIsDone ? kEndPatience : std::chrono::milliseconds(0);
+    hasEnded = mTaskDone.wait_for(lock, patience, [this] { return mHasEnded; });
   }
   if (hasEnded) {
     mThread.join();

@@ -27,6 +27,13 @@
 /// application's own clients we know nothing.
 std::mutex& Platform_JackOpenMutex();
 
+/// What has come of beginning.
+enum class Platform_JackBegin {
+  kDone,      ///< a server is joined, or will be when that may be
+  kSilent,    ///< one stands still: it is joined when it goes on
+  kNoServer,  ///< none runs
+};
+
 /// The client, and the one thread that calls libjack for it (the callbacks excepted): a call into libjack may
 /// hang with its server, and then nobody else does. Who asks that thread for something waits 2 seconds at
 /// most. Made by Begin, ended by End; shared with the thread.
@@ -39,9 +46,10 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
 
   /// \name The driver, one call at a time
   /// @{
-  /// Starts the thread and joins the server. False when none runs; End is due all the same. While others have
-  /// their time to close their clients of a server that has died, true and no port: it joins after that.
-  bool Begin(Platform_DriverHost* iHostP);
+  /// Starts the thread and joins the server, for which it waits two seconds. End is due whatever comes of it.
+  /// While others have their time to close their clients of a server that has died, done without a port: it
+  /// joins after that.
+  Platform_JackBegin Begin(Platform_DriverHost* iHostP);
   /// Leaves the server. The host is not called any more.
   void End();
   /// Connects to a port by its handle; null when it is not there.
@@ -118,6 +126,7 @@ class Platform_JackSession : public std::enable_shared_from_this<Platform_JackSe
   std::mutex mTaskMutex;
   std::condition_variable mTaskDone;
   std::deque<std::shared_ptr<Task>> mTasks;
+  std::shared_ptr<Task> mFirstJoin;
   bool mHasEnded = true;
 
   std::thread mThread;

@@ -7,7 +7,9 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -344,6 +346,40 @@ TEST_F(JackCommand, PortsOfOtherProcessesDriversAreNoDevicesAndAreNotRemembered)
   monitor.Stop(SIGINT);
   play.Stop(SIGINT);
   namesake.Close();
+}
+
+// ---- a server that stands still ----
+
+TEST_F(JackCommand, ListWaitsTwoSecondsForAServerThatStandsStill) {
+  ASSERT_TRUE(mPeer.AddSink("sink"));
+  ASSERT_EQ(::kill(mServer.ProcessId(), SIGSTOP), 0);
+  const auto begin = std::chrono::steady_clock::now();
+  const std::string listing = mFolder / "listing";
+  const int status = std::system((std::string(MLOX_TEST_TOOL " list >").append(listing)).c_str());
+  const auto taken = std::chrono::steady_clock::now() - begin;
+  ASSERT_EQ(::kill(mServer.ProcessId(), SIGCONT), 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_GE(taken, std::chrono::seconds(2));
+  // What the tool itself takes on a busy machine comes on top.
+  EXPECT_LT(taken, std::chrono::seconds(6));
+  const std::string said = Test_ReadFile(listing);
+  EXPECT_TRUE(said.starts_with("There are no MIDI ports.")) << said;
+  EXPECT_NE(said.find("`mlox doctor`"), std::string::npos) << said;
+}
+
+TEST_F(JackCommand, WatchSeesThePortsOfAServerThatGoesOnAgain) {
+  ASSERT_TRUE(mPeer.AddSink("sink"));
+  ASSERT_EQ(::kill(mServer.ProcessId(), SIGSTOP), 0);
+  Test_Program watch({MLOX_TEST_TOOL, "watch"});
+  const auto log = [&] {
+    const std::string path = mFolder / "debug.log";
+    return std::filesystem::exists(path) ? Test_ReadFile(path) : std::string();
+  };
+  EXPECT_TRUE(Test_WaitFor([&] { return log().find("has no ports yet") != std::string::npos; })) << log();
+  ASSERT_EQ(::kill(mServer.ProcessId(), SIGCONT), 0);
+  EXPECT_TRUE(Test_WaitFor([&] { return watch.Output().find("peer:sink") != std::string::npos; }))
+      << watch.Output() << log();
+  watch.Stop(SIGINT);
 }
 
 // ---- what comes in ----

@@ -85,7 +85,7 @@ TEST_F(JackDoctor, DoesNotWaitForAServerThatStandsStill) {
   ASSERT_EQ(::kill(mServer.ProcessId(), SIGCONT), 0);
   EXPECT_EQ(jack["state"], "wrong") << jack;
   EXPECT_TRUE(Seen(jack).starts_with(Server())) << jack;
-  EXPECT_TRUE(Seen(jack).ends_with(") does not answer within 5 s")) << jack;
+  EXPECT_NE(Seen(jack).find(") does not answer"), std::string::npos) << jack;
   EXPECT_EQ(jack["mend"].size(), 1u);
   // Longer than the driver itself may take, were it asked in the tool's own process.
   EXPECT_LT(taken, std::chrono::seconds(60));

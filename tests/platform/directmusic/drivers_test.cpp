@@ -28,7 +28,7 @@ class FakeDriver : public Platform_Driver {
   FakeDriver(std::string iName, bool iStarts) : mName(std::move(iName)), mStarts(iStarts) {}
   const char* Name() const override { return mName.c_str(); }
   bool Start(Platform_DriverHost*, std::string& oReason) override {
-    oReason = "it is not there";
+    oReason = mStarts ? "" : "it is not there";
     return mStarts;
   }
   void Stop() override {}

@@ -321,6 +321,12 @@ TEST_F(DriverChecks, APipeWireThatDoesNotRunIsStarted) {
                    {"systemctl --user start pipewire"});
 }
 
+TEST_F(DriverChecks, AServerThatTheDriverWaitsForIsSaidNotToAnswer) {
+  mMachine.mJack = {true, LookEnd::kDone, {true, true, "the JACK server does not answer", 0, 0}};
+  Test_ExpectWrong(CheckJack(mMachine), "a JACK server (/usr/lib/libjack.so.0) does not answer",
+                   {"kill -KILL $(pidof jackd jackdbus)  # then start the server again"});
+}
+
 TEST_F(DriverChecks, AServerThatHangsIsSaidSo) {
   mMachine.mJack = {true, LookEnd::kTooLong, {true, false, "", 0, 0}};
   Test_ExpectWrong(CheckJack(mMachine), "a JACK server (/usr/lib/libjack.so.0) does not answer within 5 s",

@@ -165,10 +165,10 @@ std::string ServerKind(const Machine& iMachine) {
                      iMachine.mJackServer.mLibrary.empty() ? "libjack" : iMachine.mJackServer.mLibrary);
 }
 
-Finding SilentServer(const Machine& iMachine) {
+Finding SilentServer(const Machine& iMachine, const std::string& iHow) {
   const bool isPipeWire = iMachine.mJackServer.mIsPipeWire;
   return WrongIf(!IsUnwanted(iMachine, kJack), kJack,
-                 fmt::format("{} does not answer within {} s", ServerKind(iMachine), kLookSeconds),
+                 fmt::format("{} does not answer{}", ServerKind(iMachine), iHow),
                  {isPipeWire ? "systemctl --user restart pipewire"
                              : "kill -KILL $(pidof jackd jackdbus)  # then start the server again"});
 }
@@ -278,7 +278,9 @@ Finding CheckJack(const Machine& iMachine) {
   if (driver.mEnd == LookEnd::kNotHad) {
     return NotTried(iMachine, kJack, !IsUnwanted(iMachine, kJack), ServerKind(iMachine));
   }
-  if (driver.mEnd == LookEnd::kTooLong) return SilentServer(iMachine);
+  if (driver.mEnd == LookEnd::kTooLong) {
+    return SilentServer(iMachine, fmt::format(" within {} s", kLookSeconds));
+  }
   if (driver.mEnd == LookEnd::kDied) {
     return WrongIf(!IsUnwanted(iMachine, kJack), kJack,
                    fmt::format("a program that joins {} ends at once", ServerKind(iMachine)),
@@ -286,6 +288,8 @@ Finding CheckJack(const Machine& iMachine) {
   }
   if (!driver.mTrial.mIsBuilt) return NotBuilt(iMachine, kJack, "libjack-jackd2-dev");
   if (!HasStarted(driver)) return NoServer(iMachine);
+  // The driver has waited for it, and has gone on without.
+  if (!driver.mTrial.mReason.empty()) return SilentServer(iMachine, "");
   return Ok(kJack, fmt::format("{} answers: {}", ServerKind(iMachine), PortsText(driver.mTrial)));
 }
 
