@@ -32,14 +32,15 @@ class Application : public Mdi_AppCallback {
 //! [application]
 //! [far end]
 // The other end of the cable, for proof: what comes in there. A note needs none of it.
-class FarEnd : public Mlox_RawMidiReceiver {
- public:
+struct FarEnd : public Mlox_RawMidiReceiver {
   FarEnd() : mPortP(Mlox_Manager::Singleton()->CreateInputPort(this)) {
     if (Mlox_Manager::Singleton()->GetNumberOfInputs() > 0)
       mPortP->ConnectToInputs({Mlox_Manager::Singleton()->GetInput(0)});
   }
   int ReceiveRawMidi(Mlox_MidiData* iDataP) override {
-    if (iDataP->mLength == 3 && mCount < 2) std::copy_n(iDataP->mData, 3, mBytes[mCount++]);
+    if (iDataP->mLength != 3 || mCount == 2) return 0;
+    std::copy_n(iDataP->mData, 3, mBytes[mCount]);
+    ++mCount;  // not before the bytes are there
     return 0;
   }
   void Print() {
@@ -48,8 +49,6 @@ class FarEnd : public Mlox_RawMidiReceiver {
     for (int i = 0; i < mCount; ++i)
       std::printf("%02x %02x %02x\n", mBytes[i][0], mBytes[i][1], mBytes[i][2]);
   }
-
- private:
   std::unique_ptr<Mlox_InputPort> mPortP;
   unsigned char mBytes[2][3] = {};
   std::atomic<int> mCount{0};

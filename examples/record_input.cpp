@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -22,7 +23,6 @@
 #include "mlox/mlox_rawmidireceiver.h"
 
 namespace {
-
 class Application : public Mdi_AppCallback {
  public:
   std::int64_t SampleToMicroseconds(Time_Sample iSampleTime) override { return iSampleTime.AsInt64(); }
@@ -47,7 +47,6 @@ class Recorder : public Mlox_RawMidiReceiver {
   std::atomic<std::size_t> mCount{0};
 };
 //! [receiver]
-
 }  // namespace
 
 int main() {
@@ -67,7 +66,8 @@ int main() {
   for (const signed char drum : drums) {
     outputP->WriteEvent(Mdie_Timestamp(), Mdie_NoteOnEvent(drum, 100), managerP->GetDefaultOutputContext());
   }
-  while (recorder.mCount.load(std::memory_order_acquire) < 3) std::this_thread::yield();
+  for (int i = 0; i < 1000 && recorder.mCount.load(std::memory_order_acquire) < 3; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // 10 s at most
   portP->CloseCurrentConnections();  // after it, the recorder is never called again
   for (std::size_t i = 0; i < recorder.mCount; ++i) {
     const auto& bytes = recorder.mMessages[i];
@@ -75,5 +75,4 @@ int main() {
     std::printf("%02x %02x %02x%s\n", bytes[0], bytes[1], bytes[2], isLate ? " out of order" : "");
   }
   managerP->RemoveAllServices();
-  return 0;
 }

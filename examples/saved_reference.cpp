@@ -50,7 +50,7 @@ void WaitUntilOnline(const Mlox_PersistentOutput& iReference, bool iIsOnline) {
 }  // namespace
 
 int main() {
-  setenv("MLOX_MIDI_DRIVERS", "loopback", 0);
+  setenv("MLOX_MIDI_DRIVERS", "loopback", 1);  // a port of its own, to pull and plug
   setenv("MLOX_LOOPBACK_PORTS", "Synth", 1);
   static Application application;
   static Mem2_MasterAllocator allocator;

@@ -240,9 +240,9 @@ void ExpectNothingLookedAt(const json& iAnswer, const std::string& iWhy, const s
       EXPECT_THAT(seen, testing::Not(HasSubstr(guess)));
     }
   }
-  EXPECT_THAT(names, testing::IsSupersetOf({"drivers", "loopback", "realtime_priority", "locked_memory",
-                                            "studio", "patch_names", "device_types", "excluded_ports",
-                                            "settings", "environment"}));
+  EXPECT_THAT(names, testing::IsSupersetOf({"drivers", "loopback", "realtime_priority", "receive_priority",
+                                            "locked_memory", "studio", "patch_names", "device_types",
+                                            "excluded_ports", "settings", "environment"}));
 }
 
 TEST_F(DoctorCommand, WithoutAProcessForItsLooksItSaysThatItHasNotLooked) {

@@ -13,10 +13,11 @@ using nlohmann::json;
 using tool::Finding;
 
 TEST(Examination, EveryCheckAnswersAlwaysInTheSameOrder) {
-  const std::vector<std::string> names = {"drivers",  "alsa",        "audio_group",       "jack",
-                                          "pipewire", "loopback",    "realtime_priority", "locked_memory",
-                                          "studio",   "patch_names", "device_types",      "excluded_ports",
-                                          "settings", "tracing",     "environment"};
+  const std::vector<std::string> names = {
+      "drivers",        "alsa",     "audio_group",       "jack",
+      "pipewire",       "loopback", "realtime_priority", "receive_priority",
+      "locked_memory",  "studio",   "patch_names",       "device_types",
+      "excluded_ports", "settings", "tracing",           "environment"};
   for (const tool::Machine& machine : {Test_GoodMachine(), tool::Machine()}) {
     std::vector<std::string> found;
     for (const Finding& finding : Examine(machine)) found.push_back(finding.mName);

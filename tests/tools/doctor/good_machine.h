@@ -26,7 +26,7 @@ inline tool::Machine Test_GoodMachine() {
   machine.mJackServer.mHasJackd = true;
   machine.mProcesses = {1000, 1000};
   machine.mOpenFiles = {1024, 4096};
-  machine.mRealtime = {{95, 95}, true, {UINT64_MAX, UINT64_MAX}, 2 * 1024 * 1024, true};
+  machine.mRealtime = {{95, 95}, true, {30, 30}, true, {UINT64_MAX, UINT64_MAX}, 2 * 1024 * 1024, true};
   machine.mStudio.mLook.mResult = Platform_StudioLookResult::kGood;
   machine.mStudio.mLook.mPath = "/home/ann/studio.db";
   machine.mStudio.mLook.mVersion = 1;

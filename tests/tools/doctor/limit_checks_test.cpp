@@ -110,6 +110,23 @@ TEST_F(LimitChecks, LimitsThatCouldNotBeTriedAreNotSaidToRefuse) {
                    {"mlox doctor  # looks again"});
 }
 
+TEST_F(LimitChecks, ThreadsThatReceiveAreToldTheirNiceValue) {
+  Test_ExpectOk(CheckReceivePriority(mMachine), "threads that receive run at a nice value of -10");
+}
+
+TEST_F(LimitChecks, WithoutTheNiceValueTheGroupGetsIt) {
+  mMachine.mRealtime.mTakesNice = false;
+  mMachine.mRealtime.mNice = {0, 0};
+  Test_ExpectNote(
+      CheckReceivePriority(mMachine), "what arrives waits for its turn",
+      {"echo '@audio - nice -10' | sudo tee -a /etc/security/limits.d/95-audio.conf", "# then log in again"});
+  mMachine.mIsContainer = true;
+  Test_ExpectNote(CheckReceivePriority(mMachine), "what arrives waits for its turn",
+                  {"# start the container with --ulimit nice=30"});
+  mMachine.mRealtime.mNice.mHard = 30;
+  Test_ExpectNote(CheckReceivePriority(mMachine), "what arrives waits for its turn", {"ulimit -e 30"});
+}
+
 TEST_F(LimitChecks, PinnedMemoryIsToldWithItsLimit) {
   Test_ExpectOk(CheckLockedMemory(mMachine), "the library pins 2 MB; the limit is no limit");
   mMachine.mRealtime.mMemory.mSoft = 8 * 1024 * 1024;

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <sstream>
 
@@ -202,6 +203,8 @@ tool::RealtimeFacts WithLimits(rlim_t iPriority, rlim_t iMemory, bool iIsNobody)
     const rlimit memory{iMemory, iMemory};
     ::setrlimit(RLIMIT_RTPRIO, &priority);
     ::setrlimit(RLIMIT_MEMLOCK, &memory);
+    const rlimit nice{0, 0};
+    ::setrlimit(RLIMIT_NICE, &nice);
     if (iIsNobody && ::geteuid() == 0 && ::setuid(65534) != 0) ::_exit(2);
     return tool::LookAtRealtime();
   };
@@ -226,6 +229,18 @@ TEST_F(SystemLook, MemoryThatFitsIntoTheLimitIsPinned) {
   // Room for one of both pools is too little.
   const auto almost = static_cast<rlim_t>(roomy.mPoolBytes - 300'000);
   EXPECT_EQ(WithLimits(0, almost, true).mIsPinned, Test_kPinningIsFaked);
+}
+
+TEST_F(SystemLook, TheNiceValueOfThreadsThatReceiveIsTried) {
+  const tool::RealtimeFacts refused = WithLimits(0, 65536, true);
+  EXPECT_FALSE(refused.mTakesNice);
+  EXPECT_EQ(refused.mNice.mHard, 0u);
+  // As whoever runs the tests, what the command of that name gets.
+  tool::RealtimeFacts own;
+  ASSERT_EQ(tool::LookInChild<tool::RealtimeFacts>(std::chrono::minutes(1), &tool::LookAtRealtime, own),
+            tool::LookEnd::kDone);
+  EXPECT_EQ(own.mTakesNice,
+            std::system("test \"$(nice -n -$((10 + $(nice))) nice 2>/dev/null)\" -le -10") == 0);
 }
 
 // ---- tracing ----

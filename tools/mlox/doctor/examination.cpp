@@ -51,8 +51,8 @@ std::vector<Finding> Examine(const Machine& iMachine) {
   std::vector<Finding> findings;
   for (const auto check :
        {&CheckDrivers, &CheckAlsa, &CheckAudioGroup, &CheckJack, &CheckPipeWire, &CheckLoopback,
-        &CheckRealtimePriority, &CheckLockedMemory, &CheckStudio, &CheckPatchNames, &CheckDeviceTypes,
-        &CheckExcludedPorts, &CheckSettings, &CheckTracing}) {
+        &CheckRealtimePriority, &CheckReceivePriority, &CheckLockedMemory, &CheckStudio, &CheckPatchNames,
+        &CheckDeviceTypes, &CheckExcludedPorts, &CheckSettings, &CheckTracing}) {
     findings.push_back(check(iMachine));
   }
   const std::vector<Finding> ofEnvironment = CheckEnvironment(iMachine);

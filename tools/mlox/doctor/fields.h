@@ -114,8 +114,9 @@ void Visit(Fields& ioFields, FolderFacts& ioFacts) {
 
 template <class Fields>
 void Visit(Fields& ioFields, RealtimeFacts& ioFacts) {
-  ioFields(ioFacts.mPriority.mSoft, ioFacts.mPriority.mHard, ioFacts.mIsGranted, ioFacts.mMemory.mSoft,
-           ioFacts.mMemory.mHard, ioFacts.mPoolBytes, ioFacts.mIsPinned);
+  ioFields(ioFacts.mPriority.mSoft, ioFacts.mPriority.mHard, ioFacts.mIsGranted, ioFacts.mNice.mSoft,
+           ioFacts.mNice.mHard, ioFacts.mTakesNice, ioFacts.mMemory.mSoft, ioFacts.mMemory.mHard,
+           ioFacts.mPoolBytes, ioFacts.mIsPinned);
 }
 
 }  // namespace tool

@@ -46,7 +46,8 @@ PathFacts NearestFolder(const std::string& iPath) {
   while (folder.has_relative_path() && LookAtPath(folder.string()).mKind == PathKind::kNothing) {
     folder = folder.parent_path();
   }
-  return LookAtPath(folder.string());
+  // Above the first folder of a relative path is the one that the process is in.
+  return LookAtPath(folder.empty() ? "." : folder.string());
 }
 
 // Whether a folder belongs to a tree in which the kernel shows itself. Whatever the rights of such a folder

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "cmn/sys_rawthread.h"
 #include "tools/mlox/doctor/driver_checks.h"
 #include "tools/mlox/doctor/mending.h"
 
@@ -55,6 +56,25 @@ Finding CheckRealtimePriority(const Machine& iMachine) {
   if (limit.mHard > 0)
     return {kName, state, seen, {fmt::format("ulimit -r {}", std::min<std::uint64_t>(limit.mHard, 99))}};
   return {kName, state, seen, LimitMend(iMachine, "rtprio 95")};
+}
+
+Finding CheckReceivePriority(const Machine& iMachine) {
+  constexpr const char* kName = "receive_priority";
+  constexpr int kLimit = 20 - Sys_RawThread::kNice;  // as RLIMIT_NICE counts
+  const RealtimeFacts& realtime = iMachine.mRealtime;
+  if (realtime.mEnd != LookEnd::kDone) {
+    return NotLooked(iMachine, kName, "the priority of what arrives", realtime.mEnd);
+  }
+  if (realtime.mTakesNice) {
+    return Ok(kName, fmt::format("threads that receive run at a nice value of {}", Sys_RawThread::kNice));
+  }
+  const std::string seen =
+      fmt::format("threads that receive may not take a nice value of {}: what arrives waits for its turn",
+                  Sys_RawThread::kNice);
+  if (realtime.mNice.mHard >= kLimit)
+    return {kName, FindingState::kNote, seen, {fmt::format("ulimit -e {}", kLimit)}};
+  return {kName, FindingState::kNote, seen,
+          LimitMend(iMachine, fmt::format("nice {}", Sys_RawThread::kNice))};
 }
 
 Finding CheckLockedMemory(const Machine& iMachine) {

@@ -93,6 +93,8 @@ struct JackFacts {
 struct RealtimeFacts {
   LimitFacts mPriority;         ///< RLIMIT_RTPRIO
   bool mIsGranted = false;      ///< a thread that asked for real-time scheduling got it
+  LimitFacts mNice;             ///< RLIMIT_NICE: 20 less the lowest nice value that may be taken
+  bool mTakesNice = false;      ///< a thread took the nice value of Sys_RawThread::kNice
   LimitFacts mMemory;           ///< RLIMIT_MEMLOCK, bytes
   std::int64_t mPoolBytes = 0;  ///< what the library pins in an application, to begin with
   bool mIsPinned = false;       ///< all of that could be

@@ -127,9 +127,12 @@ Lines SequencerAccessMend(const Machine& iMachine) {
 Lines LimitMend(const Machine& iMachine, const std::string& iLimit) {
   if (iMachine.mIsContainer) {
     const std::size_t blank = iLimit.find(' ');
-    const std::string value = iLimit.substr(blank + 1);
-    return {fmt::format("# start the container with --ulimit {}={}", iLimit.substr(0, blank),
-                        value == "unlimited" ? "-1" : value)};
+    const std::string name = iLimit.substr(0, blank);
+    std::string value = iLimit.substr(blank + 1);
+    if (value == "unlimited") value = "-1";
+    // A container counts as the kernel does, from 20 down; the file of limits has the nice value itself.
+    if (name == "nice") value = std::to_string(20 - std::stoi(value));
+    return {fmt::format("# start the container with --ulimit {}={}", name, value)};
   }
   // What a group is granted doesn't reach root.
   const bool isRoot = iMachine.mUser.mIsRoot;

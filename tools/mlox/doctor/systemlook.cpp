@@ -23,6 +23,7 @@
 
 #include "cmn/mem2_masterallocator.h"
 #include "cmn/ps_util.h"
+#include "cmn/sys_rawthread.h"
 #include "diagnostics/quiltracenames.h"
 #include "tools/mlox/doctor/filelook.h"
 
@@ -243,6 +244,7 @@ LimitFacts LookAtLimit(int iResource) {
 RealtimeFacts LookAtRealtime() {
   RealtimeFacts facts;
   facts.mPriority = LookAtLimit(RLIMIT_RTPRIO);
+  facts.mNice = LookAtLimit(RLIMIT_NICE);
   facts.mMemory = LookAtLimit(RLIMIT_MEMLOCK);
   // What an application has: the pool that the library makes when it is loaded, and one of its own. A child
   // inherits the first without its pins, so as much is pinned here again.
@@ -253,6 +255,8 @@ RealtimeFacts LookAtRealtime() {
   PSUtil_PageAlignedFree(blockP);
   facts.mPoolBytes = static_cast<std::int64_t>(shared.mBytes + own.mBytes);
   facts.mIsPinned = isSharedPinned && own.mLockFailures == 0;
+  facts.mTakesNice = ::getpriority(PRIO_PROCESS, 0) <= Sys_RawThread::kNice ||
+                     ::setpriority(PRIO_PROCESS, 0, Sys_RawThread::kNice) == 0;
   sched_param lowest{};
   lowest.sched_priority = 1;
   facts.mIsGranted = ::sched_setscheduler(0, SCHED_FIFO, &lowest) == 0;
