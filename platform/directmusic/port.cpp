@@ -186,9 +186,8 @@ Platform_SendResult Platform_OutputPort::Dispatch(std::int64_t iNow, std::int64_
                                                   const std::uint8_t* iBytes, std::size_t iLength) {
   const std::int64_t time = std::max(iTime, iNow);
   const bool isPiece = IsSysexPiece(iBytes[0]);
-  const bool isWhole = !isPiece || (!mSysexIsOpen && iBytes[0] == 0xF0 && iBytes[iLength - 1] == 0xF7);
   // Drivers play by time: what sounds before the pieces that were handed over is not in their way.
-  if (IsRealTime(iBytes[0]) || (isWhole && time < mFirstPieceTime)) {
+  if (IsRealTime(iBytes[0]) || (time < mFirstPieceTime && (!isPiece || IsWhole(iBytes, iLength)))) {
     return mOutputP->SendNow(iNow, time, iBytes, iLength);
   }
   if (isPiece) {
@@ -201,9 +200,14 @@ Platform_SendResult Platform_OutputPort::Dispatch(std::int64_t iNow, std::int64_
   if (message == nullptr) {
     return Platform_SendResult::kFull;
   }
-  mHeld.Append(message);
+  mHeld.Push(message);
   mHost.WakeWorker();
   return Platform_SendResult::kTaken;
+}
+
+// A driver gets it at one time, so nothing can fall into it.
+bool Platform_OutputPort::IsWhole(const std::uint8_t* iBytes, std::size_t iLength) const {
+  return !mSysexIsOpen && iBytes[0] == 0xF0 && iBytes[iLength - 1] == 0xF7;
 }
 
 Platform_SendResult Platform_OutputPort::SendPiece(std::int64_t iNow, std::int64_t iTime,
@@ -217,10 +221,11 @@ Platform_SendResult Platform_OutputPort::SendPiece(std::int64_t iNow, std::int64
   }
   const std::int64_t time = std::max(iTime, mLastPieceTime);
   const Platform_SendResult result = mOutputP->SendNow(iNow, time, iBytes, iLength);
-  if (result != Platform_SendResult::kTaken) {
+  if (result != Platform_SendResult::kTaken || IsWhole(iBytes, iLength)) {
     return result;
   }
-  if (!mSysexIsOpen) {
+  // The message before may not have begun to sound: nothing may fall into that one either.
+  if (!mSysexIsOpen && mLastPieceTime <= iNow) {
     mFirstPieceTime = time;
   }
   mLastPieceTime = time;

@@ -134,6 +134,7 @@ class Platform_OutputPort final : public Platform_Port {
                                std::size_t iLength);
   Platform_SendResult SendPiece(std::int64_t iNow, std::int64_t iTime, const std::uint8_t* iBytes,
                                 std::size_t iLength);
+  bool IsWhole(const std::uint8_t* iBytes, std::size_t iLength) const;
   Platform_SendResult FlushHeld(std::int64_t iNow);
   void AbandonStaleSysex(std::int64_t iNow);
   std::int64_t DispatchDue(std::int64_t iNow);
@@ -142,9 +143,10 @@ class Platform_OutputPort final : public Platform_Port {
   std::unique_ptr<Platform_DriverOutput> mOutputP;
   Platform_MidiSplitter mSplitter;
   Platform_TimedQueue mQueue;
-  Platform_MessageList mHeld;
+  Platform_TimedQueue mHeld;  // behind a system exclusive message
   bool mSysexIsOpen = false;
-  // Of the latest system exclusive message that went out in pieces, or whole.
+  // Of the system exclusive messages that went out in pieces: the beginning of the first and the end of the
+  // last of those that may not have sounded yet.
   std::int64_t mFirstPieceTime = 0;
   std::int64_t mLastPieceTime = 0;
   // Of a connection whose latency is fixed, so that the latency clock needs no lock; else kNotFixed.

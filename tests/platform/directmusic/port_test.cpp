@@ -325,6 +325,37 @@ TEST_F(HoldingOutputPort, WhatSoundsBeforeASystemExclusiveBeginsDoesNotWaitForIt
                                            {kNow + 9000, {0xC0, 1}}}));
 }
 
+TEST_F(HoldingOutputPort, NothingFallsIntoTheFirstOfTwoSystemExclusivesThatWereHandedOverAhead) {
+  EXPECT_EQ(Play(kNow + 5000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 9000, kEnd), S_OK);
+  EXPECT_EQ(Play(kNow + 20000, kOther), S_OK);
+  EXPECT_EQ(Play(kNow + 7000, kNoteOn), S_OK);
+  EXPECT_EQ(Play(kNow + 15000, kNoteOff), S_OK);
+  EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow + 5000, kBegin},
+                                           {kNow + 9000, kEnd},
+                                           {kNow + 20000, kOther},
+                                           {kNow + 9000, kNoteOn},
+                                           {kNow + 15000, kNoteOff}}));
+}
+
+TEST_F(HoldingOutputPort, NorWhileTheSecondIsOpen) {
+  EXPECT_EQ(Play(kNow + 5000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 9000, kEnd), S_OK);
+  EXPECT_EQ(Play(kNow + 20000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 7000, kNoteOn), S_OK);
+  EXPECT_EQ(Play(kNow + 30000, kEnd), S_OK);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kBegin, kEnd, kBegin, kEnd, kNoteOn}));
+}
+
+TEST_F(HoldingOutputPort, WhatIsHeldKeepsTheOrderOfItsTimes) {
+  EXPECT_EQ(Play(kNow + 5000, kBegin), S_OK);
+  EXPECT_EQ(Play(kNow + 8000, kNoteOff), S_OK);
+  EXPECT_EQ(Play(kNow + 7000, kNoteOn), S_OK);
+  EXPECT_EQ(Play(kNow + 7000, {0xC0, 1}), S_OK);
+  EXPECT_EQ(Play(kNow + 9000, kEnd), S_OK);
+  EXPECT_EQ(TakeHeard(), (std::vector<Bytes>{kBegin, kEnd, kNoteOn, {0xC0, 1}, kNoteOff}));
+}
+
 TEST_F(HoldingOutputPort, APieceDoesNotGoOutBeforeTheOneItFollows) {
   EXPECT_EQ(Play(kNow + 5000, kBegin), S_OK);
   EXPECT_EQ(Play(kNow + 4000, kEnd), S_OK);
