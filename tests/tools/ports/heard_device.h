@@ -37,14 +37,9 @@ class Test_HeardDevice : public testing::Test, public Platform_DriverHost {
     mDriver.Stop();
     Platform_LoopbackPorts::Unplug(kPort);
   }
-  void PortsMayHaveChanged() override {}
-
-  /// Opens the port's input, also anew when the port has been plugged in again.
-  void Listen() {
-    for (const Platform_PortInfo& port : mDriver.Ports()) {
-      if (port.mIsInput && port.mName == kPort) mInputP = mDriver.OpenInput(port);
-    }
-  }
+  /// On the thread that plugs, and ahead of hosts that started later: what goes out as soon as the port is
+  /// back is heard.
+  void PortsMayHaveChanged() override { Listen(); }
 
   std::unique_ptr<Platform_DriverOutput> OpenOutput(const std::string& iName) {
     for (const Platform_PortInfo& port : mDriver.Ports()) {
@@ -55,7 +50,9 @@ class Test_HeardDevice : public testing::Test, public Platform_DriverHost {
 
   /// All that has arrived so far. What arrived before the input was opened anew stays.
   const std::vector<Bytes>& Heard() {
-    while (mInputP->Read(mPiece)) mHeard.emplace_back(mPiece.mBytes, mPiece.mBytes + mPiece.mLength);
+    while (mInputP != nullptr && mInputP->Read(mPiece)) {
+      mHeard.emplace_back(mPiece.mBytes, mPiece.mBytes + mPiece.mLength);
+    }
     return mHeard;
   }
   bool WaitUntilHeard(std::size_t iCount) {
@@ -88,9 +85,20 @@ class Test_HeardDevice : public testing::Test, public Platform_DriverHost {
   Test_TempFolder mFolder;
 
  private:
+  // Opens the port's input, anew only when the port has been plugged in anew.
+  void Listen() {
+    for (const Platform_PortInfo& port : mDriver.Ports()) {
+      if (!port.mIsInput || port.mName != kPort || port.mHandle == mHandle) continue;
+      Heard();
+      mHandle = port.mHandle;
+      mInputP = mDriver.OpenInput(port);
+    }
+  }
+
   Test_Environment mDrivers{"MLOX_MIDI_DRIVERS", "loopback"};
   Test_Environment mDatabase{"MLOX_STUDIO_DB", mFolder / "studio.db"};
   Platform_LoopbackDriver mDriver;
+  std::string mHandle;
   std::unique_ptr<Platform_DriverInput> mInputP;
   Platform_Piece mPiece;
   std::vector<Bytes> mHeard;

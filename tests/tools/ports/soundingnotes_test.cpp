@@ -8,11 +8,11 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Message = std::array<std::uint8_t, 3>;
+using Message = tool::SoundingNotes::Message;
 
 tool::SoundingNotes After(const std::vector<std::vector<std::uint8_t>>& iMessages) {
   tool::SoundingNotes notes;
-  for (const auto& message : iMessages) notes.Note(message);
+  for (const auto& message : iMessages) notes.Note(message, 0);
   return notes;
 }
 
@@ -44,6 +44,54 @@ TEST(SoundingNotes, AreHeldByPedalsUntilTheseAreUp) {
   EXPECT_THAT(After({{0xB1, 64, 64}, {0xB2, 66, 127}, {0xB3, 67, 127}}).Releases(),
               ElementsAre(Message{0xB1, 64, 0}, Message{0xB2, 66, 0}));
   EXPECT_THAT(After({{0xB1, 64, 127}, {0xB1, 64, 63}, {0xB1, 66, 64}, {0xB1, 121, 0}}).Releases(), IsEmpty());
+}
+
+// One message every 10 ms, the first at 10.
+tool::SoundingNotes InTime(const std::vector<std::vector<std::uint8_t>>& iMessages) {
+  tool::SoundingNotes notes;
+  std::int64_t due = 0;
+  for (const auto& message : iMessages) notes.Note(message, due += 10);
+  return notes;
+}
+
+TEST(SoundingNotes, GoOnWhenTheirEndWasNotDueBeforeTheDeviceWent) {
+  auto notes = InTime({{0x90, 60, 1}, {0xB1, 64, 127}, {0x80, 60, 64}, {0xB1, 64, 0}});
+  EXPECT_THAT(notes.Releases(), IsEmpty());
+  notes.Settle(20);
+  notes.Lose(29);
+  EXPECT_THAT(notes.Releases(), ElementsAre(Message{0x80, 60, 64}, Message{0xB1, 64, 0}));
+}
+
+TEST(SoundingNotes, DoNotBeginWhenTheyWereNotDueBeforeTheDeviceWent) {
+  auto notes = InTime({{0x90, 60, 1}, {0x90, 61, 1}, {0xB0, 66, 127}});
+  notes.Settle(10);
+  notes.Lose(19);
+  EXPECT_THAT(notes.Releases(), ElementsAre(Message{0x80, 60, 64}));
+}
+
+TEST(SoundingNotes, MayGoOnWhenTheirEndIsNotSettledBeforeTheDeviceWent) {
+  const std::vector<std::vector<std::uint8_t>> messages = {{0x90, 60, 1},  {0x80, 60, 64},  {0x90, 60, 1},
+                                                           {0x80, 60, 64}, {0xB1, 66, 127}, {0xB1, 121, 0}};
+  auto notes = InTime(messages);
+  notes.Lose(1000);
+  EXPECT_THAT(notes.Releases(), ElementsAre(Message{0x80, 60, 64}, Message{0xB1, 66, 0}))
+      << "the key was never down twice";
+  auto settled = InTime(messages);
+  settled.Settle(60);
+  settled.Lose(1000);
+  EXPECT_THAT(settled.Releases(), IsEmpty());
+}
+
+TEST(SoundingNotes, EndWithTheirReleases) {
+  auto notes = InTime({{0x90, 60, 1}, {0xB1, 64, 127}, {0x80, 60, 64}});
+  notes.Lose(20);
+  for (const Message& release : notes.Releases()) notes.Note(release, 30);
+  EXPECT_THAT(notes.Releases(), IsEmpty());
+}
+
+TEST(SoundingNotes, LeavePedalsThatAreReleasedAlone) {
+  const auto notes = InTime({{0x90, 60, 1}, {0xB1, 64, 127}, {0xB2, 66, 127}, {0xB2, 66, 0}, {0xBF, 66, 64}});
+  EXPECT_THAT(notes.PedalReleases(), ElementsAre(Message{0xB1, 64, 0}, Message{0xBF, 66, 0}));
 }
 
 TEST(SoundingNotes, AreNoMatterOfOtherMessages) {

@@ -6,7 +6,6 @@
 #include <limits>
 #include <thread>
 
-#include "cmn/cmn_aliasedrefcountptr.h"
 #include "cmn/sys_clock.h"
 #include "mdid/mdie_systemevents.h"
 #include "mlox/mlox_device.h"
@@ -48,6 +47,7 @@ const Mlox_PersistentOutput& OutputWriter::ReferenceFor(SongMessageKind iKind, s
 void OutputWriter::NoteGoing() {
   if (mIsAway) return;
   mIsAway = true;
+  ++mGaps;
   const std::int64_t now = Sys_Clock::Microseconds();
   mLost += static_cast<std::size_t>(
       std::count_if(mAhead.begin(), mAhead.end(), [now](std::int64_t iDue) { return iDue > now; }));
@@ -64,29 +64,44 @@ bool OutputWriter::FindAgain() {
   return true;
 }
 
-void OutputWriter::Write(const Mdie_Timestamp& iTimestamp, SongMessageKind iKind,
-                         std::span<const std::uint8_t> iBytes) {
-  if (iBytes.empty()) return;
+// Null if there is none that the message could go to.
+Cmn_AliasedRefCountPtr<Mlox_Output> OutputWriter::TakeOutput(SongMessageKind iKind,
+                                                             std::span<const std::uint8_t> iBytes) {
+  if (iBytes.empty()) return nullptr;
   const Mlox_PersistentOutput& reference = ReferenceFor(iKind, iBytes[0]);
-  if (reference.IsNull()) return;
-  const Cmn_AliasedRefCountPtr<Mlox_Output> output(reference.GetOutput());
-  if (!IsLive(output.get())) {
-    NoteGoing();
-    ++mLost;
-    return;
-  }
+  if (reference.IsNull()) return nullptr;
+  if (IsLive(reference.GetOutput())) return reference.GetOutput();
+  NoteGoing();
+  ++mLost;
+  return nullptr;
+}
+
+// The one step that a thread of its own may do: what references hold, and whether a device is there, is
+// known on the session's thread alone.
+void OutputWriter::WriteTo(Mlox_Output& ioOutput, const Mdie_Timestamp& iTimestamp, SongMessageKind iKind,
+                           std::span<const std::uint8_t> iBytes) {
   const std::int64_t now = Sys_Clock::Microseconds();
   const std::int64_t due = iTimestamp.IsImmediate() ? now : iTimestamp.AsSample().AsInt64();
   // Before the write: one that is paced takes as long as the wire.
   mBacklog.Add(due, iBytes.size());
-  output->WriteEvent(iTimestamp, MakeEvent(iKind, iBytes),
-                     Mlox_Manager::Singleton()->GetDefaultOutputContext());
-  if (iBytes.size() > kPiece) {
-    if (!IsLive(output.get())) ++mLost;
-    return;
-  }
+  ioOutput.WriteEvent(iTimestamp, MakeEvent(iKind, iBytes),
+                      Mlox_Manager::Singleton()->GetDefaultOutputContext());
+  if (iBytes.size() > kPiece) return;
   while (!mAhead.empty() && mAhead.front() <= now) mAhead.pop_front();
   if (due > now) mAhead.push_back(due);
+}
+
+// What took its time may have lost its device meanwhile.
+void OutputWriter::NoteWritten(Mlox_Output& ioOutput, std::size_t iBytes) {
+  if (iBytes > kPiece && !IsLive(&ioOutput)) ++mLost;
+}
+
+void OutputWriter::Write(const Mdie_Timestamp& iTimestamp, SongMessageKind iKind,
+                         std::span<const std::uint8_t> iBytes) {
+  const auto output = TakeOutput(iKind, iBytes);
+  if (!output) return;
+  WriteTo(*output, iTimestamp, iKind, iBytes);
+  NoteWritten(*output, iBytes.size());
 }
 
 bool OutputWriter::WriteIdling(const PortSession& iSession, const Mdie_Timestamp& iTimestamp,
@@ -95,13 +110,16 @@ bool OutputWriter::WriteIdling(const PortSession& iSession, const Mdie_Timestamp
     Write(iTimestamp, iKind, iBytes);
     return true;
   }
+  // Held until the thread has ended, whatever Idle finds about the device meanwhile.
+  const auto output = TakeOutput(iKind, iBytes);
+  if (!output) return true;
   const WireBacklog before = mBacklog;
   const std::int64_t start = Sys_Clock::Microseconds();
   std::atomic<bool> isWritten{false};
   bool isCut = false;
   {
     const std::jthread writer([&] {
-      Write(iTimestamp, iKind, iBytes);
+      WriteTo(*output, iTimestamp, iKind, iBytes);
       isWritten.store(true);
     });
     const auto isDone = [&] {
@@ -115,6 +133,7 @@ bool OutputWriter::WriteIdling(const PortSession& iSession, const Mdie_Timestamp
     };
     iSession.IdleUntil(isDone, std::numeric_limits<double>::max());
   }
+  NoteWritten(*output, iBytes.size());
   if (isCut) {
     // The wire has no more to carry than what was sent of it: as much as time allowed, and a piece.
     const auto sent = static_cast<std::size_t>((Sys_Clock::Microseconds() - start) / kMicrosecondsPerByte);

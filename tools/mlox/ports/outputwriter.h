@@ -9,6 +9,7 @@
 #include <deque>
 #include <span>
 
+#include "cmn/cmn_aliasedrefcountptr.h"
 #include "mdid/mdie_timestamp.h"
 #include "mlox/mlox_persistentoutput.h"
 #include "tools/mlox/ports/wirebacklog.h"
@@ -46,6 +47,9 @@ class OutputWriter {
   /// were written before but not due when its going was noticed.
   std::size_t Lost() const { return mLost; }
 
+  /// How often the device's going was noticed.
+  std::size_t Gaps() const { return mGaps; }
+
   /// All notes off, on each channel output. Never the common output: it would send resets.
   void AllNotesOff();
 
@@ -61,6 +65,10 @@ class OutputWriter {
 
  private:
   const Mlox_PersistentOutput& ReferenceFor(SongMessageKind iKind, std::uint8_t iStatus) const;
+  Cmn_AliasedRefCountPtr<Mlox_Output> TakeOutput(SongMessageKind iKind, std::span<const std::uint8_t> iBytes);
+  void WriteTo(Mlox_Output& ioOutput, const Mdie_Timestamp& iTimestamp, SongMessageKind iKind,
+               std::span<const std::uint8_t> iBytes);
+  void NoteWritten(Mlox_Output& ioOutput, std::size_t iBytes);
   void NoteGoing();
 
   Mlox_PersistentOutput mCommon;
@@ -68,6 +76,7 @@ class OutputWriter {
   WireBacklog mBacklog;
   std::deque<std::int64_t> mAhead;  // when short messages that were written are due
   std::size_t mLost = 0;
+  std::size_t mGaps = 0;
   bool mIsAway = false;
 };
 

@@ -59,7 +59,7 @@ class Player {
         progress.Show(Fraction(message.mTime));
       }
       EndNotes();
-      WaitUntil(mWriter.DrainedAt());
+      WaitUntilDrained();
     }
     if (Interrupt::HasHappened()) StopAfterInterrupt();
     Report();
@@ -74,7 +74,7 @@ class Player {
   /// False on an interrupt.
   bool WaitUntil(std::int64_t iTime) {
     mSession.IdleUntilTime(iTime, [this] {
-      mWriter.FindAgain();
+      FindAgain();
       return Interrupt::HasHappened();
     });
     return !Interrupt::HasHappened();
@@ -83,9 +83,40 @@ class Player {
   /// Interrupt or not.
   void WaitFor(std::int64_t iTime) {
     mSession.IdleUntilTime(iTime, [this] {
-      mWriter.FindAgain();
+      FindAgain();
       return false;
     });
+  }
+
+  /// The releases of a port that comes back meanwhile drain, too.
+  void WaitUntilDrained() {
+    for (std::int64_t end = 0; end < mWriter.DrainedAt();) {
+      end = mWriter.DrainedAt();
+      if (!WaitUntil(end)) return;
+    }
+  }
+
+  /// Whether the port is there. As soon as it is back nothing of what sounded before goes on: the note-offs
+  /// fell into the gap.
+  bool FindAgain() {
+    const bool isThere = mWriter.FindAgain();
+    NoteGaps();
+    if (isThere && mMustRelease) {
+      mMustRelease = false;
+      Release(Sys_Clock::Microseconds());
+    }
+    return isThere;
+  }
+
+  void NoteGaps() {
+    if (mGaps == mWriter.Gaps()) return;
+    mGaps = mWriter.Gaps();
+    mSounding.Lose(Sys_Clock::Microseconds());
+    mMustRelease = true;
+  }
+
+  void Release(std::int64_t iDue) {
+    for (const auto& release : mSounding.Releases()) WriteAt(iDue, SongMessageKind::kChannel, release);
   }
 
   void Write(const PlannedMessage& iMessage) {
@@ -100,25 +131,31 @@ class Player {
   }
 
   void WriteAt(std::int64_t iDue, SongMessageKind iKind, std::span<const std::uint8_t> iBytes) {
-    mLastDue = iDue;
+    mLastDue = std::max(mLastDue, iDue);
     if (mBack) mBack->Expect(iBytes, iDue);
     const std::size_t lost = mWriter.Lost();
     mWriter.WriteIdling(mSession, Mdie_Timestamp(Time_Sample(iDue)), iKind, iBytes);
-    if (iKind == SongMessageKind::kChannel && mWriter.Lost() == lost) mSounding.Note(iBytes);
+    NoteGaps();
+    // No more than that is in doubt when the port goes: few receivers take releases of seconds of a song at
+    // once.
+    mSounding.Settle(Sys_Clock::Microseconds() - kLateMicroseconds);
+    if (iKind == SongMessageKind::kChannel && mWriter.Lost() == lost) mSounding.Note(iBytes, iDue);
   }
 
-  /// Where the song was cut, or lost note-offs in a gap of the port, no note goes on.
+  /// Where the song was cut no note goes on.
   void EndNotes() {
-    if (!mIsCut && mWriter.Lost() == 0) return;
-    const std::int64_t end = mIsCut ? mStart + mEnd : mLastDue;
-    if (!WaitUntil(end - mLead) || !mWriter.FindAgain()) return;
-    for (const auto& release : mSounding.Releases()) WriteAt(end, SongMessageKind::kChannel, release);
+    if (!mIsCut) return;
+    const std::int64_t end = mStart + mEnd;
+    if (WaitUntil(end - mLead) && FindAgain()) Release(end);
   }
 
   [[noreturn]] void StopAfterInterrupt() {
     // What is scheduled plays first, since it could be notes again.
     WaitFor(mLastDue + kLateMicroseconds);
-    if (!mWriter.FindAgain()) throw ToolError("interrupted; the port is away, so notes may go on");
+    if (!FindAgain()) throw ToolError("interrupted; the port is away, so notes may go on");
+    // A pedal holds what the all notes off let go.
+    const std::int64_t now = Sys_Clock::Microseconds();
+    for (const auto& release : mSounding.PedalReleases()) WriteAt(now, SongMessageKind::kChannel, release);
     mWriter.AllNotesOff();
     WaitFor(mWriter.DrainedAt());
     throw ToolError("interrupted; every note is off");
@@ -148,6 +185,8 @@ class Player {
   OutputWriter mWriter;
   const std::int64_t mLead;  // so long before its time is a message written
   SoundingNotes mSounding;
+  std::size_t mGaps = 0;      // those of which mSounding knows
+  bool mMustRelease = false;  // what sounded before a gap, when the port is back
   std::optional<CameBack> mBack;
   std::int64_t mStart = 0;
   std::int64_t mLastDue = 0;

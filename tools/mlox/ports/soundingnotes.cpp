@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/mlox/ports/soundingnotes.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace tool {
@@ -25,9 +26,8 @@ void SoundingNotes::NoteController(Channel& ioChannel, std::uint8_t iNumber, std
   if (iNumber == kAllSoundOff || iNumber >= kAllNotesOff) ioChannel.mDown.fill(0);
 }
 
-void SoundingNotes::Note(std::span<const std::uint8_t> iMessage) {
-  if (iMessage.size() < 3) return;
-  Channel& channel = mChannels[iMessage[0] & 0x0Fu];
+void SoundingNotes::Happen(Channels& ioChannels, const Message& iMessage) {
+  Channel& channel = ioChannels[iMessage[0] & 0x0Fu];
   int& down = channel.mDown[iMessage[1] & 0x7Fu];
   switch (iMessage[0] & 0xF0) {
     case 0x90:
@@ -47,10 +47,39 @@ void SoundingNotes::Note(std::span<const std::uint8_t> iMessage) {
   }
 }
 
-std::vector<std::array<std::uint8_t, 3>> SoundingNotes::Releases() const {
-  std::vector<std::array<std::uint8_t, 3>> releases;
-  for (std::size_t i = 0; i < mChannels.size(); ++i) {
-    const Channel& channel = mChannels[i];
+void SoundingNotes::Note(std::span<const std::uint8_t> iMessage, std::int64_t iDue) {
+  if (iMessage.size() == 3) mAhead.push_back({{iMessage[0], iMessage[1], iMessage[2]}, iDue});
+}
+
+void SoundingNotes::Settle(std::int64_t iTime) {
+  for (; !mAhead.empty() && mAhead.front().mDue <= iTime; mAhead.pop_front()) {
+    Happen(mSettled, mAhead.front().mMessage);
+  }
+}
+
+void SoundingNotes::Lose(std::int64_t iNow) {
+  Channels before = mSettled;
+  for (const Timed& timed : mAhead) {
+    if (timed.mDue > iNow) break;
+    Happen(before, timed.mMessage);
+    const std::size_t index = timed.mMessage[0] & 0x0Fu;
+    const Channel& channel = before[index];
+    Channel& most = mSettled[index];
+    for (std::size_t key = 0; key < channel.mDown.size(); ++key) {
+      most.mDown[key] = std::max(most.mDown[key], channel.mDown[key]);
+    }
+    most.mIsSustained |= channel.mIsSustained;
+    most.mIsSostenuto |= channel.mIsSostenuto;
+  }
+  mAhead.clear();
+}
+
+std::vector<SoundingNotes::Message> SoundingNotes::Releases() const {
+  Channels channels = mSettled;
+  for (const Timed& timed : mAhead) Happen(channels, timed.mMessage);
+  std::vector<Message> releases;
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    const Channel& channel = channels[i];
     const auto off = static_cast<std::uint8_t>(0x80 | i);
     const auto controller = static_cast<std::uint8_t>(0xB0 | i);
     for (std::size_t key = 0; key < channel.mDown.size(); ++key) {
@@ -61,6 +90,12 @@ std::vector<std::array<std::uint8_t, 3>> SoundingNotes::Releases() const {
     if (channel.mIsSustained) releases.push_back({controller, kSustain, 0});
     if (channel.mIsSostenuto) releases.push_back({controller, kSostenuto, 0});
   }
+  return releases;
+}
+
+std::vector<SoundingNotes::Message> SoundingNotes::PedalReleases() const {
+  std::vector<Message> releases = Releases();
+  std::erase_if(releases, [](const Message& iMessage) { return (iMessage[0] & 0xF0) != 0xB0; });
   return releases;
 }
 
