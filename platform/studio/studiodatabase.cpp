@@ -91,9 +91,12 @@ void Platform_StudioDatabase::MakeSchema() {
 
 // Finds out whose file it is before anything is written to it.
 Standing Platform_StudioDatabase::Settle() {
+  // Of one moment: another process may be making the tables.
+  auto moment = std::make_optional<SQLite::Transaction>(*mDatabase);
   const int version = Number("PRAGMA user_version");
   const int application = Number("PRAGMA application_id");
   const bool isEmpty = version == 0 && application == 0 && Number("SELECT count(*) FROM sqlite_master") == 0;
+  moment.reset();
   if (!isEmpty && (application != kStudio_ApplicationID || version < 1)) {
     mReason = "it belongs to another program";
     return Standing::kNotOurs;

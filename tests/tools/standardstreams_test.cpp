@@ -20,6 +20,7 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // In a process of its own, whose streams are these. The status is the look's answer.
 int InChild(const std::function<bool()>& iLook) {
+  std::fflush(nullptr);  // a checker writes out what is buffered also at the child's end
   const pid_t child = ::fork();
   if (child == 0) ::_exit(iLook() ? 0 : 1);
   int status = -1;

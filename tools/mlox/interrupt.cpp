@@ -1,20 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "tools/mlox/interrupt.h"
 
+#include <atomic>
+
 #include "tools/mlox/tool_error.h"
 
 namespace tool {
 
 namespace {
 
-volatile std::sig_atomic_t sIsInterrupted = 0;
+// A signal comes on any thread, and others look.
+std::atomic<bool> sIsInterrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal's handler may touch it");
 
-void Note(int) { sIsInterrupted = 1; }
+void Note(int) { sIsInterrupted = true; }
 
 }  // namespace
 
 Interrupt::Interrupt() {
-  sIsInterrupted = 0;
+  sIsInterrupted = false;
   struct sigaction note {};
   note.sa_handler = &Note;
   note.sa_flags = static_cast<int>(SA_RESETHAND);
@@ -31,7 +35,7 @@ Interrupt::~Interrupt() {
   sigaction(SIGXFSZ, &mFormerFileSize, nullptr);
 }
 
-bool Interrupt::HasHappened() { return sIsInterrupted != 0; }
+bool Interrupt::HasHappened() { return sIsInterrupted; }
 
 void Interrupt::Check() {
   if (HasHappened()) {

@@ -13,8 +13,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -130,6 +132,25 @@ TEST_F(StudioDatabaseTest, ItHasAWriteAheadLogAVersionAndAnApplicationId) {
   EXPECT_EQ(database.execAndGet("PRAGMA journal_mode").getString(), "wal");
   EXPECT_EQ(database.execAndGet("PRAGMA user_version").getInt(), 1);
   EXPECT_EQ(database.execAndGet("PRAGMA application_id").getInt(), 0x6D6C6F78);
+}
+
+// One may look at the file while the other makes its tables.
+TEST_F(StudioDatabaseTest, TwoThatMakeTheFileAtOnceBothFindAStudio) {
+  for (int round = 0; round < 300; ++round) {
+    const std::string path = mFolder / "new" + std::to_string(round) + ".db";
+    std::barrier start(2);
+    const auto open = [&] {
+      Platform_StudioDatabase database(path);
+      Platform_StudioContents contents;
+      start.arrive_and_wait();
+      Platform_StudioStanding standing = Platform_StudioStanding::kBusy;
+      while (standing == Platform_StudioStanding::kBusy) standing = database.Open(contents);
+      return standing;
+    };
+    std::future<Platform_StudioStanding> other = std::async(std::launch::async, open);
+    EXPECT_EQ(open(), Platform_StudioStanding::kGood) << round;
+    EXPECT_EQ(other.get(), Platform_StudioStanding::kGood) << round;
+  }
 }
 
 TEST_F(StudioDatabaseTest, ALinkLeadsToTheRealFileAndItsCompanionsLieThere) {
