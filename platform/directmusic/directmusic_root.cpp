@@ -269,6 +269,11 @@ void Root::Watch(Platform_PresenceWatcher* iWatcherP) {
     const std::lock_guard lock(mMutex);
     mWatchers.push_back(iWatcherP);
     StartDrivers();
+    // Another one watched until now, and a change waits to be looked at.
+    if (mRescanWanted.load()) {
+      Rescan();
+      WakeWorker();
+    }
     for (const Present& present : mPresent) {
       ports.push_back(present.mPort);
     }

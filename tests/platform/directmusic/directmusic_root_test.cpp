@@ -8,6 +8,8 @@
 #include <chrono>
 #include <filesystem>
 #include <iterator>
+#include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -503,6 +505,32 @@ TEST_F(DirectMusicRoot, AWatcherHearsOfComingAndGoing) {
   Platform_LoopbackPorts::Plug(mName);
   EXPECT_TRUE(watcher.WaitFor(2));
   presence->Unwatch(&watcher);
+}
+
+// Another one watches, so drivers run, and the worker has often not seen yet what has gone.
+TEST_F(DirectMusicRoot, WhoBeginsToWatchIsNotToldOfAPortThatHasGone) {
+  class First : public Platform_PresenceWatcher {
+   public:
+    void PresenceChanged(const std::vector<Platform_PresentPort>& iPorts) override {
+      if (!mNames) mNames.emplace();
+      for (const Platform_PresentPort& port : iPorts) mNames->insert(port.mInfo.mName);
+    }
+    std::optional<std::set<std::string>> mNames;
+  };
+  IPlatformPresence* presence = nullptr;
+  ASSERT_EQ(mRootP->QueryInterface(IID_IPlatformPresence, reinterpret_cast<void**>(&presence)), S_OK);
+  First other;
+  presence->Watch(&other);
+  for (int round = 0; round < 300; ++round) {
+    Platform_LoopbackPorts::Unplug(mName);
+    First watcher;
+    presence->Watch(&watcher);
+    presence->Unwatch(&watcher);
+    ASSERT_TRUE(watcher.mNames);
+    ASSERT_EQ(watcher.mNames->count(mName), 0u) << round;
+    Platform_LoopbackPorts::Plug(mName);
+  }
+  presence->Unwatch(&other);
 }
 
 TEST_F(DirectMusicRoot, ThousandsWrittenInOneGoArriveInOrder) {
