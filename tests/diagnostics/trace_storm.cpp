@@ -6,8 +6,8 @@
 ///     trace_storm THREADS LINES leave  the process ends when each has traced so many, in the midst of them
 ///     trace_storm 1 LINES fork         before and after the child, which traces lines of its own
 ///     trace_storm 1 LINES signal       and waits for a signal that it blocks itself and sends to the process
-///     trace_storm 1 LINES stuck FD     then forks when the pipe that the lines go to, FD, is full and nobody
-///     reads trace_storm THREADS FORKS forks  forks so often while the threads trace
+///     trace_storm 1 LINES stuck FD     then forks when the pipe FD of the lines is full and nobody reads
+///     trace_storm THREADS FORKS forks  forks so often while the threads trace
 ///
 /// The last two print how long fork() took at the longest, in milliseconds, and what became of the children.
 #include <poll.h>

@@ -108,9 +108,8 @@ void List(const ListRequest& iRequest) {
   if (iRequest.mJson) return PrintJson(rows);
   if (rows.empty()) {
     fmt::print(
-        "There are no MIDI ports. `mlox list --all` also shows what was here before, `mlox doctor` what "
-        "stands "
-        "in the way.\n");
+        "There are no MIDI ports. `mlox list --all` also shows what was here before, "
+        "`mlox doctor` what stands in the way.\n");
     return;
   }
   PrintTable(rows);
