@@ -72,12 +72,6 @@ class OwnClient {
     jack_free(names);
     return names != nullptr;
   }
-  // Looks for a server, in vain: with that libjack ends the client that the driver has left.
-  static void LookForServer() {
-    const std::lock_guard lock(Platform_JackOpenMutex());
-    jack_status_t status{};
-    Require(jack_client_open("host", JackNoStartServer, &status) == nullptr, "there is no server");
-  }
   // Nobody opens a client while we look at the clock and close ours. False when it is too late.
   bool CloseInTime(Clock::time_point iDeath) {
     const std::lock_guard lock(Platform_JackOpenMutex());
@@ -171,7 +165,7 @@ int CloseAndLook(OwnClient& ioOwn, Clock::time_point iDeath) {
   if (!ioOwn.CloseInTime(iDeath)) {
     return kLate;
   }
-  OwnClient::LookForServer();
+  Require(Test_LookForServerInVain(), "there is no server");
   return 0;
 }
 
@@ -345,7 +339,7 @@ int EndsWithTheDriverRunning(bool iAtOnce, bool iLooks) {
       std::_Exit(kLate);
     }
     if (sLooks) {
-      OwnClient::LookForServer();
+      Require(Test_LookForServerInVain(), "there is no server");
     }
   });
   IDirectMusic8& root = Root();
@@ -391,11 +385,7 @@ constexpr Program kPrograms[] = {
 class JackHost : public ::testing::TestWithParam<Program> {
  protected:
   void SetUp() override {
-    const char* const wanted = std::getenv("MLOX_TEST_SERVER");
-    if (wanted != nullptr) {
-      ASSERT_EQ(Test_IsPipeWire(), std::string(wanted) == "pipewire")
-          << "another libjack than this run is for";
-    }
+    ASSERT_EQ(Test_WrongLibjack(), "");
     GTEST_FLAG_SET(death_test_style, "threadsafe");
   }
 };

@@ -124,6 +124,12 @@ class DriverConformance : public ::testing::Test {
     ASSERT_TRUE(mPeer.Send({0xC0, 1}));
     ASSERT_EQ(Receive(), (Test_MidiBytes{0xC0, 1}));
   }
+  void OpenBothWays(Platform_PortInfo& oSource, Platform_PortInfo& oSink) {
+    OpenInput();
+    OpenOutput();
+    OpenWayIn();
+    ASSERT_TRUE(Find(true, oSource) && Find(false, oSink));
+  }
 
   Peer mPeer;
   Test_DriverHost mHost;
@@ -462,12 +468,9 @@ TYPED_TEST_P(DriverConformance, OpensAndClosesManyTimes) {
 // A peer that can't unplug has to say so here, so that nobody takes a missing test for a passed one.
 TYPED_TEST_P(DriverConformance, PortsGoAndComeBackUnderTheSameAddress) {
   ASSERT_TRUE(this->mPeer.CanUnplug());
-  this->OpenInput();
-  this->OpenOutput();
-  this->OpenWayIn();
   Platform_PortInfo source;
   Platform_PortInfo sink;
-  ASSERT_TRUE(this->Find(true, source) && this->Find(false, sink));
+  ASSERT_NO_FATAL_FAILURE(this->OpenBothWays(source, sink));
   const int before = this->mHost.Changes();
 
   this->mPeer.Unplug();
@@ -507,12 +510,9 @@ TYPED_TEST_P(DriverConformance, PortsGoAndComeBackUnderTheSameAddress) {
 // a driver that goes on by itself keeps the handle.
 TYPED_TEST_P(DriverConformance, APortThatWentAndCameBetweenTwoLooksSoundsAgain) {
   ASSERT_TRUE(this->mPeer.CanUnplug());
-  this->OpenInput();
-  this->OpenOutput();
-  this->OpenWayIn();
   Platform_PortInfo source;
   Platform_PortInfo sink;
-  ASSERT_TRUE(this->Find(true, source) && this->Find(false, sink));
+  ASSERT_NO_FATAL_FAILURE(this->OpenBothWays(source, sink));
   const std::size_t heardBefore = this->mPeer.Heard().size();
   this->mPeer.Unplug();
   this->mPeer.Plug();

@@ -100,6 +100,16 @@ bool Test_IsPipeWire() {
   return std::string(jack_get_version_string()).find("PipeWire") != std::string::npos;
 }
 
+std::string Test_WrongLibjack() {
+  const char* const wanted = std::getenv("MLOX_TEST_SERVER");
+  if (wanted == nullptr || Test_IsPipeWire() == (std::string(wanted) == "pipewire")) {
+    return "";
+  }
+  return std::string("this libjack says ") + jack_get_version_string() + ", and the run is for " + wanted;
+}
+
+bool Test_LookForServerInVain() { return !Knock(); }
+
 Test_JackServer::Test_JackServer() {
   char folder[] = "/tmp/mlox-jack-XXXXXX";
   mFolder = ::mkdtemp(folder) != nullptr ? folder : "";

@@ -13,6 +13,15 @@
 /// Whether this program runs with PipeWire's libjack (through pw-jack, or its folder in LD_LIBRARY_PATH).
 bool Test_IsPipeWire();
 
+/// Whether that is the libjack this run is for, told by MLOX_TEST_SERVER. \returns what is wrong; empty when
+/// it is, and when nothing is asked for.
+std::string Test_WrongLibjack();
+
+/// Looks for a server, in vain: with that jackd's libjack takes away what dead servers have left in this
+/// process, clients of whomever and their threads. So none may be in use, and no server may run.
+/// \returns false when one runs.
+bool Test_LookForServerInVain();
+
 /// A server that no other program finds. Ends with this object, and with the test when that is killed. One at
 /// a time: clients find it through the environment.
 class Test_JackServer {
