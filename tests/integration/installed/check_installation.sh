@@ -13,13 +13,24 @@ fail() {
   exit 1
 }
 
-# check_headers PREFIX: each header that is installed finds all that it includes, and all of them compile in one unit.
+# list_headers PREFIX: all that are installed, in the file headers.
+list_headers() {
+  [ -f "$1/include/mlox-1/mlox/mlox_manager.h" ] || fail "mlox_manager.h is not under $1"
+  (cd "$1/include/mlox-1" && find . -name '*.h' | sort) >headers
+}
+
+# check_each_header PREFIX: each compiles alone, from where it is installed.
+check_each_header() {
+  list_headers "$1"
+  xargs -P "$(nproc)" -I '{}' \
+    sh -c "echo '#include \"{}\"' | c++ -std=c++20 -fsyntax-only -x c++ -I '$1/include/mlox-1' -" <headers ||
+    fail "a header doesn't compile alone"
+}
+
+# check_headers PREFIX: all compile in one unit, which finds whatever they include.
 check_headers() {
   local place=$1/include/mlox-1 unit
-  [ -f "$place/mlox/mlox_manager.h" ] || fail "mlox_manager.h is not under $place"
-  (cd "$place" && find . -name '*.h' | sort) >headers
-  xargs -P "$(nproc)" -I '{}' sh -c "echo '#include \"{}\"' | c++ -std=c++20 -x c++ -M -I '$place' - >/dev/null" <headers ||
-    fail "a header needs one that isn't installed"
+  list_headers "$1"
   unit=all_headers.cpp
   sed 's|^\./\(.*\)|#include <\1>|' headers >$unit
   c++ -std=c++20 -fsyntax-only -I "$place" $unit || fail "the headers don't compile together"
@@ -37,9 +48,23 @@ check_pkg_config() {
   cmp printed "$source/examples/first_pull.expected" || fail "first_pull printed something else"
 }
 
+# configure_examples PREFIX: the examples as a project of their own, which looks for the library by find_package.
+configure_examples() {
+  cmake -S "$source/examples" -B examples -G Ninja -DCMAKE_PREFIX_PATH="$1" >configure.log || fail "$(cat configure.log)"
+}
+
+# check_find_package PREFIX: the shortest example, found by CMake.
+check_find_package() {
+  configure_examples "$1"
+  grep -q "^mlox_DIR:PATH=$1/" examples/CMakeCache.txt || fail "CMake found another library than that under $1"
+  cmake --build examples --target example_first_pull >build.log || fail "$(tail -30 build.log)"
+  examples/first_pull >printed
+  cmp printed "$source/examples/first_pull.expected" || fail "first_pull printed something else"
+}
+
 # check_examples PREFIX: every example, found by CMake, its output compared.
 check_examples() {
-  cmake -S "$source/examples" -B examples -G Ninja -DCMAKE_PREFIX_PATH="$1" >configure.log || fail "$(cat configure.log)"
+  configure_examples "$1"
   cmake --build examples >build.log || fail "$(tail -30 build.log)"
   ctest --test-dir examples --output-on-failure >ctest.log || fail "$(cat ctest.log)"
   grep -q '100% tests passed' ctest.log || fail "no example was run"

@@ -6,8 +6,10 @@
 for component in runtime development tools; do
   cmake --install "$build" --prefix "$folder/moved" --component $component >install.log || fail "$(cat install.log)"
 done
+check_each_header "$folder/moved"
 check_headers "$folder/moved"
 check_pkg_config "$folder/moved"
+check_find_package "$folder/moved"
 check_tool "$folder/moved"
 
 # The tracing library, where spdlog is there to build it.
