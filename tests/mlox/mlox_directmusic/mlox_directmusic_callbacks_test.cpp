@@ -160,9 +160,14 @@ TEST_F(ReceivePorts, WantedPortIsOpenedActivatedAndArmed) {
 TEST_F(ReceivePorts, PortsThatNobodyWantsAndOutputsStayClosed) {
   const Line line = AddLine(1, "In");
   AddLine(2, "Unwanted");
+  // Opened by its GUID, another class of port would be the input over again.
+  constexpr DWORD kNeitherClass = 2;
   mRoot.AddPort(1, "Out with the same GUID", DMUS_PC_OUTPUTCLASS);
+  mRoot.AddPort(1, "Neither with the same GUID", kNeitherClass);
   Apply(mRaw, {line});
-  EXPECT_THAT(TakeCallsOn("Unwanted"), IsEmpty());
+  EXPECT_THAT(Calls().LinesBeginning("CreatePort"), ElementsAre("CreatePort " + Guid(1)));
+  EXPECT_EQ(line.mPortP->References(), 1);
+  EXPECT_THAT(TakeCallsOn("In"), ElementsAre("In: Activate 1", "In: SetReadNotificationHandle event"));
   EXPECT_THAT(Groups(), ElementsAre(PortInputGroup{line.ID(), line.ID()}));
 }
 

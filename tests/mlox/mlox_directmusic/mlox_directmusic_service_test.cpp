@@ -165,6 +165,15 @@ TEST_F(Mlox_DirectMusic_ServiceTest, AUserDefinedDeviceThatOnlyAnotherOneIsConne
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
+TEST_F(Mlox_DirectMusic_ServiceTest, AUserDefinedInputOnAPortThatIsNotListedIsRemoved) {
+  mStudio->PlugIn(Input("I", "Port"));
+  mStudio->AddUserDefined(UserDefined("U", "Synth"));
+  mStudio->Wire("U", "I");
+  mStudio->Fail("GetDevice I", E_FAIL);
+  Live();
+  EXPECT_THAT(Inputs(), IsEmpty());
+}
+
 TEST_F(Mlox_DirectMusic_ServiceTest, ACountOfWiresOutOfAllMeasureKeepsNoRebuildForEver) {
   mStudio->PlugIn(Output("O", "Port out"));
   mStudio->PlugIn(Input("I", "Port in"));
@@ -210,6 +219,15 @@ TEST_F(Mlox_DirectMusic_ServiceTest, AnEndpointThatCannotBeHadOrHasNoIdentifiers
   mStudio->Fail("GetIDs C", E_FAIL);
   Live();
   EXPECT_THAT(Devices(), ElementsAre("D"));
+}
+
+TEST_F(Mlox_DirectMusic_ServiceTest, ASourceThatCannotBeHadOrHasNoIdentifiersIsSkipped) {
+  for (const char* name : {"A", "B", "C", "D"}) mStudio->PlugIn(Input(name, name));
+  mStudio->Fail("GetEndpoint A", E_FAIL);
+  mStudio->Fail("GetEndpointCount B", E_FAIL);
+  mStudio->Fail("GetIDs C", E_FAIL);
+  Live();
+  EXPECT_THAT(Inputs(), ElementsAre("D"));
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, AFailingGetDeviceCountEndsTheRebuildWithTheMarksSetAndNothingSwept) {
@@ -764,16 +782,24 @@ TEST_F(Mlox_DirectMusic_ServiceTest, AUserDefinedEndpointGainingItsFirstConnecti
 
 TEST_F(Mlox_DirectMusic_ServiceTest,
        AUserDefinedEndpointLosingItsLastConnectionLeavesAndItsPortIsNotTouched) {
-  mStudio->PlugIn(Output("O", "Port"));
+  mStudio->PlugIn(Output("O", "Port out"));
+  mStudio->PlugIn(Input("I", "Port in"));
   mStudio->AddUserDefined(UserDefined("U", "Synth"));
   mStudio->Wire("U", "O");
+  mStudio->Wire("U", "I");
   Live();
   ASSERT_THAT(Devices(), ElementsAre("Synth"));
-  mStudio->Silently([](Test_ModelStudio& ioStudio) { ioStudio.Unwire("U", "O"); });
-  mStudio->Tell({{mStudio->IDs("U", 0), 4}});
+  ASSERT_THAT(Inputs(), ElementsAre("Synth"));
+  mStudio->Silently([](Test_ModelStudio& ioStudio) {
+    ioStudio.Unwire("U", "O");
+    ioStudio.Unwire("U", "I");
+  });
+  mStudio->Tell({{mStudio->IDs("U", 0, false), 4}, {mStudio->IDs("U", 0, true), 4}});
   EXPECT_THAT(Devices(), IsEmpty()) << "no cascade: the port isn't brought back";
-  mStudio->Tell({{mStudio->IDs("O", 0), 4}});
-  EXPECT_THAT(Devices(), ElementsAre("Port"));
+  EXPECT_THAT(Inputs(), IsEmpty()) << "no cascade: the port isn't brought back";
+  mStudio->Tell({{mStudio->IDs("O", 0, false), 4}, {mStudio->IDs("I", 0, true), 4}});
+  EXPECT_THAT(Devices(), ElementsAre("Port out"));
+  EXPECT_THAT(Inputs(), ElementsAre("Port in"));
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, ANonUserDefinedEndpointThatGainsAConnectionLeavesTheLists) {
@@ -783,6 +809,23 @@ TEST_F(Mlox_DirectMusic_ServiceTest, ANonUserDefinedEndpointThatGainsAConnection
   mStudio->Silently([](Test_ModelStudio& ioStudio) { ioStudio.Wire("U", "O"); });
   mStudio->Tell({{mStudio->IDs("O", 0), 4}});
   EXPECT_THAT(Devices(), IsEmpty());
+}
+
+TEST_F(Mlox_DirectMusic_ServiceTest, ANonUserDefinedEndpointThatLeavesForAUserDefinedOneLeavesThatOneListed) {
+  mStudio->PlugIn(Output("O", "Port out"));
+  mStudio->PlugIn(Input("I", "Port in"));
+  mStudio->AddUserDefined(UserDefined("U", "Synth"));
+  Live();
+  mStudio->Silently([](Test_ModelStudio& ioStudio) {
+    ioStudio.Wire("U", "O");
+    ioStudio.Wire("U", "I");
+  });
+  mStudio->Tell({{mStudio->IDs("U", 0, false), 4}, {mStudio->IDs("U", 0, true), 4}});
+  ASSERT_THAT(Devices(), ElementsAre("Port out", "Synth"));
+  ASSERT_THAT(Inputs(), ElementsAre("Port in", "Synth"));
+  mStudio->Tell({{mStudio->IDs("O", 0, false), 4}, {mStudio->IDs("I", 0, true), 4}});
+  EXPECT_THAT(Devices(), ElementsAre("Synth")) << "no cascade";
+  EXPECT_THAT(Inputs(), ElementsAre("Synth")) << "no cascade";
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, AnUnpluggedRealPortTakesTheUserDefinedDeviceOnItAlong) {
