@@ -735,6 +735,21 @@ TEST_F(Mlox_ManagerTest, CreateOutputContextOffersItToEveryServiceInTableOrder) 
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(firstP->mContexts.back()), context.GetUID());
 }
 
+TEST_F(Mlox_ManagerTest, ANewContextIsInTheListWhenServicesSeeIt) {
+  class LookingService : public Test_FakeService {
+   public:
+    void CreateOutputContext(Mlox_OutputContext* iContextP) override {
+      mLastListedP = Test_ManagerAccess::OutputContexts().back();
+      mContexts.push_back(iContextP);
+    }
+    Mlox_OutputContext* mLastListedP = nullptr;
+  };
+  auto* serviceP = new LookingService;
+  Manager().AddService(serviceP, 16);
+  Manager().CreateOutputContext();
+  EXPECT_EQ(serviceP->mLastListedP, serviceP->mContexts.back());
+}
+
 TEST_F(Mlox_ManagerTest, CreateInputPortOffersItToEveryServiceInTableOrder) {
   Test_FakeService* firstP = AddNewService("a");
   Test_FakeService* secondP = AddNewService("b");

@@ -107,6 +107,16 @@ Interface* Test_DM_Query(IQCFUnknown* iUnknownP) {
   return static_cast<Interface*>(resultP);
 }
 
+/// What a service, a device or an output keeps for the classes derived from it. Name the base class that
+/// keeps it: `Test_AppCallbackOf<Mlox_Device>(*deviceP)`.
+template <class Base>
+Mdi_AppCallback* Test_AppCallbackOf(const Base& iObject) {
+  struct Open : Base {
+    using Base::GetAppCallback;
+  };
+  return (iObject.*(&Open::GetAppCallback))();
+}
+
 /// Installs a plug-in service for each test and removes it afterwards. Nodes that the test makes through the
 /// fixture and doesn't release itself are released at the end, after the service, as an application that
 /// shuts down may do.

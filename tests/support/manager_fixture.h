@@ -7,11 +7,13 @@
 
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "mlox/mlox_manager.h"
 #include "tests/support/fake_service.h"
 
-/// Reaches the members of the manager that only later parts of an application's start set.
+/// Reaches the members of the manager that only later parts of an application's start set, and those that no
+/// operation shows.
 struct Test_ManagerAccess {
   static void SetAppCallback(Mdi_AppCallback* iAppCallbackP) {
     Mlox_Manager::Singleton()->mAppCallbackP = iAppCallbackP;
@@ -22,6 +24,9 @@ struct Test_ManagerAccess {
   }
   static void ClearIACSources() { Mlox_Manager::Singleton()->mIACSourcesP.reset(); }
   static void UpdateIACSources() { Mlox_Manager::Singleton()->UpdateIACSources(); }
+  static const std::vector<Mlox_OutputContext*>& OutputContexts() {
+    return *Mlox_Manager::Singleton()->mOutputContextsP;
+  }
 };
 
 /// Takes every service away and every pending broadcast down, before the test and after it. Contexts stay:

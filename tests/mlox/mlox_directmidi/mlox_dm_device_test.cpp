@@ -1,16 +1,48 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_directmidi/mlox_dm_device.h"
 
+#include <atomic>
 #include <thread>
 
 #include "cmn/sys_fileloc.h"
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
+#include "tests/mlox/mlox_directmidi/sleeper.h"
 #include "tests/support/dm_fixture.h"
+#include "tests/support/fake_service.h"
 
 namespace {
 
 class Mlox_DM_DeviceTest : public Test_DM_Fixture {
  protected:
+  /// A thread that stays inside a write to an output of a device until it is let out: Kill waits for it.
+  class StayingWriter : public IDirectMIDIOutput_DirectDeliveryClient {
+   public:
+    explicit StayingWriter(Mlox_DM_Device* iDeviceP) {
+      iDeviceP->SetDirectDelivery(this);
+      Mlox_Output* outputP = iDeviceP->GetOutputForChannel(0);
+      mThread = std::thread([outputP] { WriteImmediateNote(*outputP, 60); });
+      while (!mIsInside) std::this_thread::yield();
+    }
+    virtual ~StayingWriter() {
+      LetOut();
+      mThread.join();
+    }
+    StayingWriter(const StayingWriter&) = delete;
+    StayingWriter& operator=(const StayingWriter&) = delete;
+
+    void ReceiveDirectMessage(IDirectMIDIMessage* iMessageP) override {
+      iMessageP->Release();
+      mIsInside = true;
+      while (!mMayLeave) std::this_thread::yield();
+    }
+    void LetOut() { mMayLeave = true; }
+
+   private:
+    std::atomic<bool> mIsInside{false};
+    std::atomic<bool> mMayLeave{false};
+    std::thread mThread;
+  };
+
   /// Whether the manager would tell of changed outputs now; takes the change off it.
   bool TakeOutputsChanged() {
     const int before = mListener.mOutputsChanged;
@@ -117,6 +149,15 @@ TEST_F(Mlox_DM_DeviceTest, OutputsAreMadeOnDemandAndKept) {
   EXPECT_EQ(thirdP->GetDescriptor()->GetChannel(), 3);
 }
 
+TEST_F(Mlox_DM_DeviceTest, OutputsGetTheAppCallbackOfTheDevice) {
+  Test_FakeAppCallback appCallback;
+  Mlox_DM_Device device("A", nullptr, &appCallback, 0);
+  EXPECT_EQ(Test_AppCallbackOf<Mlox_Device>(device), &appCallback);
+  EXPECT_EQ(Test_AppCallbackOf<Mlox_BasicOutput>(*device.GetCommonOutput()), &appCallback);
+  EXPECT_EQ(Test_AppCallbackOf<Mlox_BasicOutput>(*device.GetOutputForChannel(15)), &appCallback);
+  device.KillOutputs();
+}
+
 TEST_F(Mlox_DM_DeviceTest, TheMaskDoesNotRestrictGetOutputForChannel) {
   Mlox_DM_Device* deviceP = NewDevice("A");
   deviceP->SetChannelMask(0x0005);
@@ -203,6 +244,21 @@ TEST_F(Mlox_DM_DeviceTest, SetNameDropsTheCachedDescriptor) {
   deviceP->SetName("B");
   EXPECT_NE(deviceP->GetDeviceDescriptor(), beforeP);
   EXPECT_EQ(deviceP->GetDeviceDescriptor()->GetName(), "B");
+}
+
+TEST_F(Mlox_DM_DeviceTest, SetNameHasStoredTheNameAndDroppedTheDescriptorBeforeItKillsOutputs) {
+  Test_Sleeper sleeper;
+  Mlox_DM_Device* deviceP = NewDevice("A");
+  StayingWriter writer(deviceP);
+  std::string name, descriptorName;
+  Test_Sleeper::sCall = [&] {
+    name = deviceP->GetName();
+    descriptorName = deviceP->GetDeviceDescriptor()->GetName();
+    writer.LetOut();
+  };
+  deviceP->SetName("B");
+  EXPECT_EQ(name, "B");
+  EXPECT_EQ(descriptorName, "B");
 }
 
 TEST_F(Mlox_DM_DeviceTest, SetNameEndsTheLiveSource) {
@@ -324,6 +380,21 @@ TEST_F(Mlox_DM_DeviceTest, TheLastReleaseKillsOutputsAndLeavesTheList) {
     WriteImmediateNote(*output, 60);
   }
   EXPECT_TRUE(client.mMessages.empty());
+}
+
+TEST_F(Mlox_DM_DeviceTest, TheDeviceIsStillOnTheListWhileTheLastReleaseKillsOutputs) {
+  Test_Sleeper sleeper;
+  IDirectMIDIClientOutput4* nodeP = NewOutput("A");
+  StayingWriter writer(static_cast<Mlox_DM_Device*>(nodeP));
+  int devicesMeanwhile = -1;
+  Test_Sleeper::sCall = [&] {
+    devicesMeanwhile = mServiceP->GetNumberOfOutputDevices();
+    writer.LetOut();
+  };
+  Forget(nodeP);
+  EXPECT_EQ(nodeP->Release(), 0u);
+  EXPECT_EQ(devicesMeanwhile, 1);
+  EXPECT_EQ(mServiceP->GetNumberOfOutputDevices(), 0);
 }
 
 TEST_F(Mlox_DM_DeviceTest, SetServiceToNoneLeavesBothPartsWithoutAServiceAsAReportShows) {

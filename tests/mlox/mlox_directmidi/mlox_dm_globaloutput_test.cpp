@@ -33,6 +33,25 @@ class Source : public Mlox_DataSource {
   std::vector<Source*>* mOrderP = nullptr;  // where disconnections are noted, if anywhere
 };
 
+/// A source that asks an output for what it is being asked for, once on each way.
+class AskingSource : public Source {
+ public:
+  using Ask = void (IDirectMIDIGlobalOutput::*)(bool);
+  AskingSource(IDirectMIDIGlobalOutput* iOutputP, Ask iAsk) : mOutputP(iOutputP), mAsk(iAsk) {}
+  void Connect(const Cmn_AliasedRefCountPtr<Mlox_BasicOutput>& iOutput) override {
+    Source::Connect(iOutput);
+    if (mConnects == 1) (mOutputP->*mAsk)(true);
+  }
+  void Disconnect(const Cmn_AliasedRefCountPtr<Mlox_BasicOutput>& iOutput) override {
+    Source::Disconnect(iOutput);
+    if (mDisconnects == 1) (mOutputP->*mAsk)(false);
+  }
+
+ private:
+  IDirectMIDIGlobalOutput* mOutputP;
+  Ask mAsk;
+};
+
 /// Moves the clock beyond the age at which retired objects may go, and runs the pass.
 void RunPassLater() {
   static int64_t sNow;
@@ -115,6 +134,28 @@ TEST_F(Mlox_DM_GlobalOutputTest, SetReceivesMTCWithoutASourceStoresTheFlagAndCon
   EXPECT_EQ(mMTC.mConnects, 0) << "the flag was stored, so nothing has changed";
   mInterfaceP->SetReceivesMTC(false);
   EXPECT_EQ(mMTC.mDisconnects, 1);
+}
+
+TEST_F(Mlox_DM_GlobalOutputTest, EachFlagIsStoredBeforeTheSourceIsAsked) {
+  using Output = IDirectMIDIGlobalOutput;
+  AskingSource click(mInterfaceP, &Output::SetReceivesClick);
+  AskingSource beatClock(mInterfaceP, &Output::SetReceivesMidiBeatClock);
+  AskingSource mtc(mInterfaceP, &Output::SetReceivesMTC);
+  mServiceP->SetClickSource(&click);
+  mServiceP->SetMidiBeatClockSource(&beatClock);
+  mServiceP->SetMTCSource(&mtc);
+  for (const bool receives : {true, false}) {
+    mInterfaceP->SetReceivesClick(receives);
+    mInterfaceP->SetReceivesMidiBeatClock(receives);
+    mInterfaceP->SetReceivesMTC(receives);
+  }
+  // A source that asks again from inside finds the flag as it is to be: nothing changes.
+  EXPECT_EQ(click.mConnects, 1);
+  EXPECT_EQ(click.mDisconnects, 1);
+  EXPECT_EQ(beatClock.mConnects, 1);
+  EXPECT_EQ(beatClock.mDisconnects, 1);
+  EXPECT_EQ(mtc.mConnects, 1);
+  EXPECT_EQ(mtc.mDisconnects, 1);
 }
 
 // ---- inquiries ----

@@ -8,13 +8,14 @@
 #include <thread>
 
 #include "cmn/sys_clock.h"
-#include "cmn/sys_utils.h"
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
 #include "mlox/mlox_outputcontextref.h"
 #include "tests/mlox/mlox_directmidi/call_on_report.h"
+#include "tests/mlox/mlox_directmidi/sleeper.h"
 #include "tests/support/assert_mode.h"
 #include "tests/support/delayed_deletions.h"
 #include "tests/support/dm_fixture.h"
+#include "tests/support/fake_service.h"
 
 namespace {
 
@@ -38,6 +39,18 @@ class Mlox_DM_OutputTest : public Test_DM_Fixture {
   OutputRef mOutput;
   Test_DM_Client mClient;
 };
+
+// ---- making ----
+
+TEST_F(Mlox_DM_OutputTest, NewChannelAndNewCommonKeepTheAppCallbackGiven) {
+  Test_FakeAppCallback appCallback;
+  const OutputRef channel(Mlox_DM_Output::NewChannel(mDeviceP, 5, &appCallback));
+  const OutputRef common(Mlox_DM_Output::NewCommon(mDeviceP, &appCallback));
+  EXPECT_EQ(Test_AppCallbackOf<Mlox_BasicOutput>(*channel), &appCallback);
+  EXPECT_EQ(Test_AppCallbackOf<Mlox_BasicOutput>(*common), &appCallback);
+  EXPECT_EQ(channel->GetDescriptor()->GetChannel(), 5);
+  EXPECT_EQ(common->GetDescriptor()->GetChannel(), -1);
+}
 
 // ---- inquiries ----
 
@@ -205,34 +218,8 @@ TEST_F(Mlox_DM_OutputTest, WriteLimitedSysexAndWriteRawMIDIOfAKilledOutputReport
 
 // ---- the gate ----
 
-/// A stand-in for Sys_Utils::Sleep that lets a test see and steer a waiting Kill.
-class Sleeper {
- public:
-  Sleeper() {
-    sSleeps = 0;
-    sLastMilliseconds = -1;
-    sCall = nullptr;
-    Sys_Utils::SetSleeperForTest([](int64_t iMilliseconds) {
-      ++sSleeps;
-      sLastMilliseconds = iMilliseconds;
-      if (sCall) sCall();
-      std::this_thread::yield();
-    });
-  }
-  ~Sleeper() { Sys_Utils::SetSleeperForTest(nullptr); }
-  Sleeper(const Sleeper&) = delete;
-  Sleeper& operator=(const Sleeper&) = delete;
-
-  static std::atomic<int> sSleeps;
-  static std::atomic<int64_t> sLastMilliseconds;
-  static std::function<void()> sCall;
-};
-std::atomic<int> Sleeper::sSleeps{0};
-std::atomic<int64_t> Sleeper::sLastMilliseconds{-1};
-std::function<void()> Sleeper::sCall;
-
 TEST_F(Mlox_DM_OutputTest, AWriteDuringKillCompletesEntirelyBeforeKillReturns) {
-  Sleeper sleeper;
+  Test_Sleeper sleeper;
   CallingClient client;
   std::atomic<bool> isInside{false}, mayLeave{false}, hasLeft{false};
   client.mCall = [&] {
@@ -244,19 +231,19 @@ TEST_F(Mlox_DM_OutputTest, AWriteDuringKillCompletesEntirelyBeforeKillReturns) {
   std::thread writer([this] { WriteImmediateNote(*mOutput, 60); });
   while (!isInside) std::this_thread::yield();
 
-  Sleeper::sCall = [&] {
-    if (Sleeper::sSleeps == 3) mayLeave = true;
+  Test_Sleeper::sCall = [&] {
+    if (Test_Sleeper::sSleeps == 3) mayLeave = true;
   };
   mDeviceP->KillOutputs();
   EXPECT_TRUE(hasLeft);
-  EXPECT_GE(Sleeper::sSleeps, 3);
-  EXPECT_EQ(Sleeper::sLastMilliseconds, 1);
+  EXPECT_GE(Test_Sleeper::sSleeps, 3);
+  EXPECT_EQ(Test_Sleeper::sLastMilliseconds, 1);
   EXPECT_EQ(mOutput->GetDevice(), nullptr);
   writer.join();
 }
 
 TEST_F(Mlox_DM_OutputTest, WhileKillWaitsTheGateIsShutForOthers) {
-  Sleeper sleeper;
+  Test_Sleeper sleeper;
   CallingClient client;
   const std::thread::id mainThread = std::this_thread::get_id();
   std::atomic<bool> isInside{false}, mayLeave{false}, mainGotIn{false};
@@ -270,7 +257,7 @@ TEST_F(Mlox_DM_OutputTest, WhileKillWaitsTheGateIsShutForOthers) {
   std::thread writer([this] { WriteImmediateNote(*mOutput, 60); });
   while (!isInside) std::this_thread::yield();
   int sleeps = 0;
-  Sleeper::sCall = [&] {
+  Test_Sleeper::sCall = [&] {
     ++sleeps;
     WriteImmediateNote(*mOutput, 61);
     EXPECT_EQ(mOutput->GetTimestampedPreSendSamples(48000.0), 0);
@@ -285,7 +272,7 @@ TEST_F(Mlox_DM_OutputTest, WhileKillWaitsTheGateIsShutForOthers) {
 }
 
 TEST_F(Mlox_DM_OutputTest, AWriteThatThrowsItsReportLeavesTheGateAsItWas) {
-  Sleeper sleeper;
+  Test_Sleeper sleeper;
   const Test_AssertRecorder recorder;
   const Test_AssertMode mode(Cmn_Assert::kThrow);
   IDirectMIDIBufferedDelivery* const deliveryP = mDeviceP->SetBufferedDelivery();
@@ -295,11 +282,11 @@ TEST_F(Mlox_DM_OutputTest, AWriteThatThrowsItsReportLeavesTheGateAsItWas) {
   EXPECT_EQ(recorder.Count("it != mOutputContexts.end()"), 1);
   // A thread that isn't the writer's waits for whoever is inside. With one left inside it would wait for
   // ever.
-  Sleeper::sCall = [] {
-    if (Sleeper::sSleeps > 100) std::abort();
+  Test_Sleeper::sCall = [] {
+    if (Test_Sleeper::sSleeps > 100) std::abort();
   };
   std::thread([this] { static_cast<Mlox_DM_Output&>(*mOutput).Kill(); }).join();
-  EXPECT_EQ(Sleeper::sSleeps, 0);
+  EXPECT_EQ(Test_Sleeper::sSleeps, 0);
   EXPECT_EQ(deliveryP->Release(), 0u);
 }
 
@@ -460,7 +447,7 @@ TEST_F(Mlox_DM_OutputTest, ARenameInsideNestedWritesDoesNotWaitForItsOwnThread) 
 }
 
 TEST_F(Mlox_DM_OutputTest, ARenameInsideAMessageStillWaitsForOtherThreads) {
-  Sleeper sleeper;
+  Test_Sleeper sleeper;
   CallingClient client;
   std::atomic<bool> otherInside{false}, mayLeave{false}, otherLeft{false};
   const std::thread::id mainThread = std::this_thread::get_id();
@@ -478,10 +465,10 @@ TEST_F(Mlox_DM_OutputTest, ARenameInsideAMessageStillWaitsForOtherThreads) {
   mDeviceP->SetDirectDelivery(&client);
   std::thread writer([this] { WriteImmediateNote(*mOutput, 60); });
   while (!otherInside) std::this_thread::yield();
-  Sleeper::sCall = [&] { mayLeave = true; };
+  Test_Sleeper::sCall = [&] { mayLeave = true; };
   WriteImmediateNote(*mOutput, 61);
   EXPECT_TRUE(otherLeftBeforeRenameEnded);
-  EXPECT_GE(Sleeper::sSleeps, 1);
+  EXPECT_GE(Test_Sleeper::sSleeps, 1);
   writer.join();
 }
 

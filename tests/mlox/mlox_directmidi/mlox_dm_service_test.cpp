@@ -11,6 +11,7 @@
 #include "mlox/mlox_outputdescriptor.h"
 #include "tests/support/assert_mode.h"
 #include "tests/support/dm_fixture.h"
+#include "tests/support/fake_service.h"
 
 /// Reaches a list that only the service itself fills.
 struct Test_DM_ServiceAccess {
@@ -97,6 +98,26 @@ TEST_F(Mlox_DM_ServiceTest, SetServiceIndexIsGivenByTheManagerAndMinusOneBefore)
 
 TEST_F(Mlox_DM_ServiceTest, GetBufferedDeliveryAllocatorIsTheOneGiven) {
   EXPECT_EQ(mServiceP->GetBufferedDeliveryAllocator(), &Allocator());
+}
+
+TEST_F(Mlox_DM_ServiceTest, TheAppCallbackGivenIsKeptAndReachesDevicesTheirOutputsAndGlobalOutputs) {
+  Test_FakeAppCallback appCallback;
+  Mlox_DM_Service service(nullptr, &Allocator(), &appCallback);
+  EXPECT_EQ(Test_AppCallbackOf<Mlox_Service>(service), &appCallback);
+
+  IDirectMIDIClientOutput* const nodes[] = {service.CreateClientOutput("First"),
+                                            service.CreateClientOutputEx("Second", 2)};
+  for (int i = 0; i < 2; ++i) {
+    Mlox_Device* deviceP = service.GetOutputDevice(i);
+    EXPECT_EQ(Test_AppCallbackOf<Mlox_Device>(*deviceP), &appCallback);
+    EXPECT_EQ(Test_AppCallbackOf<Mlox_BasicOutput>(*deviceP->GetCommonOutput()), &appCallback);
+    EXPECT_EQ(Test_AppCallbackOf<Mlox_BasicOutput>(*deviceP->GetOutputForChannel(0)), &appCallback);
+  }
+  IDirectMIDIGlobalOutput* globalP = service.CreateGlobalOutput();
+  EXPECT_EQ(Test_AppCallbackOf<Mlox_BasicOutput>(*static_cast<Mlox_DM_GlobalOutput*>(globalP)), &appCallback);
+
+  globalP->Release();
+  for (IDirectMIDIClientOutput* nodeP : nodes) nodeP->Release();
 }
 
 // ---- making nodes ----
