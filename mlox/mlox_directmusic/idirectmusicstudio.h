@@ -120,6 +120,7 @@ struct IDirectMusicStudio {
                                     std::shared_ptr<IDeviceProperties>* oDevice,
                                     std::shared_ptr<IEntityProperties>* oEntity,
                                     std::shared_ptr<IEndpointProperties>* oEndpoint) = 0;
+  /// Ends all reports, and waits as UnregisterNotification does.
   virtual ~IDirectMusicStudio() = default;
 
   /// Makes the studio of this machine over the given root, which may be null; empty when it can't be had.

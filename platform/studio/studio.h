@@ -20,6 +20,8 @@ class Platform_Studio final : public IDirectMusicStudio, public Platform_StudioM
                   Platform_StudioUse iUse = Platform_StudioUse::kPlaying);
   Platform_Studio(const Platform_Studio&) = delete;
   Platform_Studio& operator=(const Platform_Studio&) = delete;
+  /// Waits 50 ms at most for the file, and for a call to a subscriber that runs, except inside that call.
+  /// Nobody is told anything from then on.
   ~Platform_Studio() override;
 
   HRESULT RegisterNotification(std::shared_ptr<IDirectMusicNotificationCallback> iCallback) override;

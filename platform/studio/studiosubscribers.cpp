@@ -44,8 +44,9 @@ HRESULT Platform_StudioSubscribers::Unregister(const OLECHAR* iID) {
 
 void Platform_StudioSubscribers::Clear() {
   std::vector<Subscriber> subscribers;
-  const std::lock_guard lock(mMutex);
+  std::unique_lock lock(mMutex);
   subscribers.swap(mSubscribers);
+  mEnded.wait(lock, [this] { return mRunning == nullptr || mThread == std::this_thread::get_id(); });
 }
 
 bool Platform_StudioSubscribers::IsRegistered(const Subscriber& iSubscriber) const {

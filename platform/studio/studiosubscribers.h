@@ -23,7 +23,8 @@ class Platform_StudioSubscribers {
   /// Returns when no call to it runs, except inside such a call, which then is the last. S_FALSE when nobody
   /// has the id.
   HRESULT Unregister(const OLECHAR* iID);
-  /// Nobody is told anything from now on; doesn't wait for a call that runs.
+  /// Nobody is told anything from its return on: it waits for a call that runs, except inside that call,
+  /// which then is the last.
   void Clear();
   /// Tells everybody. One thread at a time.
   void Deliver(const std::shared_ptr<Platform_StudioCore>& iCore,

@@ -41,7 +41,7 @@ class Platform_StudioWorker : public std::enable_shared_from_this<Platform_Studi
   /// Waits until the file has been read; false when there is trouble with it, or after the time.
   bool WaitUntilRead(std::chrono::milliseconds iTime);
   /// Ends it: what is queued is tried once more. Waits at most that long; a thread that takes longer ends by
-  /// itself, and the process waits for it when it ends. No subscriber is told anything after the return.
+  /// itself, and the process waits for it when it ends. Clear the subscribers first: it may be telling them.
   void Stop(std::chrono::milliseconds iTime);
   [[nodiscard]] std::string Trouble() const;
 

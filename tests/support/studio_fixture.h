@@ -80,6 +80,8 @@ class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
     mFailures = iCount;
   }
   [[nodiscard]] Platform_IdentityTable* Table() const { return mTableP; }
+  /// What the table held when somebody last began to watch.
+  [[nodiscard]] const std::vector<Platform_IdentityRow>& RowsAtWatch() const { return mRowsAtWatch; }
 
   HRESULT QueryInterface(REFIID iID, void** oResult) override {
     *oResult =
@@ -90,7 +92,10 @@ class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
   ULONG Release() override { return 1; }
 
   void SetIdentityTable(Platform_IdentityTable* iTableP) override { mTableP = iTableP; }
+  /// The first enumeration: it needs the table.
   void Watch(Platform_PresenceWatcher* iWatcherP) override {
+    ASSERT_NE(mTableP, nullptr);
+    mRowsAtWatch = mTableP->Rows();
     {
       const std::lock_guard lock(mMutex);
       mWatchers.push_back(iWatcherP);
@@ -147,6 +152,7 @@ class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
   std::vector<Platform_PresentPort> mPorts;
   std::vector<Platform_PresenceWatcher*> mWatchers;
   Platform_IdentityTable* mTableP = nullptr;
+  std::vector<Platform_IdentityRow> mRowsAtWatch;
   int mFailures = 0;
 };
 

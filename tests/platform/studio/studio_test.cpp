@@ -626,6 +626,30 @@ TEST_F(StudioTest, UnregisterReturnsOnlyWhenNoNotifyRuns) {
   EXPECT_EQ(Studio().UnregisterNotification(u"{test}"), S_FALSE);
 }
 
+TEST_F(StudioTest, NobodyIsToldAnythingOnceTheStudioIsGone) {
+  const std::string user = Add("U");
+  const auto subscriber = Subscribe();
+  std::atomic<bool> isInside{false};
+  std::atomic<bool> mayLeave{false};
+  std::atomic<bool> hasLeft{false};
+  subscriber->mWhileTold = [&] {
+    isInside = true;
+    Test_Eventually([&] { return mayLeave.load(); });
+    hasLeft = true;
+  };
+  Manage().Rename(user, "V");
+  ASSERT_TRUE(Test_Eventually([&] { return isInside.load(); }));
+  Manage().Rename(user, "W");
+  std::thread leaver([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    mayLeave = true;
+  });
+  Close();
+  EXPECT_TRUE(hasLeft.load());
+  leaver.join();
+  EXPECT_EQ(subscriber->Lines().size(), 2u) << "what came behind the first name is told to nobody";
+}
+
 TEST_F(StudioTest, ASubscriberMayUnregisterItselfWhileItIsTold) {
   const std::string user = Add("U");
   const auto subscriber = Subscribe();
@@ -753,6 +777,27 @@ TEST_F(StudioTest, TheRootGetsTheTableOfCardsBeforeAnythingIsEnumeratedAndItLast
   EXPECT_EQ(rows[0].mProduct, "1235:8010");
   EXPECT_EQ(rows[0].mSerial, "serial");
   EXPECT_EQ(rows[0].mPath, "path two");
+}
+
+// Opening waits for the file for 45 ms only, so this looks at an opening that took less, behind a closing
+// that did.
+TEST_F(StudioTest, TheTableOfCardsHoldsTheFilesRowsWhenAnythingIsEnumerated) {
+  mRoot.Table()->Put({"{A}", "1235:8010", "serial", "path"});
+  bool hasSeenOne = false;
+  const auto end = std::chrono::steady_clock::now() + Test_kPatience;
+  while (!hasSeenOne && std::chrono::steady_clock::now() < end) {
+    ASSERT_TRUE(Manage().Flush(Test_kPatience));
+    const auto start = std::chrono::steady_clock::now();
+    Close();
+    mFaces = Platform_OpenStudio(&mRoot, mPath);
+    hasSeenOne = std::chrono::steady_clock::now() - start < std::chrono::milliseconds(45);
+    if (hasSeenOne) {
+      ASSERT_EQ(mRoot.RowsAtWatch().size(), 1u);
+      EXPECT_EQ(mRoot.RowsAtWatch()[0].mGuid, "{A}");
+      EXPECT_EQ(mRoot.RowsAtWatch()[0].mPath, "path");
+    }
+  }
+  EXPECT_TRUE(hasSeenOne);
 }
 
 TEST_F(StudioTest, TheTableStaysWhenASecondStudioGoes) {

@@ -14,9 +14,12 @@
 #include <unistd.h>
 
 #include <barrier>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <future>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -386,6 +389,90 @@ TEST_F(StudioDatabaseTest, AStudioThatGoesLeavesItsLastChangesToItsThread) {
   writer.exec("COMMIT");
   EXPECT_TRUE(Test_Eventually(
       [&] { return writer.execAndGet("SELECT count(*) FROM device WHERE name = 'last'").getInt() == 1; }));
+}
+
+// ---- how long an application waits ----
+
+class StudioPatienceTest : public StudioDatabaseTest {
+ protected:
+  // A studio comes, makes a device "last" and goes. The file is waited for for 50 ms; the rest is for a busy
+  // machine.
+  void ExpectThatNobodyWaits() const {
+    constexpr std::chrono::seconds kAtMost{1};
+    Platform_StudioFaces faces;
+    EXPECT_LT(TimeOf([&] { faces = Platform_OpenStudio(nullptr, mPath); }), kAtMost) << "opening";
+    std::string guid;
+    EXPECT_LT(TimeOf([&] { faces.mManagement->Add("last", "", "", guid); }), kAtMost) << "an edit";
+    EXPECT_LT(TimeOf([&] { CountOf(*faces.mManagement); }), kAtMost) << "an answer";
+    EXPECT_LT(TimeOf([&] { faces = {}; }), kAtMost) << "closing";
+  }
+  // The studio's thread, which goes on after it, has written the device and let go of the file.
+  void ExpectThatTheLastDeviceIsWritten() const {
+    EXPECT_TRUE(Test_Eventually([&] {
+      SQLite::Database database(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
+      return database.execAndGet("SELECT count(*) FROM device WHERE name = 'last'").getInt() == 1;
+    }));
+    EXPECT_TRUE(Test_Eventually([this] { return !std::filesystem::exists(mPath + "-wal"); }));
+  }
+
+ private:
+  static std::chrono::steady_clock::duration TimeOf(const std::function<void()>& iCall) {
+    const auto start = std::chrono::steady_clock::now();
+    iCall();
+    return std::chrono::steady_clock::now() - start;
+  }
+};
+
+TEST_F(StudioPatienceTest, NobodyWaitsForWhoHoldsTheFile) {
+  MakeFile();
+  {
+    SQLite::Database holder(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
+    holder.exec("PRAGMA locking_mode = EXCLUSIVE");
+    holder.exec("BEGIN EXCLUSIVE; UPDATE device SET model = 'held'; COMMIT");
+    ExpectThatNobodyWaits();
+  }
+  ExpectThatTheLastDeviceIsWritten();
+}
+
+// A disk that doesn't answer: whatever file a database opens, it waits until the disk goes on.
+class StillDisk {
+ public:
+  StillDisk() {
+    Gate().lock();
+    sRealFiles = sqlite3_vfs_find(nullptr);
+    sFiles = *sRealFiles;
+    sFiles.zName = "still";
+    sFiles.pNext = nullptr;
+    sFiles.xOpen = [](sqlite3_vfs*, const char* iName, sqlite3_file* ioFile, int iFlags, int* oFlags) {
+      { const std::lock_guard wait(Gate()); }
+      return sRealFiles->xOpen(sRealFiles, iName, ioFile, iFlags, oFlags);
+    };
+    sqlite3_vfs_register(&sFiles, 1);
+  }
+  StillDisk(const StillDisk&) = delete;
+  StillDisk& operator=(const StillDisk&) = delete;
+  ~StillDisk() {
+    sqlite3_vfs_unregister(&sFiles);
+    sqlite3_vfs_register(sRealFiles, 1);
+    Gate().unlock();
+  }
+
+ private:
+  static std::mutex& Gate() {
+    static std::mutex sGate;
+    return sGate;
+  }
+  static inline sqlite3_vfs* sRealFiles = nullptr;
+  static inline sqlite3_vfs sFiles{};  // databases that were opened by it keep it
+};
+
+TEST_F(StudioPatienceTest, NobodyWaitsForADiskThatDoesNotAnswer) {
+  MakeFile();
+  {
+    const StillDisk disk;
+    ExpectThatNobodyWaits();
+  }
+  ExpectThatTheLastDeviceIsWritten();
 }
 
 // ---- rows that make no sense ----
