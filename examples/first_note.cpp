@@ -66,7 +66,8 @@ int main() {
   if (managerP->GetNumberOfOutputDevices() == 0) return 1;  // count first, then fetch
   Mlox_Output* outputP = managerP->GetOutputDevice(0)->GetOutputForChannel(0);
   FarEnd farEnd;             // hears the note if the output is a loopback port
-  const Mdie_Timestamp now;  // or Mdie_Timestamp(Time_Sample(n)) for later, from any thread
+  const Mdie_Timestamp now;  // or Mdie_Timestamp(Time_Sample(n)), from 150 ms after activation on
+  // From one thread at a time, and never an audio thread: this is hardware.
   outputP->WriteEvent(now, Mdie_NoteOnEvent(60, 100), managerP->GetDefaultOutputContext());
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   outputP->WriteEvent(now, Mdie_NoteOffEvent(60, 64), managerP->GetDefaultOutputContext());

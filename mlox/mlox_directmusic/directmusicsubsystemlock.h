@@ -8,7 +8,8 @@
 /// It covers the service's lists, every device and input with their lazy caches, the table of identifiers,
 /// the cache of ports, the port activators, and the groups of the receive code. Order: this one, then the
 /// studio's, then a driver's. It is never held while the receive thread is joined or the application is
-/// called, and never taken on the path of a message. [any but real-time]
+/// called. On the path of a message only a write that needs a clock takes it, and only when no clock object
+/// exists and one has to be made. [any but real-time]
 class DirectMusicSubsystemLock {
  public:
   DirectMusicSubsystemLock();
