@@ -157,6 +157,8 @@ TEST_F(Command, RenderDrawsItsProgressOnATerminal) {
   const Result result = ShellOnTerminal(std::string("$MLOX render ") + kSong + " out.wav --seconds 60");
   EXPECT_EQ(result.mStatus, 0);
   EXPECT_THAT(result.mError, AllOf(HasSubstr("\r[###"), EndsWith("\r\x1b[K")));
+  const Result figures = ShellOnTerminal(std::string("$MLOX render ") + kSong + " out.wav --seconds 60 >&2");
+  EXPECT_THAT(figures.mError, HasSubstr("%\r\x1b[Kevents written"));
 }
 
 TEST_F(Command, RenderPrintsOneJsonObject) {
@@ -295,9 +297,23 @@ TEST_F(Command, AnInterruptedRenderingLeavesNothing) {
   EXPECT_THAT(Names(), ElementsAre());
 }
 
-TEST_F(Command, StandardOutputThatCannotBeWritten) {
-  const Result result = Shell("$MLOX " + kShortRender + "--json >/dev/full");
-  ExpectFault(result, 1, "mlox: standard output: cannot write: No space left on device");
+TEST_F(Command, FiguresThatCannotBeWrittenLeaveNoOutput) {
+  for (const char* const options : {"", "--json", "--events fed.txt"}) {
+    ExpectFault(Shell("$MLOX " + kShortRender + options + " >/dev/full"), 1,
+                "mlox: standard output: cannot write: No space left on device");
+    EXPECT_THAT(Names(), ElementsAre()) << options;
+  }
+  EXPECT_NE(Shell("set -o pipefail; $MLOX " + kShortRender + " | exec true").mStatus, 0);
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Command, FiguresThatCannotBeWrittenLeaveOlderOutputsAsTheyWere) {
+  mFolder.MakeFile("out.wav", "old");
+  mFolder.MakeFile("fed.txt", "older");
+  EXPECT_EQ(Shell("$MLOX " + kShortRender + "--events fed.txt >/dev/full").mStatus, 1);
+  EXPECT_THAT(Names(), ElementsAre("fed.txt", "out.wav"));
+  EXPECT_EQ(Test_ReadFile(mFolder / "out.wav"), "old");
+  EXPECT_EQ(Test_ReadFile(mFolder / "fed.txt"), "older");
 }
 
 TEST_F(Command, NamesOfFilesThatAreNoUtf8AreStillJson) {

@@ -297,6 +297,12 @@ TEST_F(PortsCommand, LatencyTellsWhenNothingComesBackAndLeavesNoPicture) {
   EXPECT_THAT(Names(), Not(testing::Contains("times.svg")));
 }
 
+TEST_F(PortsCommand, LatencyLeavesNoPictureWhenItsFiguresCannotBeWritten) {
+  ExpectOneLineWith(Ports("$MLOX latency --out Red --in Red --count 5 --svg times.svg >/dev/full"), 1,
+                    "standard output: cannot write: No space left on device");
+  EXPECT_THAT(Names(), Not(testing::Contains("times.svg")));
+}
+
 TEST_F(PortsCommand, LatencyIsMeasuredOnAChannelThatTheOutputListensOn) {
   const Result result = Ports(
       "$MLOX list >list; $MLOX studio add S >g; $MLOX studio wire S Blue; $MLOX studio set S --receive 2-4\n"

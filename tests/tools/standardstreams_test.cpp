@@ -7,12 +7,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
+#include "tools/mlox/tool_error.h"
 
 namespace {
 
@@ -83,6 +87,50 @@ TEST(StandardStreams, WhatCannotBePrintedEndsNothing) {
   ASSERT_NE(full, nullptr);
   tool::PrintAnyway(full.get(), std::string(100000, 'x'));
   EXPECT_NE(std::ferror(full.get()), 0);
+}
+
+std::string FaultOfPrinting(std::string_view iText) {
+  try {
+    tool::PrintWhole(iText);
+  } catch (const tool::ToolError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST(StandardStreams, PrintingWholeHandsAllOnAtOnce) {
+  const Test_TempFolder folder;
+  const std::string path = folder.MakeFile("out");
+  const auto look = [&] {
+    ::dup2(::open(path.c_str(), O_WRONLY), STDOUT_FILENO);
+    return FaultOfPrinting("a {} b\n").empty() && Test_ReadFile(path) == "a {} b\n";
+  };
+  EXPECT_EQ(InChild(look), 0);
+}
+
+TEST(StandardStreams, PrintingWholeTellsWhatCannotBeWrittenHoweverLong) {
+  for (const std::size_t length : {std::size_t{5}, std::size_t{100000}}) {
+    const auto look = [&] {
+      ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO);
+      return FaultOfPrinting(std::string(length, 'x')) ==
+             "standard output: cannot write: No space left on device";
+    };
+    EXPECT_EQ(InChild(look), 0) << length;
+  }
+}
+
+TEST(StandardStreams, PrintingWholeIsNotEndedByAPipeThatNobodyReads) {
+  const auto look = [] {
+    int ends[2];
+    if (::pipe(ends) != 0) return false;
+    ::dup2(ends[1], STDOUT_FILENO);
+    ::close(ends[0]);
+    const bool isTold = FaultOfPrinting("text") == "standard output: cannot write: Broken pipe";
+    struct sigaction now {};
+    sigaction(SIGPIPE, nullptr, &now);
+    return isTold && now.sa_handler == SIG_DFL;
+  };
+  EXPECT_EQ(InChild(look), 0);
 }
 
 }  // namespace

@@ -6,9 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <string>
 #include <utility>
@@ -86,9 +84,7 @@ int Run(int iCount, char** iArguments, bool& oWantsAssertions) {
 int RunGuarded(int iCount, char** iArguments, bool& oWantsAssertions) {
   try {
     const int status = Run(iCount, iArguments, oWantsAssertions);
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-      return Fail(kBadInput, fmt::format("standard output: cannot write: {}", std::strerror(errno)));
-    }
+    tool::CheckStandardOutput();
     return status;
   } catch (const tool::UsageError& error) {
     return Fail(kBadUsage, error.what());

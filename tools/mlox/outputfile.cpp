@@ -54,8 +54,12 @@ OutputFile::~OutputFile() {
   if (mDescriptor >= 0) {
     ::close(mDescriptor);
   }
-  if (!mIsCommitted) {
+  if (mState == State::kUnnamed) {
     ::unlink(mTemporaryPath.c_str());
+  } else if (mState == State::kNamed && mOlderPath.empty()) {
+    ::unlink(mTarget.c_str());
+  } else if (mState == State::kNamed) {
+    std::rename(mOlderPath.c_str(), mTarget.c_str());
   }
 }
 
@@ -75,11 +79,39 @@ void OutputFile::WriteAll(std::string_view iContent) {
   }
 }
 
-void OutputFile::Commit() {
+void OutputFile::TakeName() {
+  CheckReplaceable(mPath, mTarget);
+  KeepOlder();
   if (std::rename(mTemporaryPath.c_str(), mTarget.c_str()) != 0) {
+    const int fault = errno;
+    // Where the older file has both names, this changes nothing, and only its second one is left to remove.
+    if (!mOlderPath.empty()) {
+      std::rename(mOlderPath.c_str(), mTarget.c_str());
+      ::unlink(mOlderPath.c_str());
+    }
+    Fail(fault);
+  }
+  mState = State::kNamed;
+}
+
+void OutputFile::Keep() noexcept {
+  if (!mOlderPath.empty()) {
+    ::unlink(mOlderPath.c_str());
+  }
+  mState = State::kKept;
+}
+
+// A second name is best: then the first one is never nobody's. Some file systems have no second names, and of
+// another user's file the system may allow none: there the older file moves aside.
+void OutputFile::KeepOlder() {
+  const std::string older = mTemporaryPath.substr(0, mTemporaryPath.rfind('.')) + ".old";
+  const bool isKept = ::link(mTarget.c_str(), older.c_str()) == 0 ||
+                      (errno != ENOENT && std::rename(mTarget.c_str(), older.c_str()) == 0);
+  if (isKept) {
+    mOlderPath = older;
+  } else if (errno != ENOENT) {
     Fail(errno);
   }
-  mIsCommitted = true;
 }
 
 void OutputFile::Fail(int iFault) const {

@@ -19,4 +19,11 @@ void PrintAnyway(std::FILE* iStreamP, std::string_view iText) noexcept;
 /// The same to standard error.
 void PrintError(std::string_view iText) noexcept;
 
+/// Throws ToolError with the reason when something that was printed to standard output couldn't be written.
+void CheckStandardOutput();
+
+/// Prints to standard output and throws ToolError when that can't be done. Nobody at the other end of a pipe
+/// is such a fault here, and doesn't end the process: something is left to be put in order.
+void PrintWhole(std::string_view iText);
+
 }  // namespace tool

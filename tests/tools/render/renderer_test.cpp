@@ -43,7 +43,8 @@ Rendered RenderThroughNone(const Timeline& iTimeline, std::int64_t iBlock, int i
   Renderer renderer({iTimeline, way, synthesizer, wav}, iBlock, iWriters);
   Rendered rendered;
   rendered.mFigures = renderer.Run([](double) {});
-  wav.Commit();
+  wav.TakeName();
+  wav.Keep();
   rendered.mEvents = renderer.Delivered().ToText();
   rendered.mWav = Test_ReadFile(folder / "a.wav");
   return rendered;

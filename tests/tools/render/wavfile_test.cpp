@@ -24,7 +24,8 @@ TEST(WavFile, HoldsFloatsOfTwoChannelsAndNoTimeOfDay) {
   WavFile wav(folder / "a.wav", 44100);
   const float frames[] = {0.5f, -0.25f, 1.0f, 0.0f};
   wav.Write(frames, 2);
-  wav.Commit();
+  wav.TakeName();
+  wav.Keep();
   const std::string bytes = Test_ReadFile(folder / "a.wav");
   ASSERT_GT(bytes.size(), 44u);
   EXPECT_EQ(bytes.substr(0, 4), "RIFF");
@@ -42,7 +43,7 @@ TEST(WavFile, HoldsFloatsOfTwoChannelsAndNoTimeOfDay) {
   EXPECT_EQ(Little(bytes, data + 12, 4), 0xBE800000u) << "-0.25";
 }
 
-TEST(WavFile, LeavesNothingWithoutCommit) {
+TEST(WavFile, LeavesNothingWithoutAName) {
   const Test_TempFolder folder;
   {
     WavFile wav(folder / "a.wav", 44100);
@@ -50,6 +51,21 @@ TEST(WavFile, LeavesNothingWithoutCommit) {
     wav.Write(frame, 1);
   }
   EXPECT_THAT(Test_NamesIn(folder.Path()), testing::IsEmpty());
+}
+
+TEST(WavFile, HasItsNameForGoodOnlyWhenItIsKept) {
+  const Test_TempFolder folder;
+  for (const bool isKept : {true, false}) {
+    folder.MakeFile("a.wav", "old");
+    {
+      WavFile wav(folder / "a.wav", 44100);
+      wav.TakeName();
+      EXPECT_EQ(Test_ReadFile(folder / "a.wav").substr(0, 4), "RIFF");
+      if (isKept) wav.Keep();
+    }
+    EXPECT_EQ(Test_ReadFile(folder / "a.wav").substr(0, 4), isKept ? "RIFF" : "old");
+    EXPECT_THAT(Test_NamesIn(folder.Path()), testing::ElementsAre("a.wav"));
+  }
 }
 
 }  // namespace

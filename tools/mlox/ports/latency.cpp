@@ -22,6 +22,7 @@
 #include "tools/mlox/ports/portsession.h"
 #include "tools/mlox/ports/receivedqueue.h"
 #include "tools/mlox/progressbar.h"
+#include "tools/mlox/standardstreams.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
 
@@ -106,13 +107,14 @@ void Latency(const LatencyRequest& iRequest) {
   std::optional<OutputFile> picture;
   if (!iRequest.mSvg.empty()) picture.emplace(iRequest.mSvg);
   const Histogram histogram(Measure(iRequest));
-  fmt::print("{}{} messages: p50 {:.0f} us, p99 {:.0f} us, longest {:.0f} us\n",
-             histogram.Text(TerminalColumns()), iRequest.mCount, histogram.Quantile(0.5),
-             histogram.Quantile(0.99), histogram.Longest());
+  PrintWhole(fmt::format("{}{} messages: p50 {:.0f} us, p99 {:.0f} us, longest {:.0f} us\n",
+                         histogram.Text(TerminalColumns()), iRequest.mCount, histogram.Quantile(0.5),
+                         histogram.Quantile(0.99), histogram.Longest()));
   if (!picture) return;
   picture->WriteAll(histogram.Svg(
       fmt::format("{} to {}, {} messages", iRequest.mOutput, iRequest.mInput, iRequest.mCount)));
-  picture->Commit();
+  picture->TakeName();
+  picture->Keep();
 }
 
 }  // namespace tool

@@ -107,22 +107,26 @@ std::vector<std::string> NotesOn(const Song& iSong) {
 
 void RunCommand(const RenderRequest& iRequest) {
   const Interrupt interrupt;
-  const RenderOutcome outcome = [&iRequest] {
-    ProgressBar bar(stderr);
-    return Render(iRequest, [&bar](double iDone) {
-      Interrupt::Check();
-      bar.Show(iDone);
-    });
-  }();
-  for (const std::string& note : outcome.mNotes) {
-    PrintError(fmt::format("mlox: note: {}: {}\n", iRequest.mSong, note));
-  }
-  fmt::print("{}", iRequest.mIsJson ? ToJson(outcome.mFigures) : ToText(outcome.mFigures));
+  std::optional<ProgressBar> bar(stderr);
+  const auto lookOn = [&bar](double iDone) {
+    Interrupt::Check();
+    bar->Show(iDone);
+  };
+  // Whoever reads the figures finds the files. Figures that can't be written are an error like any other.
+  const auto tell = [&](const RenderOutcome& iOutcome) {
+    bar.reset();
+    for (const std::string& note : iOutcome.mNotes) {
+      PrintError(fmt::format("mlox: note: {}: {}\n", iRequest.mSong, note));
+    }
+    PrintWhole(iRequest.mIsJson ? ToJson(iOutcome.mFigures) : ToText(iOutcome.mFigures));
+  };
+  Render(iRequest, lookOn, tell);
 }
 
 }  // namespace
 
-RenderOutcome Render(const RenderRequest& iRequest, const std::function<void(double)>& iLookOn) {
+RenderOutcome Render(const RenderRequest& iRequest, const std::function<void(double)>& iLookOn,
+                     const std::function<void(const RenderOutcome&)>& iTell) {
   CheckFilesDiffer(iRequest);
   const auto frames = FramesAskedFor(iRequest);
   Song song = ReadSongFile(iRequest.mSong);
@@ -146,9 +150,14 @@ RenderOutcome Render(const RenderRequest& iRequest, const std::function<void(dou
   if (events) {
     events->WriteAll(outcome.mDelivered.ToText());
   }
-  wav.Commit();
+  wav.TakeName();
   if (events) {
-    events->Commit();
+    events->TakeName();
+  }
+  iTell(outcome);
+  wav.Keep();
+  if (events) {
+    events->Keep();
   }
   return outcome;
 }

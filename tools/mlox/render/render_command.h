@@ -38,9 +38,12 @@ struct RenderOutcome {
   std::vector<std::string> mNotes;  ///< What the user should hear of, a line each.
 };
 
-/// Renders and writes the files. `iLookOn` is called now and then with the part that is done. Throws
-/// ToolError, and UsageError for a request that makes no sense; then no file was made or changed.
-RenderOutcome Render(const RenderRequest& iRequest, const std::function<void(double)>& iLookOn);
+/// Renders and writes the files. `iLookOn` is called now and then with the part that is done, and `iTell`
+/// once all is done and the files have their names. Throws ToolError, and UsageError for a request that makes
+/// no sense, and what the two functions throw; then no file was made or changed.
+RenderOutcome Render(
+    const RenderRequest& iRequest, const std::function<void(double)>& iLookOn,
+    const std::function<void(const RenderOutcome&)>& iTell = [](const RenderOutcome&) {});
 
 /// Adds `render` to the tool.
 void RegisterRender(CLI::App& iApp);

@@ -41,12 +41,12 @@ void WavFile::Write(const float* iFrames, std::int64_t iCount) {
   }
 }
 
-void WavFile::Commit() {
+void WavFile::TakeName() {
   errno = 0;
   if (sf_close(std::exchange(mSoundP, nullptr)) != 0) {
     Fail(errno != 0 ? std::strerror(errno) : "it could not be completed");
   }
-  mFile.Commit();
+  mFile.TakeName();
 }
 
 void WavFile::Fail(const std::string& iReason) const {

@@ -25,8 +25,9 @@ class WavFile {
   /// Adds frames, left and right in turn. Throws ToolError when the disk is full.
   void Write(const float* iFrames, std::int64_t iCount);
 
-  /// Completes the file and gives it its name. Throws ToolError.
-  void Commit();
+  /// Completes the file and gives it its name, which it has for good after Keep. Throws ToolError.
+  void TakeName();
+  void Keep() noexcept { mFile.Keep(); }
 
  private:
   [[noreturn]] void Fail(const std::string& iReason) const;
