@@ -474,6 +474,26 @@ TEST(Mlox_DM_BufferedDeliveryTest, AClearTakesPartInTheTimesThatArePulled) {
   EXPECT_THAT(delivery.Pull(262144, 262207), ElementsAre(NoteAt(200000, 2)));
 }
 
+TEST(Mlox_DM_BufferedDeliveryTest, AClearBehindSample262142StartsTheTimesAnewFromZero) {
+  Test_Delivery delivery;
+  delivery.Write(262143, Note(1));
+  EXPECT_THAT(delivery.Pull(262080, 262143), ElementsAre(NoteAt(262143, 1)));
+  delivery->ClearQueues();
+  delivery.WriteNow(Note(2));
+  delivery.Write(262100, Note(3));
+  EXPECT_THAT(delivery.Pull(262144, 262207), ElementsAre(NoteAt(0, 2), NoteAt(0, 3)))
+      << "the range of the drain begins at 0, and to it a last time behind its end is a jump back";
+}
+
+TEST(Mlox_DM_BufferedDeliveryTest, AClearAtSample262142KeepsTheLastTime) {
+  Test_Delivery delivery;
+  delivery.Write(262142, Note(1));
+  EXPECT_THAT(delivery.Pull(262080, 262143), ElementsAre(NoteAt(262142, 1)));
+  delivery->ClearQueues();
+  delivery.WriteNow(Note(2));
+  EXPECT_THAT(delivery.Pull(262144, 262207), ElementsAre(NoteAt(262142, 2)));
+}
+
 TEST(Mlox_DM_BufferedDeliveryTest, AClearWhileTheMessageIsHeldDropsTimedEventsAndLeavesImmediateOnes) {
   Test_Delivery delivery;
   delivery.Write(1, Test_Sysex(200));
