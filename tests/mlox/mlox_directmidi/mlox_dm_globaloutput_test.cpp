@@ -7,6 +7,7 @@
 #include "cmn/sys_delayeddeletion.h"
 #include "mlox/mlox_directmidi/mlox_datasource.h"
 #include "tests/mlox/mlox_directmidi/call_on_report.h"
+#include "tests/mlox/mlox_directmidi/trace_site.h"
 #include "tests/support/assert_mode.h"
 #include "tests/support/delayed_deletions.h"
 #include "tests/support/dm_fixture.h"
@@ -279,6 +280,31 @@ TEST_F(Mlox_DM_GlobalOutputTest, AnOutputWhoseLastReferenceGoesInsideTheReportOf
     EXPECT_EQ(Test_PendingAfterManyPasses(), 0u);
     EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore - 1);
   }
+}
+
+// The trace line of an allocation is written in the middle of a write: it stands for another thread there.
+TEST_F(Mlox_DM_GlobalOutputTest, ADeliveryThatIsLetGoInTheMiddleOfAWriteOutlivesTheWrite) {
+  Test_RunDelayedDeletions();
+  const Test_FakeTime time(Sys_Clock::Microseconds());
+  const uint64_t blocksBefore = Allocator().GetCounters().mBlocksInUse;
+  const int32_t componentsBefore = CQCFUnknown::LiveCount();
+  IDirectMIDIBufferedDelivery* deliveryP = mOutputP->SetBufferedDelivery();
+  bool wasLetGo = false;
+  {
+    const Test_TraceSite trace(0x2000F27);
+    Test_TraceSite::sOnLine = [&] {
+      deliveryP->Release();
+      Test_PendingAfterManyPasses();
+      wasLetGo = true;
+      EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore + 2) << "the delivery and its message";
+    };
+    WriteImmediateNote(*mOutputP, 60);
+  }
+  EXPECT_TRUE(wasLetGo);
+  EXPECT_EQ(mOutputP->GetCurrentDelivery(), nullptr);
+  EXPECT_EQ(Test_PendingAfterManyPasses(), 0u);
+  EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore);
+  EXPECT_EQ(Allocator().GetCounters().mBlocksInUse, blocksBefore) << "what the late writer left was freed";
 }
 
 // ---- interfaces ----

@@ -9,7 +9,10 @@
 #include "mlox/mlox_genericdevdescriptor.h"
 #include "mlox/mlox_outputcontext.h"
 #include "mlox/mlox_outputdescriptor.h"
+#include "tests/mlox/mlox_directmidi/call_on_report.h"
+#include "tests/mlox/mlox_directmidi/trace_site.h"
 #include "tests/support/assert_mode.h"
+#include "tests/support/delayed_deletions.h"
 #include "tests/support/dm_fixture.h"
 #include "tests/support/fake_service.h"
 
@@ -660,6 +663,62 @@ TEST_F(Mlox_DM_ServiceTest, StopPlaybackTakesTheCurrentDeliveryAlone) {
   EXPECT_EQ(Test_DM_Pull(newP, 0, 63), (std::vector<Test_DM_Message>{{0, {0xB0, 123, 0}}}));
   oldP->Release();
   newP->Release();
+}
+
+/// Stops playback while a delivery has one event, and lets the delivery go when the stop frees that: the
+/// trace line of it is written in the middle of the clear, and so stands for another thread there.
+class Mlox_DM_ServiceStopTest : public Mlox_DM_ServiceTest {
+ protected:
+  Mlox_DM_ServiceStopTest() { Test_RunDelayedDeletions(); }
+
+  void StopAndLetGoInTheMiddle(IDirectMIDIBufferedDelivery* iDeliveryP) {
+    const Test_FakeTime time(Sys_Clock::Microseconds());
+    mBlocksBefore = Allocator().GetCounters().mBlocksInUse - 1;
+    mComponentsBefore = CQCFUnknown::LiveCount();
+    {
+      const Test_TraceSite trace(0x2000F27);
+      Test_TraceSite::sOnLine = [&] {
+        if (Test_TraceSite::sLines.size() > 1) return;
+        EXPECT_NE(Test_TraceSite::sLines[0].find(" free "), std::string::npos);
+        iDeliveryP->Release();
+        Test_PendingAfterManyPasses();
+        mWasLetGo = true;
+        EXPECT_EQ(CQCFUnknown::LiveCount(), mComponentsBefore) << "the stop goes on with what is gone";
+      };
+      mServiceP->StopPlayback();
+    }
+    mPending = Test_PendingAfterManyPasses();
+  }
+
+  void ExpectOneDeliveryToHaveOutlivedTheStopAlone() {
+    EXPECT_TRUE(mWasLetGo);
+    EXPECT_EQ(mPending, 0u);
+    EXPECT_EQ(CQCFUnknown::LiveCount(), mComponentsBefore - 2) << "the delivery and its message";
+    EXPECT_EQ(Allocator().GetCounters().mBlocksInUse, mBlocksBefore);
+  }
+
+  uint64_t mBlocksBefore = 0;
+  int32_t mComponentsBefore = 0;
+  bool mWasLetGo = false;
+  std::size_t mPending = 0;
+};
+
+TEST_F(Mlox_DM_ServiceStopTest, ADeliveryOfADeviceThatIsLetGoInTheMiddleOfAStopOutlivesTheStop) {
+  Mlox_DM_Device* deviceP = NewDevice("Synth");
+  IDirectMIDIBufferedDelivery* deliveryP = deviceP->SetBufferedDelivery();
+  WriteImmediateNote(*deviceP->GetCommonOutput(), 60);
+  StopAndLetGoInTheMiddle(deliveryP);
+  ExpectOneDeliveryToHaveOutlivedTheStopAlone();
+  EXPECT_EQ(deviceP->GetCurrentDelivery(), nullptr);
+}
+
+TEST_F(Mlox_DM_ServiceStopTest, ADeliveryOfAGlobalOutputThatIsLetGoInTheMiddleOfAStopOutlivesTheStop) {
+  auto* outputP = static_cast<Mlox_DM_GlobalOutput*>(NewGlobalOutput());
+  IDirectMIDIBufferedDelivery* deliveryP = outputP->SetBufferedDelivery();
+  WriteImmediateNote(*outputP, 60);
+  StopAndLetGoInTheMiddle(deliveryP);
+  ExpectOneDeliveryToHaveOutlivedTheStopAlone();
+  EXPECT_EQ(outputP->GetCurrentDelivery(), nullptr);
 }
 
 // ---- the unknown ----
