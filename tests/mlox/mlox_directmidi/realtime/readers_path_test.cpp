@@ -131,6 +131,10 @@ TEST(RealtimeTrapsTest, PlantedLocksAreCaught) {
               if (timed.try_lock_for(std::chrono::seconds(1))) timed.unlock();
             }).mLocks,
             2u);
+  pthread_mutex_t plain = PTHREAD_MUTEX_INITIALIZER;
+  const timespec longAgo{};
+  EXPECT_EQ(CatchHere([&] { pthread_mutex_timedlock(&plain, &longAgo); }).mLocks, 1u);
+  pthread_mutex_unlock(&plain);
 }
 
 TEST(RealtimeTrapsTest, APlantedWaitForAConditionIsCaught) {
@@ -238,7 +242,7 @@ TEST_F(ReadersPathTest, PullingEveryKindOfEventWithItsReportsIsClean) {
   EXPECT_EQ(mDelivery.InUse(), 0u) << "and long sysexes freed";
 }
 
-TEST_F(ReadersPathTest, PullsThatAreRefusedAndMessagesThatAreHeldAreClean) {
+TEST_F(ReadersPathTest, PullsWhileMessagesAreHeldAreCleanWithTheirReports) {
   WriteBlock(64);
   uint64_t held = 0;
   const auto caught = Test_RunTrapped([&] {
@@ -274,7 +278,7 @@ TEST_F(ReadersPathTest, ReadingWhatIsReportedIsClean) {
   EXPECT_EQ(mRecorder.Count("result >= 0"), 1);
 }
 
-TEST_F(ReadersPathTest, PullingWhileWritersWriteAndOthersStopIsClean) {
+TEST_F(ReadersPathTest, PullingWhileWritersWriteAndOthersStopIsCleanWithItsReports) {
   std::atomic<bool> stop{false}, timeUp{false};
   std::atomic<int64_t> now{0};
   std::atomic<uint64_t> written{0}, stops{0};
