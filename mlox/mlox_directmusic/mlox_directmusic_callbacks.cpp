@@ -28,8 +28,9 @@ namespace {
 constexpr char kAssertSource[] = "mlox/mlox_directmusic/mlox_directmusic_callbacks";
 constexpr char kPortEventName[] = "MIDI Message Received Event:";
 constexpr char kKillEventName[] = "MIDI Receive Kill Event";
-// A wait takes 63 handles on Windows, and the one that ends the thread is among them.
-constexpr std::size_t kMaxPorts = 62;
+// MsgWaitForMultipleObjects takes one handle less than the most (63 on Windows), and the one that ends the
+// thread is among them.
+constexpr std::size_t kMaxPorts = MAXIMUM_WAIT_OBJECTS - 2;
 
 bool IsFailure(HRESULT iResult) { return static_cast<std::uint32_t>(iResult) > 1; }
 

@@ -3,7 +3,6 @@
 
 #if !defined(_WIN32)
 
-#include <sys/epoll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,8 +13,6 @@ namespace {
 
 // What the kernel gives back: the index of a member for its own descriptor, from here on that of a group.
 constexpr std::uint64_t kFirstGroup = Platform_EventWaitSet::kMost;
-
-constexpr std::uint64_t Bit(std::size_t iIndex) { return std::uint64_t{1} << iIndex; }
 
 }  // namespace
 
@@ -68,7 +65,7 @@ bool Platform_EventWaitSet::Fill(std::vector<Member> iMembers) {
       continue;
     }
     Group& group = GroupOf(descriptor);
-    group.mMembers |= Bit(i);
+    group.mMembers.set(i);
     if (source != nullptr) {
       group.mSourceP = source;
       mSources.push_back(source);
@@ -79,6 +76,7 @@ bool Platform_EventWaitSet::Fill(std::vector<Member> iMembers) {
     // descriptor that was closed meanwhile tells nothing any more: whoever closed it wakes the wait.
     Watch(mGroups[i].mDescriptor, kFirstGroup + i, mGroups[i].mSourceP != nullptr);
   }
+  mReady.resize(mMembers.size() + mGroups.size());
   return true;
 }
 
@@ -89,7 +87,7 @@ bool Platform_EventWaitSet::IsAnySourceReady() const {
 
 void Platform_EventWaitSet::Note(std::uint64_t iKey) {
   if (iKey < kFirstGroup) {
-    mSignalled |= Bit(static_cast<std::size_t>(iKey));
+    mSignalled.set(static_cast<std::size_t>(iKey));
     return;
   }
   const Group& group = mGroups[static_cast<std::size_t>(iKey - kFirstGroup)];
@@ -104,9 +102,8 @@ Platform_EventWaitSet::Outcome Platform_EventWaitSet::Serve(std::size_t& oIndex)
   for (std::size_t step = 1; step <= mMembers.size(); ++step) {
     const std::size_t index = (mServedLast + step) % mMembers.size();
     const Member& member = mMembers[index];
-    const bool isSignalled = (mSignalled & Bit(index)) != 0;
-    const bool isReady =
-        (mReadable & Bit(index)) != 0 || (member.mSource != nullptr && member.mSource->IsReady());
+    const bool isSignalled = mSignalled[index];
+    const bool isReady = mReadable[index] || (member.mSource != nullptr && member.mSource->IsReady());
     if (isSignalled || isReady) {
       mServedLast = index;
       oIndex = index;
@@ -117,17 +114,16 @@ Platform_EventWaitSet::Outcome Platform_EventWaitSet::Serve(std::size_t& oIndex)
 }
 
 Platform_EventWaitSet::Outcome Platform_EventWaitSet::Wait(int iMilliseconds, std::size_t& oIndex) {
-  std::array<epoll_event, 2 * kMost> events;  // not cleared: the kernel says how many it has filled
-  mSignalled = 0;
-  mReadable = 0;
+  mSignalled.reset();
+  mReadable.reset();
   // With something at hand the kernel is still asked, lest a busy source starve the others.
-  const int count = ::epoll_wait(mDescriptor, events.data(), static_cast<int>(events.size()),
+  const int count = ::epoll_wait(mDescriptor, mReady.data(), static_cast<int>(mReady.size()),
                                  IsAnySourceReady() ? 0 : iMilliseconds);
   if (count < 0 && errno != EINTR) {
     return Outcome::kFailed;
   }
   for (int i = 0; i < count; ++i) {
-    Note(events[static_cast<std::size_t>(i)].data.u64);
+    Note(mReady[static_cast<std::size_t>(i)].data.u64);
   }
   return Serve(oIndex);
 }

@@ -3,7 +3,7 @@
 /// What one thread waits for.
 #pragma once
 
-#include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -13,11 +13,13 @@
 
 #if !defined(_WIN32)
 
+#include <sys/epoll.h>
+
 /// A list of events in the kernel's own keeping (epoll), made once for many waits: what a wake costs does not
 /// grow with the number of events. [one thread]
 class Platform_EventWaitSet {
  public:
-  static constexpr std::size_t kMost = 64;
+  static constexpr std::size_t kMost = 1024;
 
   /// One event.
   struct Member {
@@ -47,10 +49,13 @@ class Platform_EventWaitSet {
   Outcome Wait(int iMilliseconds, std::size_t& oIndex);
 
  private:
+  // A bit a member.
+  using Members = std::bitset<kMost>;
+
   // Members that stand on one descriptor.
   struct Group {
     int mDescriptor = -1;
-    std::uint64_t mMembers = 0;
+    Members mMembers;
     Platform_EventSource* mSourceP = nullptr;
   };
 
@@ -65,8 +70,10 @@ class Platform_EventWaitSet {
   std::vector<Member> mMembers;
   std::vector<Group> mGroups;
   std::vector<Platform_EventSource*> mSources;
-  std::uint64_t mSignalled = 0;  // of the wait under way, a bit a member
-  std::uint64_t mReadable = 0;
+  // Room for all of them, so that each wait sees who else is ready and gives everyone a turn.
+  std::vector<epoll_event> mReady;
+  Members mSignalled;  // of the wait under way
+  Members mReadable;
   std::size_t mServedLast = 0;
 };
 

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -175,16 +174,15 @@ class ThreadWait {
   bool IsCurrent(DWORD iCount, const HANDLE* iEvents) const;
   bool FillAnew(DWORD iCount, const HANDLE* iEvents, bool& oIsFilled);
 
-  std::array<HANDLE, MAXIMUM_WAIT_OBJECTS> mEvents{};
-  std::array<std::uint32_t, MAXIMUM_WAIT_OBJECTS> mChanges{};
-  DWORD mCount = 0;
+  std::vector<HANDLE> mEvents;
+  std::vector<std::uint32_t> mChanges;
   Platform_EventWaitSet mSet;
 };
 
 static_assert(Platform_EventWaitSet::kMost == MAXIMUM_WAIT_OBJECTS);
 
 bool ThreadWait::IsCurrent(DWORD iCount, const HANDLE* iEvents) const {
-  if (iCount != mCount) {
+  if (iCount != mEvents.size()) {
     return false;
   }
   for (DWORD i = 0; i < iCount; ++i) {
@@ -208,8 +206,8 @@ bool ThreadWait::FillAnew(DWORD iCount, const HANDLE* iEvents, bool& oIsFilled) 
     if (slot == nullptr) {
       return false;
     }
-    mEvents[i] = iEvents[i];
-    mChanges[i] = slot->mChanges.load();
+    mEvents.push_back(iEvents[i]);
+    mChanges.push_back(slot->mChanges.load());
     members.push_back({slot->mDescriptor.load(), slot->mAttached, slot->mSource});
   }
   oIsFilled = mSet.Fill(std::move(members));
@@ -221,18 +219,19 @@ bool ThreadWait::Refresh(DWORD iCount, const HANDLE* iEvents) {
   if (IsCurrent(iCount, iEvents)) {
     return true;
   }
-  mCount = 0;
+  mEvents.clear();
+  mChanges.clear();
   bool isFilled = false;
-  if (!FillAnew(iCount, iEvents, isFilled)) {
-    return false;
+  const bool isEachOpen = FillAnew(iCount, iEvents, isFilled);
+  if (isEachOpen && isFilled) {
+    return true;
   }
-  if (!isFilled) {
+  mEvents.clear();
+  if (isEachOpen) {
     // No descriptor is left: whoever waits in a loop shall not spin meanwhile.
     std::this_thread::sleep_for(kPauseAfterFailure);
-    return false;
   }
-  mCount = iCount;
-  return true;
+  return false;
 }
 
 }  // namespace

@@ -12,9 +12,11 @@
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFFu;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
-inline constexpr DWORD WAIT_TIMEOUT = 0x102;
+// Not Windows' number, 0x102, which would be an index here.
+inline constexpr DWORD WAIT_TIMEOUT = 0xFFFFFFFEu;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFFu;
-inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
+// Windows' is 64. Here one wait serves the ports of a large studio, and of a server with many programs on it.
+inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 1024;
 
 /// Makes an event. Security attributes must be null; the name is a label only: two events of one name are two
 /// events (names that begin with a fresh unique id, as the library's do, are never shared anyway). \returns

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "platform/directmusic/eventsource.h"
+#include "tests/support/open_files.h"
 
 namespace {
 
@@ -111,6 +112,29 @@ TEST(WindowsEvents, WrongArgumentsFail) {
   EXPECT_EQ(Wait(tooMany, 0), WAIT_FAILED);
   EXPECT_FALSE(SetEvent(nullptr));
   CloseHandle(event);
+}
+
+TEST(WindowsEvents, AWaitTakesEventsByTheThousandAndServesEachInTurn) {
+  const Test_OpenFiles files(2 * MAXIMUM_WAIT_OBJECTS);
+  std::vector<HANDLE> events(MAXIMUM_WAIT_OBJECTS);
+  std::generate(events.begin(), events.end(), [] { return MakeEvent(true); });
+  ASSERT_EQ(std::count(events.begin(), events.end(), nullptr), 0);
+  // 258 is the end of a time on Windows.
+  for (const DWORD index : {0u, 63u, 64u, 257u, 258u, 259u, 1023u}) {
+    SetEvent(events[index]);
+    EXPECT_EQ(Wait(events, 60'000), WAIT_OBJECT_0 + index);
+    ResetEvent(events[index]);
+  }
+  EXPECT_EQ(Wait(events, 5), WAIT_TIMEOUT);
+  std::for_each(events.begin(), events.end(), SetEvent);
+  std::vector<int> served(events.size());
+  for (std::size_t i = 0; i < 2 * events.size(); ++i) {
+    const DWORD index = Wait(events, 60'000);
+    ASSERT_LT(index, events.size());
+    ++served[index];
+  }
+  EXPECT_EQ(served, std::vector<int>(events.size(), 2));
+  std::for_each(events.begin(), events.end(), CloseHandle);
 }
 
 TEST(WindowsEvents, AnAttachedDescriptorSignalsWhileItIsReadable) {
