@@ -26,6 +26,16 @@ namespace {
 using Counters = Mem2_MasterAllocator::Counters;
 using Presize = Mem2_MasterAllocator::Presize;
 
+// How often the shared pool had to grow for one block of each of these sizes, before any test has made it
+// grow for one of its own.
+uint64_t GrowthOfTheSharedPool() {
+  Mem2_MasterAllocator& pool = Mem2_MasterAllocator::Shared();
+  for (const int size : {112, 240, 496, 1024, 4096, 16384, 65536})
+    pool.Free(pool.Alloc(size, nullptr), nullptr);
+  return pool.GetCounters().mGrownInPlace;
+}
+const uint64_t sGrowthOfTheSharedPoolAtLoad = GrowthOfTheSharedPool();
+
 bool IsAligned(const void* iBlockP) { return reinterpret_cast<std::uintptr_t>(iBlockP) % 16 == 0; }
 
 TEST(Mem2_MasterAllocatorTest, ABlockHoldsWhatWasAskedForAndIsAlignedTo16) {
@@ -283,6 +293,19 @@ TEST(Mem2_MasterAllocatorTest, TheSharedPoolIsOneAndServesLongMessages) {
   void* blockP = pool.Alloc(3000, nullptr);
   ASSERT_NE(blockP, nullptr);
   pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, TheSharedPoolHasBlocksForShortMessagesAndForPatchDumpsFromTheStart) {
+  EXPECT_EQ(sGrowthOfTheSharedPoolAtLoad, 0u);
+}
+
+TEST(Mem2_MasterAllocatorTest, AnApplicationsPoolHasThousandsOfBlocksForEventsAndSomeOthersFromTheStart) {
+  Mem2_MasterAllocator pool;
+  for (const int size : {48, 256, 1024}) EXPECT_NE(pool.Alloc(size, nullptr), nullptr);
+  EXPECT_EQ(pool.GetCounters().mGrownInPlace, 0u);
+  for (int i = 0; i < 4000; ++i) ASSERT_NE(pool.Alloc(128, nullptr), nullptr);
+  EXPECT_EQ(pool.GetCounters().mGrownInPlace, 0u);
+  EXPECT_EQ(pool.GetCounters().mGrownAhead, 0u);
 }
 
 TEST(Mem2_MasterAllocatorTest, AgreesWithAModelOverRandomOperations) {

@@ -405,6 +405,16 @@ TEST(Mlox_DM_BufferedDeliveryTest, AnEventForWhichThereIsNoBlockIsDroppedWithout
   EXPECT_THAT(delivery.Pull(0, 63), ElementsAre(NoteAt(0, 2))) << "nothing else is wrong";
 }
 
+TEST(Mlox_DM_BufferedDeliveryTest, AnApplicationsPoolHoldsThousandsOfQueuedEventsBeforeItHasToGrow) {
+  Mem2_MasterAllocator allocator;
+  auto* const deliveryP = new Mlox_DM_BufferedDelivery(&allocator, nullptr, {});
+  deliveryP->AddRef();
+  for (int i = 0; i < 4000; ++i) deliveryP->WriteEvent(Mdie_Timestamp(), Note(1), 0, Mlox_OutputContextRef());
+  EXPECT_EQ(allocator.GetCounters().mBlocksInUse, 4000u);
+  EXPECT_EQ(allocator.GetCounters().mGrownInPlace, 0u);
+  deliveryP->Release();
+}
+
 TEST(Mlox_DM_BufferedDeliveryTest, ATimedWriteThroughTheDefaultContextReportsAndIsNotQueued) {
   Test_AssertRecorder recorder;
   Test_Delivery delivery;
