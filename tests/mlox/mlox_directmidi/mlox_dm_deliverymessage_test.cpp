@@ -92,6 +92,28 @@ TEST(Mlox_DM_DeliveryMessageTest, AChannelAbove15IsReportedAndUsed) {
   EXPECT_EQ(recorder.Reports()[0].mSource, "mdi/mdi_messageutils");
 }
 
+TEST(Mlox_DM_DeliveryMessageTest, AChannelAbove15IsOfNoConcernToASystemMessage) {
+  Test_AssertRecorder recorder;
+  const struct {
+    Mdie_Event mEvent;
+    Test_Bytes mBytes;
+  } kRows[] = {{Mdie_TimingClockEvent(), {0xF8}},
+               {Test_Sysex(6), Test_SysexBytes(6)},
+               {Test_Sysex(200), Test_SysexBytes(200)},
+               {Packet({0xF0, 1, 2}), {0xF0, 1, 2}},
+               {Packet({0x7F, 1, 2}), {0x7F, 1, 2}}};
+  for (const auto& row : kRows) {
+    const auto record = Record(row.mEvent);
+    Mlox_DM_DeliveryMessage message;
+    message.Set(&record, 0, 16);
+    EXPECT_EQ(Test_Read(message).mBytes, row.mBytes);
+    signed char first = kOldStatus;
+    message.GetPartialMessageData(&first, 0, 1);
+    EXPECT_EQ(static_cast<unsigned char>(first), row.mBytes[0]);
+  }
+  EXPECT_EQ(recorder.Count(), 0);
+}
+
 TEST(Mlox_DM_DeliveryMessageTest, PartialDataCarriesTheChannelAtOffset0AndNowhereElse) {
   const auto record = Record(Packet({0x91, 0x92, 0x93}));
   Mlox_DM_DeliveryMessage message;
