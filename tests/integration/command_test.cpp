@@ -150,6 +150,43 @@ TEST_F(Command, RenderPrintsFiguresAndWritesTheFile) {
   EXPECT_THAT(Names(), ElementsAre("out.wav"));
 }
 
+TEST_F(Command, RenderGoesTheBufferedWayInBlocksOf64WithoutOptions) {
+  const Result result = Mlox(kShortRender);
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput,
+              AllOf(HasSubstr("\nblocks              750, "),
+                    testing::ContainsRegex("\npath                [1-9][0-9]* buffered pulls"),
+                    HasSubstr(" messages, 0 direct calls, 0 handed over\n")));
+}
+
+TEST_F(Command, RenderHasThreeWritersWithoutOptions) {
+  // Something on the lowest and on the highest channel after 100,000 ticks of 250 samples, nine minutes: the
+  // writers have work until then. When there is sound in the file, all threads are there.
+  mFolder.MakeFile("song.mid",
+                   Test_AsString(Test_OneTrackSong({0,    0xC0, 1,    0, 0xC7, 1,    0, 0xCF, 1,    0x86,
+                                                    0x8D, 0x20, 0xC0, 2, 0,    0xC7, 2, 0,    0xCF, 2})));
+  const auto threads = [&](const std::string& iOptions) {
+    const Result result = Shell(
+        "$MLOX render song.mid out.wav " + iOptions +
+        " 2>errors & until [ $(cat 2>/dev/null out.wav.*.part | wc -c) -gt 100000 ]; do sleep 0.02; done\n"
+        "ls /proc/$!/task | wc -l; kill -TERM $!; wait $!");
+    EXPECT_EQ(result.mStatus, 1) << result.mError;
+    return std::stoi(result.mOutput);
+  };
+  const int withoutOptions = threads("");
+  EXPECT_EQ(withoutOptions, threads("--writers 3"));
+  EXPECT_EQ(withoutOptions, threads("--writers 2") + 1);
+}
+
+TEST_F(Command, HelpOfRenderTellsItsDefaults) {
+  EXPECT_THAT(
+      Mlox("render --help").mOutput,
+      AllOf(HasSubstr("--soundfont FILE=/usr/share/sounds/sf2/TimGM6mb.sf2\n"),
+            testing::ContainsRegex("--sample-rate HZ[^\n]*=48000\n"),
+            testing::ContainsRegex("--block N[^\n]*=64\n"), testing::ContainsRegex("--writers N[^\n]*=3\n"),
+            testing::ContainsRegex("--through WAY[^\n]*=buffered\n")));
+}
+
 TEST_F(Command, RenderPrintsNoProgressWhereThereIsNoTerminal) { EXPECT_EQ(Mlox(kShortRender).mError, ""); }
 
 // The bar is drawn now and then: a second of a song is over before.
