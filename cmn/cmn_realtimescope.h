@@ -5,8 +5,9 @@
 
 #include "cmn/cmn_export.h"
 
-/// Marks the calling thread as real-time for its lifetime: failed checks are then noted in a ring and never
-/// printed, and never throw. Scopes nest. [any] Wait-free.
+/// Marks the calling thread as real-time for its lifetime: failed checks are then noted in a ring, for the
+/// handler or standard error to get them from another thread, and never throw. In mode kAbort alone one
+/// prints at once and ends the process. Scopes nest. [any] Wait-free.
 class MLOX_EXPORT Cmn_RealTimeScope {
  public:
   Cmn_RealTimeScope() noexcept;

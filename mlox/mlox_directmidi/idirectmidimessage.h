@@ -21,8 +21,8 @@ class IDirectMIDIMessage : public IQCFUnknown {
   /// carries the channel of the output that it was written to. Writes nothing when the message is empty.
   virtual void GetMessageData(signed char* oBuffer) = 0;
 
-  /// Copies iCount bytes from byte iOffset of the message. The caller keeps within the message: neither
-  /// number is checked. Writes nothing when the message is empty or iCount isn't above 0.
+  /// Copies iCount bytes from byte iOffset of the message, fewer where the message ends before that. Writes
+  /// nothing when the message is empty, iCount isn't above 0 or iOffset lies outside the message.
   virtual void GetPartialMessageData(signed char* oBuffer, int32_t iOffset, int32_t iCount) = 0;
 
   /// When the message is due, in samples; -1 for an immediate message of a direct delivery; 0 when empty.

@@ -234,8 +234,8 @@ bool Mlox_DM_BufferedDelivery::StampForBlock(int64_t iStartSample, int64_t iEndS
     PutPeekEventBack();
     return false;
   }
-  // Late events are never dropped. They take the time of the message before, so that times never run
-  // backwards.
+  // Late events are never dropped. They take the time of the message before, so that none takes the times of
+  // a run back behind that. (A jump back does, and a stop behind the last sample that a clear drains.)
   stamp = StampOf(isLate ? mLastSampleTime : time);
   TakePeekEventOutOfMerge();
   return true;

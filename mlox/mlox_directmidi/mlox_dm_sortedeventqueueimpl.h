@@ -48,7 +48,9 @@ class Mlox_DM_SortedEventQueueImpl final : public Mlox_DM_SortedEventQueue {
   Mlox_DM_QueuedEvent* RefillHead(std::size_t iIndex);
 
   // Never change size. The heads are the reader's; ClearEvents alone empties them from another thread,
-  // without a lock, and so they are atomic. Relaxed: what an event holds was handed over by its FIFO.
+  // without a lock, and so they are atomic. The reader looks at them relaxed: what an event holds was handed
+  // over to it by the FIFO. It stores one with release, and a clear takes it away with acquire: that one asks
+  // the event what it holds.
   std::vector<std::unique_ptr<SPSAtomicQueue>> mEventQueues;
   std::vector<Head> mQueueHeads;
 };

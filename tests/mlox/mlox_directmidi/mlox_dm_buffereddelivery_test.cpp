@@ -93,7 +93,7 @@ TEST(Mlox_DM_BufferedDeliveryTest, ALateEventBehindADeliveredOneTakesThatOnesTim
   delivery.Write(400, Note(2), 0);  // out of order in its stream
   delivery.Write(1600, Note(3), 0);
   EXPECT_THAT(delivery.Pull(1000, 1999), ElementsAre(NoteAt(1500, 1), NoteAt(1500, 2), NoteAt(1600, 3)))
-      << "delivered times never run backwards";
+      << "a late event takes no time back behind the message before it";
 }
 
 TEST(Mlox_DM_BufferedDeliveryTest, AJumpBackResetsTheLastTimeToTheStartOfTheRange) {
