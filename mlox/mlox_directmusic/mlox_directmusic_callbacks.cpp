@@ -34,8 +34,6 @@ constexpr std::size_t kMaxPorts = MAXIMUM_WAIT_OBJECTS - 2;
 
 bool IsFailure(HRESULT iResult) { return static_cast<std::uint32_t>(iResult) > 1; }
 
-HANDLE NewEvent(const std::string& iName) { return CreateEventW(nullptr, FALSE, FALSE, CComBSTRLite(iName)); }
-
 // ---- the walk through the studio's source endpoints; each step is false at the first call that fails ----
 
 bool AppendEndpointsOfEntity(IEntityProperties& iEntity, EndpointIDsList& ioEndpoints) {
@@ -211,6 +209,13 @@ bool ReceivePortSet::ComputeChanges(const std::shared_ptr<IDirectMusicMIDIReceiv
 
 // ---- ports and thread ----
 
+constinit decltype(&CreateEventW) ReceivePortSet::sCreateEventP = &CreateEventW;
+
+// Two copies of the library on one machine must not share events: each names its own by an id of its own.
+HANDLE ReceivePortSet::NewEvent(const std::string& iName) const {
+  return sCreateEventP(nullptr, FALSE, FALSE, CComBSTRLite(mUmid.AsString() + iName));
+}
+
 void ReceivePortSet::StopThread() {
   // The pointer goes only after the join: the thread looks at it with each delivery.
   Sys_RawThread* threadP = sReceiveThread.load();
@@ -271,7 +276,7 @@ bool ReceivePortSet::ArmPort(IDirectMusic8& iRoot, const DMUS_PORTCAPS& iCaps, A
     return false;
   }
   portP->Activate(TRUE);
-  const HANDLE event = NewEvent(mUmid.AsString() + kPortEventName + DescriptionOf(iCaps));
+  const HANDLE event = NewEvent(kPortEventName + DescriptionOf(iCaps));
   if (event == nullptr || IsFailure(portP->SetReadNotificationHandle(event))) {
     portP->SetReadNotificationHandle(nullptr);
     if (event != nullptr) CloseHandle(event);
@@ -285,7 +290,7 @@ bool ReceivePortSet::ArmPort(IDirectMusic8& iRoot, const DMUS_PORTCAPS& iCaps, A
 }
 
 void ReceivePortSet::StartThread(ArmedPorts iArmed) {
-  const HANDLE theEvent = NewEvent(mUmid.AsString() + kKillEventName);
+  const HANDLE theEvent = NewEvent(kKillEventName);
   CMN_ASSERT_FROM(kAssertSource, theEvent != nullptr, "theEvent");  // it is used all the same
   iArmed.mEvents.push_back(theEvent);
   auto* const taskP = new DirectMusicReceiveTask(iArmed.mEvents, std::move(iArmed.mGroups), iArmed.mPorts);

@@ -53,9 +53,12 @@ class ReceivePortSet {
   bool HasNoGroups() const;
   ArmedPorts ArmPorts(IDirectMusic8& iRoot, bool iRestart);
   bool ArmPort(IDirectMusic8& iRoot, const DMUS_PORTCAPS& iCaps, ArmedPorts& ioArmed) const;
+  HANDLE NewEvent(const std::string& iName) const;
   void StartThread(ArmedPorts iArmed);
   static void StopThread();
   const PortInputGroup* FindGroup(const Mlox_InputID& iPort) const;
+
+  static decltype(&CreateEventW) sCreateEventP;  // tests look at the events that are made
 
   PortInputGroupList mGroups;  // under the subsystem's lock
   Sys_Umid mUmid;

@@ -15,6 +15,7 @@ namespace {
 
 std::atomic<Platform_ClassFactory> sFactory{nullptr};
 std::atomic<Platform_ComInitializer> sInitializer{nullptr};
+std::atomic<Platform_ComUninitializer> sUninitializer{nullptr};
 
 constexpr char kHex[] = "0123456789ABCDEF";
 
@@ -52,12 +53,22 @@ struct BstrHeader {
 }  // namespace
 
 HRESULT CoInitialize(void* iReserved) { return CoInitializeEx(iReserved, COINIT_APARTMENTTHREADED); }
-HRESULT CoInitializeEx(void* /*iReserved*/, DWORD /*iFlags*/) {
+HRESULT CoInitializeEx(void* /*iReserved*/, DWORD iFlags) {
   const Platform_ComInitializer initializer = sInitializer.load();
-  return initializer != nullptr ? initializer() : S_OK;
+  return initializer != nullptr ? initializer(iFlags) : S_OK;
 }
-void Platform_SetComInitializer(Platform_ComInitializer iInitializer) { sInitializer.store(iInitializer); }
-void CoUninitialize() {}
+void CoUninitialize() {
+  const Platform_ComUninitializer uninitializer = sUninitializer.load();
+  if (uninitializer != nullptr) {
+    uninitializer();
+  }
+}
+
+void Platform_SetComInitializer(Platform_ComInitializer iInitializer,
+                                Platform_ComUninitializer iUninitializer) {
+  sInitializer.store(iInitializer);
+  sUninitializer.store(iUninitializer);
+}
 
 HRESULT CoCreateInstance(REFCLSID iClass, IUnknown* iOuterP, DWORD /*iContext*/, REFIID iID,
                          void** oObjectP) {

@@ -18,9 +18,12 @@ HRESULT CoInitialize(void* iReserved);
 HRESULT CoInitializeEx(void* iReserved, DWORD iFlags);
 void CoUninitialize();
 
-/// What CoInitialize and CoInitializeEx answer; null restores S_OK. A seam for tests. [main]
-using Platform_ComInitializer = HRESULT (*)();
-void Platform_SetComInitializer(Platform_ComInitializer iInitializer);
+/// What CoInitialize and CoInitializeEx do with their flags, and CoUninitialize; null restores S_OK and
+/// nothing. A seam for tests. [main]
+using Platform_ComInitializer = HRESULT (*)(DWORD iFlags);
+using Platform_ComUninitializer = void (*)();
+void Platform_SetComInitializer(Platform_ComInitializer iInitializer,
+                                Platform_ComUninitializer iUninitializer = nullptr);
 
 /// Makes an object of a registered class. REGDB_E_CLASSNOTREG for an unknown class.
 HRESULT CoCreateInstance(REFCLSID iClass, IUnknown* iOuterP, DWORD iContext, REFIID iID, void** oObjectP);

@@ -292,6 +292,7 @@ HRESULT Test_FakeDirectMusic::CreatePort(REFCLSID iPort, DMUS_PORTPARAMS8* ioPar
     if (FAILED(result)) return result;  // a success that is asked for gives the port as well
   }
   if (ioParamsP == nullptr || ioParamsP->dwSize != 36 || !HoldsItsSizeAlone(*ioParamsP)) return E_INVALIDARG;
+  if (mWithheldPort != 0 && iPort == GuidOf(mWithheldPort)) return result;
   const std::lock_guard lock(mMutex);
   for (Test_FakePort* portP : mPresent) {
     if (!(portP->Caps().guidPort == iPort)) continue;

@@ -202,6 +202,8 @@ class Test_FakeDirectMusic : public IDirectMusic8 {
   std::atomic<int> mCreations{0};
   int References() const { return mCount.Get(); }
   Test_FakeClock& MasterClock() { return mMasterClock; }
+  /// The number of a port for which CreatePort succeeds and gives none; 0: there is no such port.
+  std::atomic<DWORD> mWithheldPort{0};
 
   /// Adds a port behind those that are there. iNumber makes the GUID: {0000000N-0000-0000-0000-000000000000}.
   /// It lives as long as this object, also when it is removed. The record of its caps is that of hardware;

@@ -80,6 +80,12 @@ TEST_F(DirectMusicClientTest, FailedCreationLeavesNoRootAndIsTriedAgain) {
   EXPECT_EQ(mRoot.mCreations, 2);
 }
 
+TEST_F(DirectMusicClientTest, CreationThatSucceedsAndGivesNoObjectLeavesNoRootEither) {
+  mRoot.mCreateResult = S_FALSE;
+  EXPECT_EQ(DirectMusicClient::GetDirectMusicPtr(true), nullptr);
+  EXPECT_EQ(DirectMusicClient::GetDirectMusicPtr(false), nullptr);
+}
+
 TEST_F(DirectMusicClientTest, ReleasingDropsThePortsOfTheCache) {
   Test_FakePort& port = mRoot.AddOutput(1, "Out");
   MakeRoot();
@@ -297,6 +303,18 @@ TEST_F(DirectMusicClientTest, PortThatCannotBeOpenedIsTracedLeftOutAndTriedAgain
   EXPECT_THAT(CachedGuids(), ElementsAre(Guid(2)));
   DirectMusicClient::UpdatePortList();
   EXPECT_THAT(CachedGuids(), ElementsAre(Guid(2), Guid(1)));
+}
+
+TEST_F(DirectMusicClientTest, SuccessThatGivesNoPortIsTracedAndLeftOut) {
+  mRoot.AddOutput(1, "A");
+  mRoot.AddOutput(2, "B");
+  MakeRoot();
+  mRoot.mWithheldPort = 1;
+  const Test_TraceRecorder trace;
+  EXPECT_EQ(DirectMusicClient::UpdatePortList(), S_OK);
+  EXPECT_THAT(Test_TraceRecorder::Take(),
+              Contains("0800000E GetOutputPort: failed to create port for new port " + Guid(1) + " (A)"));
+  EXPECT_THAT(CachedGuids(), ElementsAre(Guid(2)));
 }
 
 TEST_F(DirectMusicClientTest, FalseFromCreatePortIsASuccess) {

@@ -4,8 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <iterator>
+#include <cstddef>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -26,11 +25,6 @@ constexpr Mlox_InputID kPort(3, 100);
 constexpr Mlox_InputID kOther(3, 200);
 constexpr Mlox_InputID kA(3, 1);
 constexpr Mlox_InputID kB(3, 2);
-
-std::ptrdiff_t OpenDescriptors() {
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return std::distance(begin(descriptors), end(descriptors));
-}
 
 class ReceiveTask : public Test_ClientFixture {
  protected:
@@ -130,11 +124,11 @@ TEST_F(ReceiveTask, BodyReturnsAtOnceWithoutABuffer) {
 }
 
 TEST_F(ReceiveTask, OneThatNeverRanClosesItsEvents) {
-  const std::ptrdiff_t before = OpenDescriptors();
+  const std::ptrdiff_t before = Test_OpenDescriptors();
   MakeTask();
-  EXPECT_EQ(OpenDescriptors(), before + 2);
+  EXPECT_EQ(Test_OpenDescriptors(), before + 2);
   mTask.reset();
-  EXPECT_EQ(OpenDescriptors(), before);
+  EXPECT_EQ(Test_OpenDescriptors(), before);
 }
 
 // ---- reading ----
@@ -469,6 +463,34 @@ TEST_F(ReceiveTask, StopBeforeTheBodyBeginsEndsItAtOnceAndLeavesNothingButThePor
   EXPECT_EQ(mRoot.BufferReferences(), 0);
   EXPECT_EQ(mRoot.MasterClock().References(), 0);
   EXPECT_EQ(mPort.References(), 1) << "ports are never given back";
+}
+
+TEST_F(ReceiveTask, ComIsThereBeforeTheClockAndGoesBehindEverythingElse) {
+  struct References {
+    int mClock;
+    int mBuffer;
+    bool operator==(const References&) const = default;
+  };
+  static Test_FakeDirectMusic* sRootP;
+  static std::vector<References> sSeen;
+  static constexpr auto kLook = [] {
+    sSeen.push_back({sRootP->MasterClock().References(), sRootP->BufferReferences()});
+  };
+  sRootP = &mRoot;
+  sSeen.clear();
+  ReceiveAll(mRaw);
+  MakeTask();
+  mTask->Stop();
+  Platform_SetComInitializer(
+      [](DWORD) {
+        kLook();
+        return S_OK;
+      },
+      [] { kLook(); });
+  mTask->Run();
+  Platform_SetComInitializer(nullptr);
+  EXPECT_THAT(sSeen, ElementsAre(References{0, 1}, References{0, 0}));
+  EXPECT_EQ(Calls().CountBeginning("GetMasterClock"), 1) << "in between";
 }
 
 TEST_F(ReceiveTask, BufferIsFlushedOnceMoreBeforeItIsGivenBack) {

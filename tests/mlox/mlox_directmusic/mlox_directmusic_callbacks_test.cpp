@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -14,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "mlox/mlox_directmusic/ccombstrlite.h"
 #include "mlox/mlox_directmusic/directmusicreceivers.h"
 #include "mlox/mlox_directmusic/directmusicsubsystemlock.h"
 #include "mlox/mlox_directmusic/getter_wrapper.h"
@@ -25,8 +27,11 @@
 #include "tests/support/fake_service.h"
 #include "tests/support/open_files.h"
 
-/// Reaches the groups.
+/// Reaches the groups and the making of events.
 struct Test_ReceivePortSetAccess {
+  using EventMaker = decltype(&CreateEventW);
+  static void MakeEventsBy(EventMaker iMakerP) { ReceivePortSet::sCreateEventP = iMakerP; }
+  static std::string Umid(const ReceivePortSet& iSet) { return iSet.mUmid.AsString(); }
   static std::vector<PortInputGroup> Groups(const ReceivePortSet& iSet) {
     const DirectMusicSubsystemLock lock;
     std::vector<PortInputGroup> groups;
@@ -494,12 +499,97 @@ TEST_F(ReceivePorts, PortThatCannotBeArmedIsClosedAgain) {
   EXPECT_EQ(mRaw.IDs()[0], good.ID());
 }
 
+TEST_F(ReceivePorts, EventOfAPortThatCannotBeArmedIsClosed) {
+  const Line bad = AddLine(1, "Bad");
+  Calls().Fail("Bad: SetReadNotificationHandle event", E_FAIL);
+  const std::ptrdiff_t before = Test_OpenDescriptors();
+  EXPECT_EQ(Apply(mRaw, {bad}), 0);
+  EXPECT_FALSE(IsRunning());
+  EXPECT_EQ(Test_OpenDescriptors(), before);
+}
+
+TEST_F(ReceivePorts, SuccessThatGivesNoPortLeavesItOut) {
+  const Line none = AddLine(1, "None");
+  const Line good = AddLine(2, "Good");
+  mRoot.mWithheldPort = 1;
+  EXPECT_EQ(Apply(mRaw, {none, good}), 0);
+  EXPECT_THAT(TakeCallsOn("None"), IsEmpty());
+  good.mPortP->Feed({0xF8});
+  EXPECT_TRUE(mRaw.WaitFor(1));
+  EXPECT_EQ(mRaw.IDs()[0], good.ID());
+}
+
 TEST_F(ReceivePorts, WhenNoPortCanBeOpenedNoThreadRuns) {
   const Line line = AddLine(1, "In");
   Calls().Fail("CreatePort", E_FAIL);
   EXPECT_EQ(Apply(mRaw, {line}), 0);
   EXPECT_FALSE(IsRunning());
   EXPECT_EQ(Groups().size(), 1u);
+}
+
+// ---- events ----
+
+// How the events were made, in order, while this is there.
+class MadeEvents {
+ public:
+  struct Made {
+    std::string mName;
+    bool mHasSecurity = false;
+    BOOL mIsManual = FALSE;
+    BOOL mIsSignalled = FALSE;
+  };
+
+  MadeEvents() {
+    List().clear();
+    Test_ReceivePortSetAccess::MakeEventsBy(
+        [](auto* iSecurityP, BOOL iManual, BOOL iSignalled, auto* iNameP) {
+          Made made{"", iSecurityP != nullptr, iManual, iSignalled};
+          CComBSTRLite::BSTRToString(iNameP, &made.mName);
+          List().push_back(made);
+          return CreateEventW(iSecurityP, iManual, iSignalled, iNameP);
+        });
+  }
+  ~MadeEvents() { Test_ReceivePortSetAccess::MakeEventsBy(&CreateEventW); }
+  MadeEvents(const MadeEvents&) = delete;
+  MadeEvents& operator=(const MadeEvents&) = delete;
+
+  static std::vector<Made>& List() {
+    static std::vector<Made> sList;
+    return sList;
+  }
+  static std::vector<std::string> Names() {
+    std::vector<std::string> names;
+    for (const Made& made : List()) names.push_back(made.mName);
+    return names;
+  }
+};
+
+TEST_F(ReceivePorts, EventsBearTheNameOfTheSetAndOfThePortTheLastThatOfTheEnd) {
+  const Line first = AddLine(1, "First");
+  const Line second = AddLine(2, "Zweiter \xC3\x84ther");
+  const MadeEvents events;
+  Apply(mRaw, {first, second});
+  const std::string umid = Test_ReceivePortSetAccess::Umid(mSet);
+  EXPECT_EQ(umid.size(), 32u);
+  EXPECT_THAT(MadeEvents::Names(), ElementsAre(umid + "MIDI Message Received Event:First",
+                                               umid + "MIDI Message Received Event:Zweiter \xC3\x84ther",
+                                               umid + "MIDI Receive Kill Event"));
+}
+
+TEST_F(ReceivePorts, NoOtherSetGivesItsEventsTheseNames) {
+  EXPECT_NE(Test_ReceivePortSetAccess::Umid(mSet), Test_ReceivePortSetAccess::Umid(ReceivePortSet()));
+}
+
+TEST_F(ReceivePorts, EventsAreForAllOfTheProcessResetThemselvesAndBeginUnsignalled) {
+  const Line line = AddLine(1, "In");
+  const MadeEvents events;
+  Apply(mRaw, {line});
+  ASSERT_EQ(MadeEvents::List().size(), 2u);
+  for (const MadeEvents::Made& made : MadeEvents::List()) {
+    EXPECT_FALSE(made.mHasSecurity) << made.mName;
+    EXPECT_EQ(made.mIsManual, FALSE) << made.mName;
+    EXPECT_EQ(made.mIsSignalled, FALSE) << made.mName;
+  }
 }
 
 // Lets the process have so many descriptors more than it has.

@@ -11,6 +11,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "cmn/sys_utils.h"
 #include "mdid/mdie_noteevents.h"
@@ -214,11 +217,98 @@ TEST_F(Mlox_DirectMusic_ServicePortsTest, ConnectingAndClosingHoldNoLockOverTheJ
   }
 }
 
-// ---- COM that fails ----
+// ---- COM ----
+
+constexpr DWORD kApartmentThreaded = 0x2;
+
+// One call of COM's: which, and on which thread.
+struct ComCall {
+  bool mIsInitialization = false;
+  DWORD mFlags = 0;
+  std::thread::id mThread;
+  bool operator==(const ComCall&) const = default;
+};
+
+// Keeps the calls that initialise COM and release it while it is there.
+class ComCalls {
+ public:
+  ComCalls() {
+    Calls().clear();
+    Platform_SetComInitializer(
+        [](DWORD iFlags) {
+          Add({true, iFlags, std::this_thread::get_id()});
+          return S_OK;
+        },
+        [] {
+          Add({false, 0, std::this_thread::get_id()});
+        });
+  }
+  ~ComCalls() { Platform_SetComInitializer(nullptr); }
+  ComCalls(const ComCalls&) = delete;
+  ComCalls& operator=(const ComCalls&) = delete;
+
+  static std::vector<ComCall> Take() {
+    const std::lock_guard lock(Mutex());
+    return std::exchange(Calls(), {});
+  }
+
+ private:
+  static void Add(const ComCall& iCall) {
+    const std::lock_guard lock(Mutex());
+    Calls().push_back(iCall);
+  }
+  static std::vector<ComCall>& Calls() {
+    static std::vector<ComCall> sCalls;
+    return sCalls;
+  }
+  static std::mutex& Mutex() {
+    static std::mutex sMutex;
+    return sMutex;
+  }
+};
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ComIsInitialisedForTheApartmentOfEachThreadAndReleasedOnIt) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  class ThreadKeeper : public KeepingReceiver {
+   public:
+    int ReceiveRawMidi(Mlox_MidiData* iDataP) override {
+      mThread = std::this_thread::get_id();
+      return KeepingReceiver::ReceiveRawMidi(iDataP);
+    }
+    std::thread::id mThread;
+  };
+  ThreadKeeper receiver;
+  const std::thread::id here = std::this_thread::get_id();
+  const ComCalls calls;
+  Live();
+  EXPECT_THAT(ComCalls::Take(), ElementsAre(ComCall{true, kApartmentThreaded, here}));
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(&receiver));
+  portP->ConnectToInputs({Service().GetInput(0)});
+  keys.Feed({0xF8});
+  ASSERT_EQ(receiver.Take(1).size(), 1u);
+  portP->CloseCurrentConnections();  // ends the receive thread
+  EXPECT_NE(receiver.mThread, here);
+  EXPECT_THAT(ComCalls::Take(), ElementsAre(ComCall{true, kApartmentThreaded, receiver.mThread},
+                                            ComCall{false, 0, receiver.mThread}));
+  Manager().RemoveAllServices();
+  EXPECT_THAT(ComCalls::Take(), ElementsAre(ComCall{false, 0, here}));
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ComIsReleasedWhenEverythingElseOfTheServiceHasGone) {
+  static bool sWasLast;
+  sWasLast = false;
+  PlugOutput(1, "Synth", 0);
+  Live();
+  Platform_SetComInitializer(nullptr,
+                             [] { sWasLast = sService.load() == nullptr && GetRegisteredIDs().empty(); });
+  Manager().RemoveAllServices();
+  Platform_SetComInitializer(nullptr);
+  EXPECT_TRUE(sWasLast);
+}
 
 // As where the application has made its threads another kind of apartment.
 std::atomic<int> sRefusedThreads{0};
-HRESULT RefuseApartment() {
+HRESULT RefuseApartment(DWORD) {
   ++sRefusedThreads;
   return static_cast<HRESULT>(0x80010106u);
 }

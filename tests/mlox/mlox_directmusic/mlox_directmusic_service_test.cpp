@@ -743,6 +743,29 @@ TEST_F(Mlox_DirectMusic_ServiceTest, ANotificationWhoseThingOrPropertiesCannotBe
   EXPECT_THAT(Devices(), ElementsAre("Synth")) << "what is to go can't be told";
 }
 
+TEST_F(Mlox_DirectMusic_ServiceTest, ANotificationWhoseThingIsFoundWithoutADeviceIsDropped) {
+  class DevicelessStudio : public Test_ModelStudio {
+   public:
+    HRESULT FindRawProperties(std::shared_ptr<IEndpointIDs> iIDs, std::shared_ptr<IDeviceProperties>* oDevice,
+                              std::shared_ptr<IEntityProperties>* oEntity,
+                              std::shared_ptr<IEndpointProperties>* oEndpoint) override {
+      if (mGivesTheRest) Test_ModelStudio::FindRawProperties(iIDs, oDevice, oEntity, oEndpoint);
+      oDevice->reset();
+      return S_OK;
+    }
+    bool mGivesTheRest = false;
+  };
+  const auto studio = std::make_shared<DevicelessStudio>();
+  Test_ModelStudio::Install(studio);
+  Live();
+  studio->Silently([](Test_ModelStudio& ioStudio) { ioStudio.PlugIn(Output("O", "Synth")); });
+  for (const bool givesTheRest : {false, true}) {
+    studio->mGivesTheRest = givesTheRest;
+    studio->Tell({{studio->IDs("O", 0), 1}});
+    EXPECT_EQ(Service().GetOutputDevice(0), nullptr) << givesTheRest;
+  }
+}
+
 TEST_F(Mlox_DirectMusic_ServiceTest, AnEndpointWhoseDirectionCannotBeReadIsADestination) {
   Live();
   mStudio->Silently([](Test_ModelStudio& ioStudio) { ioStudio.PlugIn(Input("I", "Odd")); });

@@ -5,8 +5,11 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -117,6 +120,12 @@ inline bool Test_WaitUntil(const std::function<bool()>& iCondition) {
     std::this_thread::yield();
   }
   return true;
+}
+
+/// How many descriptors the process has open; each event has one.
+inline std::ptrdiff_t Test_OpenDescriptors() {
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return std::distance(begin(descriptors), end(descriptors));
 }
 
 /// Reaches the steps of the receive thread, so that they can be tried without one.
