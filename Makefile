@@ -46,7 +46,7 @@ bench: configure-bench
 lint: configure-dev-clang
 	bash packaging/lint.sh build/dev-clang $(JOBS)
 
-## make sanitize  the whole suite under ThreadSanitizer, Address+UB+Leak, RealtimeSanitizer
+## make sanitize  ThreadSanitizer, Address+UB+Leak over the tests that bear them (no soak, no PipeWire); RealtimeSanitizer over two programs
 sanitize: tsan asan rtsan
 
 asan tsan: %: configure-%

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The one place where the core knows a service: here the application's choice becomes the hardware service.
+// The one place where the core makes a service: here the application's choice becomes the hardware service.
 #include "mlox/mlox_directmusic/mlox_directmusic_service.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_servicehandle.h"
 #include "mlox/mlox_manager.h"

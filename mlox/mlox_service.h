@@ -22,8 +22,9 @@ class Mlox_OutputDescriptor;
 /// new and deleted by Mlox_Manager::RemoveAllServices. It tells the manager, from any of its threads, when a
 /// list has changed. All operations run on the main thread unless a tag says otherwise.
 ///
-/// The Find operations answer only for descriptors of the service's own kind; any other gives null, so that
-/// the manager moves on to the next service.
+/// The Find operations without a body answer only for descriptors of the service's own kind; any other gives
+/// null, so that the manager moves on to the next service. The two that search by name answer whatever kind
+/// asks.
 class MLOX_EXPORT Mlox_Service {
  public:
   virtual ~Mlox_Service() = default;

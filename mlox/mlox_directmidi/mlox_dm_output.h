@@ -17,8 +17,9 @@ class Mlox_DM_Device;
 /// Passes what is written to the delivery that the plug-in has set, if any.
 ///
 /// A gate stands around every write and every inquiry that reaches the device: after `Kill` no thread is
-/// inside, and none gets in. Writers take no lock; the gate costs them two atomic operations. A killed output
-/// stays valid for as long as somebody refers to it, and does nothing.
+/// inside, and none gets in. Writers take no lock; the gate costs them four atomic operations: two loads of a
+/// flag and a count up on the way in, a count down on the way out. A killed output stays valid for as long as
+/// somebody refers to it, and does nothing.
 class MLOX_EXPORT Mlox_DM_Output : public Mlox_Output {
  public:
   /// An output of one channel. \param iChannel  0 to 15. [main]

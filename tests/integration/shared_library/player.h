@@ -15,8 +15,8 @@ MLOX_EXPORT const char* SharedLibrary_PlayOneNote();
 /// oReceivePP an IDirectMIDIInputReceiveMIDI, each with a reference.
 MLOX_EXPORT void SharedLibrary_OpenNodes(void** oDeliveryPP, void** oReceivePP);
 
-/// Starts threads that write, pull, stop playback and receive without pause, and returns once each is at
-/// work. Nobody ever stops them.
+/// Starts two threads that write, one that pulls and one that receives, all without pause, and returns once
+/// each is at work. Nobody ever stops them.
 MLOX_EXPORT void SharedLibrary_StartThreads();
 
 /// How often all threads together have gone round.
