@@ -406,11 +406,11 @@ HRESULT Platform_InputPort::Read(IDirectMusicBuffer* ioBufferP) {
   if (ioBufferP == nullptr) {
     return E_POINTER;
   }
+  ioBufferP->Flush();
   const std::lock_guard lock(mMutex);
   if (mInputP == nullptr || !mInputP->Read(mPiece)) {
     return S_FALSE;
   }
-  ioBufferP->Flush();
   const REFERENCE_TIME now = Sys_Clock::Microseconds() * kUnitsPerMicrosecond;
   ioBufferP->SetStartTime(now);
   const HRESULT result =

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <optional>
 #include <set>
@@ -183,6 +185,19 @@ TEST_F(DirectMusicRoot, EnumPortPastTheEndGivesSFalse) {
   EXPECT_EQ(mRootP->EnumPort(0, nullptr), E_POINTER);
 }
 
+TEST_F(DirectMusicRoot, EnumPortPastTheEndGivesSFalseAlsoWhenNoDriverRuns) {
+  setenv("MLOX_MIDI_DRIVERS", "none of ours", 1);
+  // An input of another test may have its second of grace first, which keeps the driver running.
+  for (int i = 0; i < 6000 && !List().empty(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  for (const DWORD index : {0u, 1u, 100000u}) {
+    DMUS_PORTCAPS caps{};
+    caps.dwSize = sizeof(caps);
+    EXPECT_EQ(mRootP->EnumPort(index, &caps), S_FALSE) << index;
+  }
+}
+
 TEST_F(DirectMusicRoot, IndexZeroFreezesTheListForTheThread) {
   const std::size_t before = List().size();
   Platform_LoopbackPorts::Plug(mName + " second");
@@ -338,6 +353,20 @@ TEST_F(DirectMusicRoot, ReadReplacesWhatTheBufferHeld) {
   EXPECT_EQ(buffer->GetUsedBytes(&used), S_OK);
   EXPECT_EQ(used, 24u) << "one event";
   EXPECT_EQ(mInputP->Read(buffer), S_FALSE) << "none";
+  EXPECT_EQ(buffer->GetUsedBytes(&used), S_OK);
+  EXPECT_EQ(used, 0u) << "nor what was read before";
+  buffer->Release();
+}
+
+TEST_F(DirectMusicRoot, ReadOfAnInactivePortEmptiesTheBufferToo) {
+  mInputP = Open(DMUS_PC_INPUTCLASS);
+  IDirectMusicBuffer* const buffer = NewBuffer();
+  BYTE old[] = {0x90, 60, 100};
+  EXPECT_EQ(buffer->PackUnstructured(0, 1, sizeof(old), old), S_OK);
+  EXPECT_EQ(mInputP->Read(buffer), S_FALSE);
+  DWORD used = 1;
+  EXPECT_EQ(buffer->GetUsedBytes(&used), S_OK);
+  EXPECT_EQ(used, 0u);
   buffer->Release();
 }
 
@@ -505,6 +534,49 @@ TEST_F(DirectMusicRoot, AWatcherHearsOfComingAndGoing) {
   Platform_LoopbackPorts::Plug(mName);
   EXPECT_TRUE(watcher.WaitFor(2));
   presence->Unwatch(&watcher);
+}
+
+// Who is told that a port is there plays to it at once: it sounds, and the input that it is wired to records.
+TEST_F(DirectMusicRoot, AnActivePortIsConnectedAgainBeforeAWatcherHearsOfIt) {
+  class Player : public Platform_PresenceWatcher {
+   public:
+    void PresenceChanged(const std::vector<Platform_PresentPort>& iPorts) override {
+      const bool isThere =
+          std::any_of(iPorts.begin(), iPorts.end(), [this](const Platform_PresentPort& iPort) {
+            return iPort.mInfo.mName == mName && !iPort.mInfo.mIsInput;
+          });
+      if (isThere && mIsAway.load() && !mHasPlayed.load()) {
+        mResult = mPlay();
+        mHasPlayed.store(true);
+      }
+      mIsAway.store(!isThere);
+    }
+    static bool WaitFor(const std::atomic<bool>& iFlag) {
+      for (int i = 0; i < 60000 && !iFlag.load(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+      return iFlag.load();
+    }
+    std::string mName;
+    std::function<HRESULT()> mPlay;
+    std::atomic<bool> mIsAway{false};
+    std::atomic<bool> mHasPlayed{false};
+    HRESULT mResult = E_UNEXPECTED;  // before mHasPlayed
+  };
+  OpenBoth();
+  IPlatformPresence* presence = nullptr;
+  ASSERT_EQ(mRootP->QueryInterface(IID_IPlatformPresence, reinterpret_cast<void**>(&presence)), S_OK);
+  Player player;
+  player.mName = mName;
+  player.mPlay = [this] { return Play(INT64_MIN, {0x90, 61, 100}); };
+  presence->Watch(&player);
+  Platform_LoopbackPorts::Unplug(mName);
+  EXPECT_TRUE(Player::WaitFor(player.mIsAway));
+  Platform_LoopbackPorts::Plug(mName);
+  EXPECT_TRUE(Player::WaitFor(player.mHasPlayed));
+  presence->Unwatch(&player);
+  EXPECT_EQ(player.mResult, S_OK);
+  EXPECT_EQ(Receive(), (Bytes{0x90, 61, 100}));
 }
 
 // Another one watches, so drivers run, and the worker has often not seen yet what has gone.
