@@ -240,6 +240,22 @@ TEST_F(JackRoot, PortsGoOnAfterAServerDiedAndCameBackWithNoCallByTheirHolder) {
   }
 }
 
+TEST_F(JackRoot, AfterAServerDiedAnEnumerationEndsBehindTheInputsThatAreHeld) {
+  OpenBoth();
+  mPeerP.reset();
+  mServer.Kill();
+  ASSERT_TRUE(Test_WaitFor([&] { return Find(u"peer:sink", DMUS_PC_OUTPUTCLASS).dwSize == 0; }));
+  DMUS_PORTCAPS caps{};
+  caps.dwSize = sizeof(caps);
+  EXPECT_EQ(mRootP->EnumPort(0, &caps), S_OK);
+  EXPECT_EQ(caps.wszDescription, std::u16string(u"peer:source"));
+  EXPECT_EQ(mRootP->EnumPort(1, &caps), S_FALSE);
+  EXPECT_EQ(mRootP->EnumPort(100'000, &caps), S_FALSE);
+  // The driver goes on for the second of grace of the input: the next test's server must find it alive.
+  ASSERT_EQ(mServer.Start(), "");
+  ASSERT_TRUE(Test_WaitFor([] { return sReturns.load() > 0; }));
+}
+
 TEST_F(JackRoot, TheLatencyClockIsNowAndOnePeriod) {
   OpenBoth();
   IReferenceClock* clock = nullptr;

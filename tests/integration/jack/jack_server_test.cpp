@@ -150,6 +150,14 @@ class JackServer : public ::testing::Test {
     } while (std::chrono::steady_clock::now() < end);
     return {};
   }
+  // What a port of the peer's is connected to; empty for nothing.
+  std::string ConnectionOf(const std::string& iPort) {
+    const char** const names =
+        jack_port_get_all_connections(mPeer.Get(), jack_port_by_name(mPeer.Get(), iPort.c_str()));
+    const std::string first = names != nullptr ? names[0] : "";
+    jack_free(names);
+    return first;
+  }
   Messages Heard(const std::string& iSink, std::size_t iCount) {
     Test_WaitFor([&] { return mPeer.HeardCount(iSink) >= iCount; });
     Messages messages;
@@ -400,6 +408,39 @@ TEST_F(JackServer, WhatEachOfTwoEqualApplicationsIsSentReachesThatOne) {
   }
   EXPECT_EQ(first.Heard("in").at(0).mBytes, (Test_MidiBytes{0xC0, 1}));
   EXPECT_EQ(second.Heard("in").at(0).mBytes, (Test_MidiBytes{0xC0, 2}));
+}
+
+TEST_F(JackServer, ConnectionsTakenAwayInAPatchBayComeBackWhenAPortAppears) {
+  mPeer.AddSink("sink");
+  mPeer.AddSource("source");
+  StartDriver();
+  OpenOutput("peer:sink");
+  OpenInput("peer:source");
+  Play(kPlatform_AtOnce, {0xC0, 1});
+  ASSERT_EQ(Heard("sink", 1), Messages{(Test_MidiBytes{0xC0, 1})});
+  const std::string output = ConnectionOf("peer:sink");
+  const std::string input = ConnectionOf("peer:source");
+  ASSERT_EQ(jack_disconnect(mPeer.Get(), output.c_str(), "peer:sink"), 0);
+  ASSERT_EQ(jack_disconnect(mPeer.Get(), "peer:source", input.c_str()), 0);
+  // A server may take its time; and the driver may still have had a look to come, which brings them back.
+  Test_WaitFor([&] { return ConnectionOf("peer:sink").empty() && ConnectionOf("peer:source").empty(); },
+               std::chrono::seconds(1));
+  mPeer.AddSource("late");
+  EXPECT_TRUE(Test_WaitFor(
+      [&] { return ConnectionOf("peer:sink") == output && ConnectionOf("peer:source") == input; }));
+  // What is sent before a connection stands sounds nowhere.
+  EXPECT_TRUE(Test_WaitFor([&] {
+    Play(kPlatform_AtOnce, {0xC0, 2});
+    return Test_WaitFor([&] { return mPeer.HeardCount("sink") >= 2; }, std::chrono::seconds(2));
+  }));
+  EXPECT_EQ(mPeer.Heard("sink").back().mBytes, (Test_MidiBytes{0xC0, 2}));
+  Test_MidiBytes received;
+  EXPECT_TRUE(Test_WaitFor([&] {
+    mPeer.Send("source", {0xC0, 3});
+    received = Receive(2'000);
+    return !received.empty();
+  }));
+  EXPECT_EQ(received, (Test_MidiBytes{0xC0, 3}));
 }
 
 // ---- cycles ----
