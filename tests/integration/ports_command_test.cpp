@@ -85,10 +85,10 @@ TEST_F(PortsCommand, ListShowsTheIntegersOfEveryChannelAndOfEveryInputAsAWhole) 
 TEST_F(PortsCommand, AnIntegerNamesTheOutputOrInputItStandsFor) {
   // 17 is the first channel of the second output, and the last one of the first input.
   const Result result = Ports(
-      "$MLOX watch --for 0.2 --follow id:17 && $MLOX send id:33 90 3c 64 && "
+      "$MLOX watch --for 0.2 --follow id:18 && $MLOX send id:33 90 3c 64 && "
       "$MLOX monitor id:18 --for 0.1 && $MLOX latency --out id:17 --in id:18 --count 2");
   EXPECT_EQ(result.mStatus, 0) << result.mError;
-  EXPECT_THAT(result.mOutput, HasSubstr("Reel"));
+  EXPECT_THAT(result.mOutput, HasSubstr("found    output  Reel\n"));
   EXPECT_EQ(Ports(std::string("$MLOX play ") + kSong + " --to id:17 --back id:18 --seconds 1").mStatus, 0);
   ExpectOneLineWith(Ports("$MLOX names patches id:17"), 1, "no names for its patches");
 }
@@ -282,7 +282,53 @@ TEST_F(PortsCommand, WatchNamesTheCandidatesOfAnAmbiguousPort) {
   const Result unknown = Ports("$MLOX watch --for 0.2 --follow nope");
   ExpectOneLineWith(unknown, 1, "nope: no output or input has this name or id; there are output \"Red\" (");
   EXPECT_THAT(unknown.mError, HasSubstr(", input \"Blue\" ("));
-  ExpectOneLineWith(Ports("$MLOX watch --for 0.2 --follow id:99"), 1, "id:99: no output has this id");
+}
+
+// Outputs have 1 to 16, 17 to 32 and 33 to 48; inputs, which have one more each, 1 to 17, 18 to 34 and 35
+// to 51.
+TEST_F(PortsCommand, WatchFollowsTheOutputOrInputThatAnIntegerStandsFor) {
+  const auto found = [&](const std::string& iText) {
+    const Result result = Ports("$MLOX watch --for 0.2 --follow " + iText + " | grep -o 'found.*'");
+    EXPECT_EQ(result.mStatus, 0) << result.mError;
+    return result.mOutput;
+  };
+  EXPECT_EQ(found("id:49"), "found    input   Blue\n") << "no output has it";
+  EXPECT_EQ(found("id:16"), "found    output  Red\n");
+  EXPECT_EQ(found("id:18"), "found    output  Reel\n");
+  EXPECT_EQ(found("id:48"), "found    output  Blue\n");
+  // With one integer for its input, the external device leaves 48 to the outputs, where it is the last one.
+  ASSERT_EQ(
+      Ports("$MLOX studio add S >guid; $MLOX studio wire S Blue; $MLOX studio set S --transmit none").mStatus,
+      0);
+  EXPECT_EQ(found("id:48"), "found    output  S\n");
+}
+
+TEST_F(PortsCommand, WatchFollowsNoIntegerThatAnOutputAndAnInputOfTwoNamesHave) {
+  const json list = ListJson();
+  const auto id = [&](const char* iKind, std::size_t iIndex) {
+    return list[iKind][iIndex]["id"].get<std::string>();
+  };
+  ExpectOneLineWith(Ports("$MLOX watch --for 0.2 --follow id:17"), 1,
+                    "id:17: several ports fit, name one by its id: output \"Reel\" (" + id("outputs", 1) +
+                        "), input \"Red\" (" + id("inputs", 0) + ")\n");
+  ExpectOneLineWith(Ports("$MLOX watch --for 0.2 --follow id:34"), 1,
+                    "id:34: several ports fit, name one by its id: output \"Blue\" (" + id("outputs", 2) +
+                        "), input \"Reel\" (" + id("inputs", 1) + ")\n");
+}
+
+TEST_F(PortsCommand, WatchTellsWhichIntegersThereAreWhenNobodyHasOne) {
+  for (const std::string id : {"id:0", "id:52", "id:2147483647"}) {
+    ExpectOneLineWith(Ports("$MLOX watch --for 0.2 --follow " + id), 1,
+                      id + ": no output or input has this id; outputs' go up to 48 now and inputs' up to 51");
+  }
+  ExpectOneLineWith(Ports("MLOX_MIDI_DRIVERS=none $MLOX watch --for 0.2 --follow id:1"), 1,
+                    "id:1: there is no output or input");
+}
+
+TEST_F(PortsCommand, HelpOfWatchTellsWhatAnIntegerNames) {
+  EXPECT_THAT(Mlox("watch --help").mOutput,
+              AllOf(HasSubstr("An integer of an output and an input of two names is an error."),
+                    HasSubstr("are numbered each from 1")));
 }
 
 TEST_F(PortsCommand, LatencyDrawsAHistogramAndAPicture) {

@@ -106,6 +106,35 @@ void CheckIntegerId(int iID, int iMaxID, const std::string& iText, const char* i
                               Candidates(iPorts, iFound)));
 }
 
+[[noreturn]] void FailAsAmbiguous(const std::string& iText, const std::string& iCandidates) {
+  throw ToolError(
+      fmt::format("{}: several ports fit, name one by its id: {}", ForTerminal(iText), iCandidates));
+}
+
+/// The output or the input of an integer id, or neither. Outputs and inputs are numbered each from 1, so both
+/// may have it: the output wins, as it does by name, if they have one name.
+OutputOrInput FindByIntegerId(int iID, const std::string& iText) {
+  const int maxOutput = MidiOutputIDMapper::GetMaxID();
+  const int maxInput = MidiInputIDMapper::GetMaxID();
+  if (maxOutput == 0 && maxInput == 0) {
+    throw ToolError(fmt::format("{}: there is no output or input", iText));
+  }
+  if (iID < 1 || iID > std::max(maxOutput, maxInput)) {
+    throw ToolError(
+        fmt::format("{}: no output or input has this id; outputs' go up to {} now and inputs' up to {}, see "
+                    "mlox list",
+                    iText, maxOutput, maxInput));
+  }
+  Mlox_Device* const deviceP = iID <= maxOutput ? MidiOutputIDMapper::IDToDevice(iID) : nullptr;
+  const Mlox_InputRef input = iID <= maxInput ? MidiInputIDMapper::IDToInput(iID) : Mlox_InputRef();
+  if (deviceP == nullptr && !input) FailAsGone(iText, "port");
+  if (deviceP == nullptr) return {nullptr, input};
+  if (input && input->GetName() != deviceP->GetName()) {
+    FailAsAmbiguous(iText, CandidatesOfBoth(NamesOf({deviceP}), {0}, NamesOf(Mlox_InputList{input}), {0}));
+  }
+  return {deviceP, {}};
+}
+
 Indices Fitting(const std::vector<NamedPort>& iPorts, const std::string& iText) {
   for (const auto& test : TestsOf(iText)) {
     Indices found = Matching(iPorts, test);
@@ -157,8 +186,7 @@ PortPlace FindPortOfEither(const std::vector<NamedPort>& iOutputs, const std::ve
     });
     if (outputs.size() == 1 && !isOtherInput) return {false, outputs.front()};
     if (outputs.empty() && inputs.size() == 1) return {true, inputs.front()};
-    throw ToolError(fmt::format("{}: several ports fit, name one by its id: {}", ForTerminal(iText),
-                                CandidatesOfBoth(iOutputs, outputs, iInputs, inputs)));
+    FailAsAmbiguous(iText, CandidatesOfBoth(iOutputs, outputs, iInputs, inputs));
   }
   const std::string all = CandidatesOfBoth(iOutputs, All(iOutputs), iInputs, All(iInputs));
   if (all.empty()) throw ToolError(fmt::format("{}: there is no output or input", ForTerminal(iText)));
@@ -206,10 +234,7 @@ OutputOrInput FindOutputOrInput(const PortSession& iSession, const std::string& 
   const std::vector<NamedPort> inputNames = NamesOf(inputs);
   if (const std::optional<int> id = IntegerIdOf(iText);
       id && !IsName(outputNames, iText) && !IsName(inputNames, iText)) {
-    // Outputs and inputs are numbered each from 1.
-    const bool isInput = *id > MidiOutputIDMapper::GetMaxID() && *id <= MidiInputIDMapper::GetMaxID();
-    if (isInput) return {nullptr, FindInput(iSession, iText)};
-    return {&FindOutput(iSession, iText), {}};
+    return FindByIntegerId(*id, iText);
   }
   const PortPlace place = FindPortOfEither(outputNames, inputNames, iText);
   if (place.mIsInput) return {nullptr, inputs[place.mIndex]};

@@ -67,7 +67,8 @@ struct OutputOrInput {
   Mlox_Device* mOutputP = nullptr;
   Mlox_InputRef mInput;
 };
-/// The output of that name or, if it is none's, the input. Throws ToolError.
+/// The output of that name or, if it is none's, the input. Of an integer id that an output and an input of
+/// different names have, neither. Throws ToolError.
 OutputOrInput FindOutputOrInput(const PortSession& iSession, const std::string& iText);
 
 }  // namespace tool

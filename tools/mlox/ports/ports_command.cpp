@@ -21,7 +21,8 @@ namespace {
 
 constexpr const char* kNaming = R"(
 An OUTPUT or INPUT is named by its exact name, by the beginning of its name if no other begins so, by its id as
-`mlox list` shows it, or as id:N by one of its integers there, which hold until a port comes or goes.
+`mlox list` shows it, or as id:N by one of its integers there, which hold until a port comes or goes; outputs
+and inputs are numbered each from 1.
 MLOX_MIDI_DRIVERS (alsa, jack, loopback; comma between) chooses where ports come from.)";
 
 // Not a number, or without an end, is no time either.
@@ -95,9 +96,13 @@ void RegisterWatch(CLI::App& iApp) {
   auto request = std::make_shared<WatchRequest>();
   CLI::App* watchP = iApp.add_subcommand("watch", "Print every change of the lists as it happens");
   watchP->add_option("--follow", request->mFollow,
-                     "An output or input: tell when a saved reference to it is lost and found again");
+                     "Tell when a saved reference to an output, or else an input, is lost and found again");
   watchP->add_option("--for", request->mSeconds, "End after so many seconds")->check(kSeconds);
-  watchP->footer(kNaming);
+  watchP->footer(
+      std::string("\n--follow takes the output where an output and an input have the name, or have "
+                  "the integer and one name.\n"
+                  "An integer of an output and an input of two names is an error.\n") +
+      kNaming);
   watchP->callback([request] { Watch(*request); });
 }
 

@@ -74,12 +74,14 @@ class ChangePrinter {
 /// A reference as saved work keeps it.
 class Followed {
  public:
-  /// The name is that of an output or, if no output has it, of an input. Throws ToolError.
-  Followed(const PortSession& iSession, const std::string& iName) : mName(iName) {
-    const OutputOrInput found = FindOutputOrInput(iSession, iName);
+  /// The text names an output or, if it names none, an input. Throws ToolError.
+  Followed(const PortSession& iSession, const std::string& iText) {
+    const OutputOrInput found = FindOutputOrInput(iSession, iText);
     if (found.mOutputP != nullptr) {
+      mName = found.mOutputP->GetName();
       mOutput.emplace(found.mOutputP->GetCommonOutput());
     } else {
+      mName = found.mInput->GetName();
       mInput.emplace(found.mInput->GetDeviceDescriptor());
     }
   }
@@ -93,7 +95,7 @@ class Followed {
   }
 
  private:
-  const std::string mName;
+  std::string mName;  // as it was when it began
   std::optional<Mlox_PersistentOutput> mOutput;
   std::optional<Mlox_PersistentInput> mInput;
   std::optional<bool> mWasOnline;
