@@ -21,7 +21,8 @@ class Mlox_DeviceDescriptor;
 /// lasts until the port is connected anew or closed. References are to const, so all inquiries are const.
 class MLOX_EXPORT Mlox_Input : public Cmn_RefCountObject {
  public:
-  /// [any] The numeric identity, the same for as long as the input exists.
+  /// [any but real-time] The numeric identity, the same for as long as the input exists. That of a plug-in's
+  /// node is for every thread.
   virtual Mlox_InputID GetInputID() const = 0;
 
   /// [main] The identity of this input, for keeping.
