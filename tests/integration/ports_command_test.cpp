@@ -22,6 +22,7 @@ namespace {
 
 using nlohmann::json;
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -114,6 +115,46 @@ TEST_F(PortsCommand, ListIsATableForPeople) {
   EXPECT_THAT(result.mOutput, AllOf(HasSubstr("channels"), HasSubstr("1-16"), HasSubstr("loopback"),
                                     HasSubstr("Red\n"), HasSubstr("output"), HasSubstr("input")));
   EXPECT_EQ(result.mError, "");
+}
+
+/// What stands below a head of a table, with direction and name before it: "output Red 1-16".
+std::vector<std::string> ColumnOf(const std::string& iTable, const std::string& iHead) {
+  std::istringstream lines(iTable);
+  std::string head;
+  std::getline(lines, head);
+  const auto cell = [&](const std::string& iLine, const std::string& iName) {
+    const std::size_t begin = head.find(iName);
+    if (begin == std::string::npos || begin > iLine.size()) return std::string("?");
+    // Two blanks at least stand between columns; the name is the last one.
+    return iLine.substr(begin, iLine.find("  ", begin) - begin);
+  };
+  std::vector<std::string> cells;
+  for (std::string line; std::getline(lines, line);) {
+    cells.push_back(line.substr(0, line.find(' ')) + " " + cell(line, "name") + " " + cell(line, iHead));
+  }
+  return cells;
+}
+
+TEST_F(PortsCommand, ListShowsTheIntegersOfARowInAColumnOfTheirOwn) {
+  // Of Reel and Blue every channel; of the external device in Red's place channels 2 to 4 of its output, and
+  // no channel of its input, which has the integer of an input as a whole; of what isn't listed none.
+  const Result result = Ports(
+      "$MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Red\n"
+      "$MLOX studio set S --receive 2-4 --transmit none; $MLOX studio add New >guid; $MLOX list --all");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(ColumnOf(result.mOutput, "id:N"),
+              ElementsAre("output Reel 1-16", "output Blue 17-32", "output S 33-35", "input Reel 1-17",
+                          "input Blue 18-34", "input S 35", "output Red -", "output New -", "input Red -",
+                          "input New -"));
+}
+
+TEST_F(PortsCommand, ListTellsIntegersAndChannelsApart) {
+  const Result result = Ports(
+      "export MLOX_LOOPBACK_PORTS=Red; $MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Red\n"
+      "$MLOX studio set S --receive 3 --transmit 1-15; $MLOX list");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(ColumnOf(result.mOutput, "id:N"), ElementsAre("output S 1", "input S 1-16"));
+  EXPECT_THAT(ColumnOf(result.mOutput, "channels"), ElementsAre("output S 3", "input S 1-15"));
 }
 
 TEST_F(PortsCommand, ListAllAddsWhatOnlyTheDatabaseKnows) {
