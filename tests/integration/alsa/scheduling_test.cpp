@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Times, measured in virtual time: what is early or late here is so by the number of instructions.
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 
@@ -86,6 +88,22 @@ TEST_F(AlsaScheduling, TimesHoldOverSecondsAndNewMeasurementsOfTheOffset) {
     distances.push_back(100'000 + i * 51'003);
   }
   ExpectOnTime(Sys_Clock::Microseconds(), distances);
+}
+
+// A clock that runs ahead of the queue: by 50 milliseconds at once, which is what a drift comes to in long.
+TEST_F(AlsaScheduling, TimesHoldByTheLatestMeasurementOfTheOffset) {
+  static std::atomic<std::int64_t> sAhead{0};
+  Sys_Clock::SetSourceForTest([] {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count() + sAhead.load();
+  });
+  ExpectOnTime(Sys_Clock::Microseconds(), {100'000, 101'000});
+  sAhead.store(50'000);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1'100));
+  ExpectOnTime(Sys_Clock::Microseconds(), {100'000, 101'000});
+  // The queue's next offset is measured by the clock that it will be used with.
+  mOutputP->Activate(FALSE);
+  Sys_Clock::SetSourceForTest(nullptr);
 }
 
 TEST_F(AlsaScheduling, TimesHoldAfterALongRest) {

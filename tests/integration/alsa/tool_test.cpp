@@ -83,6 +83,17 @@ Dump ReadDump(const std::string& iFile) {
   return dump;
 }
 
+// What arecordmidi wrote, of a thousand ticks a quarter note.
+tool::Song ReadRecord(const std::string& iFile) {
+  const std::string file = Test_FileText(iFile);
+  return tool::SongReader({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}).Read();
+}
+
+Test_MidiBytes BytesOf(const tool::Song& iSong, std::size_t iIndex) {
+  const auto bytes = iSong.BytesOf(iSong.mMessages.at(iIndex));
+  return {bytes.begin(), bytes.end()};
+}
+
 class AlsaTool : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -123,16 +134,13 @@ TEST_F(AlsaTool, WhatPlayPutsOutIsRecordedByAseqdumpAndArecordmidiInOrderAndInTi
   EXPECT_EQ(dump.mMessages, expected);
   EXPECT_EQ(dump.mSysexes, sysexes);
 
-  const std::string file = Test_FileText("/tmp/played.mid");
-  const tool::Song recorded =
-      tool::SongReader({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}).Read();
+  const tool::Song recorded = ReadRecord("/tmp/played.mid");
   ASSERT_EQ(recorded.mDivision.mTicksPerQuarter, 1'000u);
   ASSERT_EQ(recorded.mMessages.size(), song.size());
   std::int64_t earliest = INT64_MAX;
   std::int64_t latest = INT64_MIN;
   for (std::size_t i = 0; i < song.size(); ++i) {
-    const auto bytes = recorded.BytesOf(recorded.mMessages[i]);
-    ASSERT_EQ(Test_MidiBytes(bytes.begin(), bytes.end()), song[i].mBytes) << i;
+    ASSERT_EQ(BytesOf(recorded, i), song[i].mBytes) << i;
     // Half a millisecond each.
     const std::int64_t distance = static_cast<std::int64_t>(recorded.mMessages[i].mTick) * 500 -
                                   static_cast<std::int64_t>(song[i].mTick) * kTick;
@@ -143,21 +151,35 @@ TEST_F(AlsaTool, WhatPlayPutsOutIsRecordedByAseqdumpAndArecordmidiInOrderAndInTi
   EXPECT_LE(latest - earliest, 5'000);
 }
 
-TEST_F(AlsaTool, WhatSendPutsOutIsShownByAseqdumpByteForByte) {
+TEST_F(AlsaTool, WhatSendPutsOutIsShownByAseqdumpAndRecordedByArecordmidiByteForByte) {
   const Test_MidiBytes sysex = Test_LongSysex(3'000);
   std::ofstream("/tmp/send.syx", std::ios::binary).write(reinterpret_cast<const char*>(sysex.data()), 3'000);
-  Test_Program dumping("stdbuf -oL aseqdump -p 14:0 > /tmp/sent.txt 2>&1");
-  ASSERT_TRUE(Test_WaitInGuest([] { return Test_ReadersOf(kThrough, 0) == 1; }));
-  ASSERT_EQ(Run("send 'Midi Through Port-0' 93 3c 64 83 3c 40 b0 07 63 c5 0c f0 7e 7f 06 01 f7"), 0);
-  ASSERT_EQ(Run("send 'Midi Through Port-0' --sysex /tmp/send.syx"), 0);
-  ASSERT_TRUE(Test_WaitInGuest([] {
-    const Dump dump = ReadDump("/tmp/sent.txt");
-    return dump.mSysexes.size() == 2 && dump.mSysexes.back().back() == 0xF7;
-  })) << Test_FileText("/tmp/sent.txt");
+  {
+    Test_Program dumping("stdbuf -oL aseqdump -p 14:0 > /tmp/sent.txt 2>&1");
+    Test_Program recording("arecordmidi -b 120 -t 1000 -p 14:0 /tmp/sent_record.mid");
+    ASSERT_TRUE(Test_WaitInGuest([] { return Test_ReadersOf(kThrough, 0) == 2; }));
+    ASSERT_EQ(Run("send 'Midi Through Port-0' 93 3c 64 83 3c 40 b0 07 63 c5 0c f0 7e 7f 06 01 f7"), 0);
+    ASSERT_EQ(Run("send 'Midi Through Port-0' --sysex /tmp/send.syx"), 0);
+    ASSERT_TRUE(Test_WaitInGuest([] {
+      const Dump dump = ReadDump("/tmp/sent.txt");
+      return dump.mSysexes.size() == 2 && dump.mSysexes.back().back() == 0xF7;
+    })) << Test_FileText("/tmp/sent.txt");
+  }
+  const std::vector<Test_MidiBytes> messages = {{0x93, 60, 100}, {0x83, 60, 64}, {0xB0, 7, 99}, {0xC5, 12}};
+  const std::vector<Test_MidiBytes> sysexes = {{0xF0, 0x7E, 0x7F, 6, 1, 0xF7}, sysex};
   const Dump shown = ReadDump("/tmp/sent.txt");
-  EXPECT_EQ(shown.mMessages, (std::vector<std::string>{DumpLine({0x93, 60, 100}), DumpLine({0x83, 60, 64}),
-                                                       DumpLine({0xB0, 7, 99}), DumpLine({0xC5, 12})}));
-  EXPECT_EQ(shown.mSysexes, (std::vector<Test_MidiBytes>{{0xF0, 0x7E, 0x7F, 6, 1, 0xF7}, sysex}));
+  std::vector<std::string> lines;
+  for (const Test_MidiBytes& message : messages) lines.push_back(DumpLine(message));
+  EXPECT_EQ(shown.mMessages, lines);
+  EXPECT_EQ(shown.mSysexes, sysexes);
+
+  const tool::Song recorded = ReadRecord("/tmp/sent_record.mid");
+  std::vector<Test_MidiBytes> all = messages;
+  all.insert(all.end(), sysexes.begin(), sysexes.end());
+  ASSERT_EQ(recorded.mMessages.size(), all.size());
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    EXPECT_EQ(BytesOf(recorded, i), all[i]) << i;
+  }
 }
 
 TEST_F(AlsaTool, WhatAplaymidiSendsIsShownByMonitorCompleteAndInOrder) {
