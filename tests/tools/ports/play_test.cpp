@@ -13,6 +13,9 @@
 #include <string>
 #include <utility>
 
+#include "cmn/sys_clock.h"
+#include "mlox/mlox_manager.h"
+#include "tests/support/fake_service.h"
 #include "tests/support/song_builder.h"
 #include "tests/tools/ports/heard_device.h"
 
@@ -205,6 +208,40 @@ TEST_F(PlayTest, CutsALongMessageOnCtrlCAndTurnsEveryNoteOff) {
   for (const Bytes& piece : Heard()) sysexBytes += piece[0] == 0xF0 || piece[0] < 0x80 ? piece.size() : 0;
   EXPECT_LT(sysexBytes, 10000u) << "what was left of the message went out all the same";
   EXPECT_THAT(Heard(), IsSupersetOf(AllNotesOff()));
+}
+
+/// An output that wants what has a time a second before it, and keeps how early each write came.
+class EarlyOutput : public Test_FakeOutput {
+ public:
+  using Test_FakeOutput::Test_FakeOutput;
+  int GetTimestampedPreSendSamples(double iSampleRate) override { return static_cast<int>(iSampleRate); }
+  void WriteEvent(const Mdie_Timestamp& iTimestamp, const Mdie_Event&, Mlox_OutputContextRef) override {
+    ASSERT_FALSE(iTimestamp.IsImmediate());
+    mEarly.push_back(std::chrono::microseconds(iTimestamp.AsSample().AsInt64() - Sys_Clock::Microseconds()));
+  }
+  std::vector<std::chrono::microseconds> mEarly;
+};
+
+TEST_F(PlayTest, WritesEachMessageAheadByWhatItsOutputAsksFor) {
+  // Deleted by the session, with the service.
+  auto* const serviceP = new Test_FakeService;
+  Test_FakeDevice& device = serviceP->AddDevice("wants a second");
+  const auto output = [&](short iChannel) {
+    return Cmn_AliasedRefCountPtr<EarlyOutput>(new EarlyOutput(&device, device.mDescriptorP, iChannel));
+  };
+  device.mCommonOutput = output(-1);
+  const Cmn_AliasedRefCountPtr<EarlyOutput> first = output(0);
+  device.mChannelOutputs[0] = first;
+  Mlox_Manager::Singleton()->AddService(serviceP, 1);
+  auto request = RequestFor({0, 0x90, 60, 100, 40, 0x80, 60, 64, 40, 0x90, 61, 100});
+  request.mOutput = device.mName;
+  tool::Play(request);
+  ASSERT_EQ(first->mEarly.size(), 3u);
+  for (const auto early : first->mEarly) {
+    // The thread that writes wakes each 10 ms, and may be late on a busy machine.
+    EXPECT_GE(early, 500ms);
+    EXPECT_LE(early, 1100ms) << "more than it asked for";
+  }
 }
 
 }  // namespace
