@@ -234,6 +234,38 @@ TEST_F(PortsCommand, SendTakesSystemExclusiveMessagesFromAFile) {
   ExpectOneLineWith(Ports("$MLOX send Red --sysex none.syx"), 1, "none.syx: cannot read");
 }
 
+/// The numbers that a bar has shown, without those that came twice running.
+std::vector<int> PercentsOf(const std::string& iShown) {
+  std::vector<int> percents;
+  for (std::size_t at = iShown.find("] "); at != std::string::npos; at = iShown.find("] ", at + 1))
+    percents.push_back(std::stoi(iShown.substr(at + 2)));
+  return percents;
+}
+
+TEST_F(PortsCommand, SendDrawsItsProgressOnATerminal) {
+  // 4,802 bytes take the wire 1.5 s: one message at its pace, and many that are written at once.
+  for (const char* const content : {"'\\360'; head -c 4800 /dev/zero; printf '\\367'",
+                                    "''; for i in $(seq 240); do printf '\\360%018d\\367' 0; done"}) {
+    SCOPED_TRACE(content);
+    ASSERT_EQ(Shell(std::string("{ printf ") + content + "; } >a.syx").mStatus, 0);
+    const Result result = ShellOnTerminal(kPorts + "$MLOX send Red --sysex a.syx");
+    EXPECT_EQ(result.mStatus, 0);
+    EXPECT_THAT(result.mError, testing::EndsWith("\r\x1b[K"));
+    const std::vector<int> percents = PercentsOf(result.mError);
+    ASSERT_FALSE(percents.empty());
+    EXPECT_LT(percents.front(), 10);
+    EXPECT_THAT(percents, testing::Contains(AllOf(testing::Gt(10), testing::Lt(45))));
+    EXPECT_EQ(percents.back(), 100);
+    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end())) << testing::PrintToString(percents);
+  }
+}
+
+TEST_F(PortsCommand, SendDrawsNoProgressOfWhatIsSoonOut) {
+  const Result result = ShellOnTerminal(kPorts + "$MLOX send Red 90 3c 64");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mError, "");
+}
+
 TEST_F(PortsCommand, SendNamesTheFileThatHoldsNothingToSend) {
   ExpectOneLineWith(Ports("mkdir folder; $MLOX send Red --sysex folder"), 1,
                     "mlox: folder: cannot read: Is a directory");

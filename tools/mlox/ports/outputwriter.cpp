@@ -105,7 +105,8 @@ void OutputWriter::Write(const Mdie_Timestamp& iTimestamp, SongMessageKind iKind
 }
 
 bool OutputWriter::WriteIdling(const PortSession& iSession, const Mdie_Timestamp& iTimestamp,
-                               SongMessageKind iKind, std::span<const std::uint8_t> iBytes) {
+                               SongMessageKind iKind, std::span<const std::uint8_t> iBytes,
+                               const std::function<void()>& iLookOn) {
   if (iBytes.size() <= kPiece) {
     Write(iTimestamp, iKind, iBytes);
     return true;
@@ -124,6 +125,7 @@ bool OutputWriter::WriteIdling(const PortSession& iSession, const Mdie_Timestamp
     });
     const auto isDone = [&] {
       if (isWritten.load()) return true;
+      iLookOn();
       if (Interrupt::HasHappened()) {
         isCut = true;
         // Each time: a write that only begins takes an earlier stop back.
@@ -156,6 +158,11 @@ std::int64_t OutputWriter::LeadMicroseconds() {
 }
 
 std::int64_t OutputWriter::DrainedAt() const { return mBacklog.EmptyAt() + kMarginMicroseconds; }
+
+std::int64_t OutputWriter::DrainedWith(std::size_t iBytes) const {
+  return std::max(mBacklog.EmptyAt(), Sys_Clock::Microseconds()) +
+         static_cast<std::int64_t>(iBytes) * kMicrosecondsPerByte + kMarginMicroseconds;
+}
 
 SongMessageKind KindOf(std::span<const std::uint8_t> iMessage) {
   if (iMessage.empty() || iMessage[0] < 0x80) return SongMessageKind::kRaw;

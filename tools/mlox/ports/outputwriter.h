@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <span>
 
 #include "cmn/cmn_aliasedrefcountptr.h"
@@ -36,8 +37,9 @@ class OutputWriter {
 
   /// The same on the session's thread, which idles meanwhile: what is sent at the wire's pace is written by a
   /// thread of its own, and an interrupt cuts it at its next piece. False if it was cut.
+  /// \param iLookOn  called meanwhile, some hundred times a second
   bool WriteIdling(const PortSession& iSession, const Mdie_Timestamp& iTimestamp, SongMessageKind iKind,
-                   std::span<const std::uint8_t> iBytes);
+                   std::span<const std::uint8_t> iBytes, const std::function<void()>& iLookOn);
 
   /// Whether the device is there. Where it isn't, looks first whether the lists, as the session's last Idle
   /// left them, have it again. On the session's thread, while nobody writes.
@@ -59,6 +61,10 @@ class OutputWriter {
   /// When everything that was written has left the port, however slow the device on it, and the port may be
   /// closed: a time of Sys_Clock in microseconds. At most an hour behind the last message's time.
   std::int64_t DrainedAt() const;
+
+  /// The same for what was written and so many bytes more, if they are written from now on. No hour limits
+  /// it.
+  std::int64_t DrainedWith(std::size_t iBytes) const;
 
   /// Whether the device has an output for the channel, 0 to 15.
   bool HasChannel(int iChannel) const { return mChannels[static_cast<std::size_t>(iChannel)].IsNotNull(); }

@@ -134,7 +134,7 @@ class Player {
     mLastDue = std::max(mLastDue, iDue);
     if (mBack) mBack->Expect(iBytes, iDue);
     const std::size_t lost = mWriter.Lost();
-    mWriter.WriteIdling(mSession, Mdie_Timestamp(Time_Sample(iDue)), iKind, iBytes);
+    mWriter.WriteIdling(mSession, Mdie_Timestamp(Time_Sample(iDue)), iKind, iBytes, [] {});
     NoteGaps();
     // No more than that is in doubt when the port goes: few receivers take releases of seconds of a song at
     // once.

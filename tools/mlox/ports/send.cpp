@@ -3,11 +3,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "cmn/sys_clock.h"
 #include "mdid/mdie_timestamp.h"
 #include "mlox/mlox_device.h"
 #include "tools/mlox/interrupt.h"
@@ -15,6 +17,7 @@
 #include "tools/mlox/ports/outputwriter.h"
 #include "tools/mlox/ports/portnames.h"
 #include "tools/mlox/ports/portsession.h"
+#include "tools/mlox/progressbar.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
 
@@ -22,7 +25,7 @@ namespace tool {
 
 namespace {
 
-// No more is read of a file: the wire would take a day and a half for it.
+// No more is read of a file: the wire would take six hours for it.
 constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
 std::vector<std::uint8_t> ReadFile(const std::string& iPath) {
@@ -78,6 +81,31 @@ void CheckChannels(const OutputWriter& iWriter, const std::vector<std::vector<st
   }
 }
 
+/// A bar on a terminal for messages that are on their way for long.
+class WireProgress {
+ public:
+  /// \param iEnd  when everything will have left, a time of Sys_Clock in microseconds
+  void Expect(std::int64_t iEnd) {
+    mEnd = iEnd;
+    mWhole = std::max(mWhole, Left());
+    Show();
+  }
+
+  void Show() {
+    if (mWhole >= kShortest) mBar.Show(1 - static_cast<double>(Left()) / static_cast<double>(mWhole));
+  }
+
+ private:
+  // Nobody wonders before.
+  static constexpr std::int64_t kShortest = 1'000'000;
+
+  std::int64_t Left() const { return mEnd - Sys_Clock::Microseconds(); }
+
+  ProgressBar mBar{stderr};
+  std::int64_t mEnd = 0;
+  std::int64_t mWhole = 0;
+};
+
 }  // namespace
 
 void Send(const SendRequest& iRequest) {
@@ -87,14 +115,22 @@ void Send(const SendRequest& iRequest) {
   const PortSession session;
   OutputWriter writer(FindOutput(session, iRequest.mOutput));
   CheckChannels(writer, messages, iRequest.mOutput);
+  std::size_t unwritten = 0;
+  for (const auto& message : messages) unwritten += message.size();
+  WireProgress progress;
   for (const auto& message : messages) {
-    writer.WriteIdling(session, Mdie_Timestamp(), KindOf(message), message);
+    progress.Expect(writer.DrainedWith(unwritten));
+    writer.WriteIdling(session, Mdie_Timestamp(), KindOf(message), message, [&] { progress.Show(); });
     Interrupt::Check();
+    unwritten -= message.size();
   }
+  progress.Expect(writer.DrainedAt());
   session.IdleUntilTime(writer.DrainedAt(), [&] {
+    progress.Show();
     writer.FindAgain();
     return Interrupt::HasHappened();
   });
+  progress.Show();
   Interrupt::Check();
   if (writer.Lost() > 0) {
     throw ToolError(
