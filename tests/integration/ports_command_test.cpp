@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <sstream>
@@ -596,22 +595,55 @@ TEST_F(PortsCommand, WatchTellsOfAWireOfAnotherProcessWithinASecond) {
   EXPECT_LE(best, 1'000'000);
 }
 
-TEST_F(PortsCommand, NamesPatchesComeFromTheDevicesOwnDocument) {
-  std::ofstream(mFolder / "acme.midnam") << R"(<MIDINameDocument><MasterDeviceNames>
+/// A document of one bank on channel 1, and an external device that goes by it.
+const std::string kNamedDevice = R"(cat >acme.midnam <<END
+<MIDINameDocument><MasterDeviceNames>
 <Manufacturer>Acme</Manufacturer><Model>S1</Model>
 <CustomDeviceMode Name="M"><ChannelNameSetAssignments><ChannelNameSetAssign Channel="1" NameSet="Set"/>
 </ChannelNameSetAssignments></CustomDeviceMode>
 <ChannelNameSet Name="Set"><PatchBank Name="Keys"><MIDICommands><ControlChange Control="0" Value="1"/></MIDICommands>
 <PatchNameList Name="L"><Patch Number="1" Name="Grand" ProgramChange="4"/></PatchNameList></PatchBank></ChannelNameSet>
-</MasterDeviceNames></MIDINameDocument>)";
-  const Result result = Ports(
-      "$MLOX list >list; $MLOX studio add S --manufacturer Acme --model S1 >guid; $MLOX studio wire S Blue\n"
-      "$MLOX studio set S --master acme.midnam\n"
-      "$MLOX names patches S --channel 1");
+</MasterDeviceNames></MIDINameDocument>
+END
+$MLOX list >list; $MLOX studio add S --manufacturer Acme --model S1 >guid; $MLOX studio wire S Blue
+$MLOX studio set S --master acme.midnam
+)";
+
+TEST_F(PortsCommand, NamesPatchesComeFromTheDevicesOwnDocument) {
+  const Result result = Ports(kNamedDevice + "$MLOX names patches S --channel 1");
   EXPECT_EQ(result.mStatus, 0) << result.mError;
   EXPECT_EQ(result.mOutput, "channel 1: 1 patches\n  Keys  controller 0 = 1\n      4  Grand\n");
   ExpectOneLineWith(Ports("$MLOX names patches S --channel 2"), 1, "channel 2: ");
   ExpectOneLineWith(Ports("$MLOX names patches Red"), 1, "Red: no names for its patches");
+}
+
+TEST_F(PortsCommand, NamesPatchesAreOneLineOfJsonForPrograms) {
+  const Result one = Ports(kNamedDevice + "$MLOX names patches S --channel 1 --json");
+  EXPECT_EQ(one.mStatus, 0) << one.mError;
+  EXPECT_EQ(one.mOutput, R"({"channels": [{"banks": [{"lsb": null, "msb": 1, "name": "Keys", "programs": )"
+                         R"([{"name": "Grand", "number": 4}]}], "channel": 1, "count": 1}], "output": "S"})"
+                         "\n");
+  // As without: what is wrong with a channel is told after those that are well.
+  const Result all = Ports("$MLOX names patches S --json");
+  EXPECT_EQ(all.mStatus, Ports("$MLOX names patches S").mStatus);
+  EXPECT_EQ(all.mStatus, 1);
+  const json channels = json::parse(all.mOutput)["channels"];
+  ASSERT_EQ(channels.size(), 16u);
+  EXPECT_EQ(channels[0]["count"], 1);
+  EXPECT_EQ(channels[1], json({{"banks", json::array()}, {"channel", 2}, {"count", -5}}));
+  const Result none = Ports("$MLOX names patches Red --channel 3 --json");
+  EXPECT_EQ(none.mStatus, 1);
+  EXPECT_EQ(json::parse(none.mOutput)["channels"][0]["banks"], json::array());
+  EXPECT_THAT(none.mError, HasSubstr("Red: no names for its patches"));
+}
+
+TEST_F(PortsCommand, NamesPatchesTellBothNumbersOfABank) {
+  const Result result = Ports(kNamedDevice + R"(
+sed -i 's|<ControlChange Control="0" Value="1"/>|&<ControlChange Control="32" Value="7"/>|' acme.midnam
+$MLOX names patches S --channel 1 --json && $MLOX names patches S --channel 1)");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(result.mOutput, AllOf(HasSubstr(R"({"lsb": 7, "msb": 1, "name": "Keys", )"),
+                                    HasSubstr("\n  Keys  controller 0 = 1  controller 32 = 7\n")));
 }
 
 }  // namespace

@@ -325,6 +325,30 @@ TEST_F(NamesCommandTest, CheckSaysOkOrWhereAndWhatToChange) {
   EXPECT_EQ(outcome.mError, "1 of 3 documents can't be used");
 }
 
+TEST_F(NamesCommandTest, CheckIsOneLineOfJsonForPrograms) {
+  const std::string bad =
+      mFolder.MakeFile("e/bad.midnam", "<MIDINameDocument>\n<MasterDeviceNames>\n<PatchNameList/>");
+  const std::string warned =
+      mFolder.MakeFile("e/warned.midnam",
+                       "<MIDINameDocument><MasterDeviceNames><CustomDeviceMode Name='M'/>"
+                       "</MasterDeviceNames></MIDINameDocument>");
+  const Outcome outcome = Run({"names", "check", mFile, mFolder / "e", mFolder / "gone", "--json"});
+  EXPECT_EQ(outcome.mOutput,
+            R"({"documents": [{"fault": null, "ok": true, "path": ")" + mFile +
+                R"(", "warnings": []}, {"fault": {"advice": "add the attribute to this element", "code": 8, )"
+                R"("line": 3, "text": "<PatchNameList> missing required attribute 'Name'"}, "ok": false, )"
+                R"("path": ")" +
+                bad + R"(", "warnings": []}, {"fault": null, "ok": true, "path": ")" + warned +
+                R"(", "warnings": ["a device without a Model is never found"]}, {"fault": {"advice": )"
+                R"("check the path, and that you may read the file", "code": 5, "line": null, "text": )"
+                R"("couldn't open ')" +
+                (mFolder / "gone") + R"('"}, "ok": false, "path": ")" + (mFolder / "gone") +
+                R"(", "warnings": []}], "totals": {"faulty": 2, "good": 2, "warnings": 1}})"
+                "\n");
+  EXPECT_EQ(outcome.mError, "2 of 4 documents can't be used");
+  EXPECT_EQ(Run({"names", "check", "--json", mFile}).mError, "");
+}
+
 TEST_F(NamesCommandTest, CheckWarnsOfBanksThatCanNeverBeChosenOrCounted) {
   const std::string file = mFolder.MakeFile(
       "w.midnam",

@@ -79,10 +79,11 @@ void RegisterShow(CLI::App& iNames) {
 }
 
 void RegisterCheck(CLI::App& iNames) {
-  auto paths = std::make_shared<std::vector<std::string>>();
+  auto request = std::make_shared<CheckRequest>();
   CLI::App* checkP = iNames.add_subcommand("check", "What is wrong with documents, and what to change");
-  checkP->add_option("PATH", *paths, "Documents, and folders of them")->required();
-  checkP->callback([paths] { CheckNames(*paths); });
+  checkP->add_option("PATH", request->mPaths, "Documents, and folders of them")->required();
+  checkP->add_flag("--json", request->mJson, "One line of JSON in place of a line a document");
+  checkP->callback([request] { CheckNames(*request); });
 }
 
 }  // namespace

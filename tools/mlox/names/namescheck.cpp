@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -15,6 +17,7 @@
 #include "tools/mlox/names/documentfault.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
+#include "tools/mlox/treewriter.h"
 
 namespace tool {
 
@@ -112,23 +115,21 @@ struct Totals {
   int mWarnings = 0;
 };
 
-void Run(midixml::MIDIXMLParser& ioParser, const std::string& iFile, std::vector<std::string>& ioWarnings,
-         Totals& ioTotals) {
+// What came of one document.
+struct Checked {
+  std::string mFile;
+  std::optional<midixml::XMLFault> mFault;
+  std::vector<std::string> mWarnings;
+};
+
+void Run(midixml::MIDIXMLParser& ioParser, Checked& ioChecked) {
   try {
     ioParser.Parse();
-    ++ioTotals.mGood;
-    fmt::print("{}: ok\n", ForTerminal(iFile));
   } catch (int) {
-    ++ioTotals.mFaulty;
     // What was noticed before a fault is of no use until the fault is mended.
-    ioWarnings.clear();
-    const midixml::XMLFault& fault = ioParser.GetFault();
-    fmt::print("{}; {}\n", ForTerminal(FaultText(iFile, fault)), FaultAdvice(fault));
+    ioChecked.mWarnings.clear();
+    ioChecked.mFault = ioParser.GetFault();
   }
-  for (const std::string& warning : ioWarnings) {
-    fmt::print("{}: warning: {}\n", ForTerminal(iFile), ForTerminal(warning));
-  }
-  ioTotals.mWarnings += static_cast<int>(ioWarnings.size());
 }
 
 // Letter case doesn't count, as in the library's own scan.
@@ -139,15 +140,16 @@ bool HasExtension(const std::string& iFile, std::string_view iExtension) {
   return extension == iExtension;
 }
 
-void CheckFile(const std::string& iFile, Totals& ioTotals) {
-  std::vector<std::string> warnings;
+Checked CheckFile(const std::string& iFile) {
+  Checked checked{iFile, {}, {}};
   if (HasExtension(iFile, ".middev")) {
     Mlox_DeviceTypesParser parser("", iFile.c_str(), 0);
-    Run(parser, iFile, warnings, ioTotals);
-    return;
+    Run(parser, checked);
+  } else {
+    CheckingParser parser(iFile, checked.mWarnings);
+    Run(parser, checked);
   }
-  CheckingParser parser(iFile, warnings);
-  Run(parser, iFile, warnings, ioTotals);
+  return checked;
 }
 
 // The documents in a folder and its sub-folders, in order of their paths. A sub-folder that can't be read
@@ -168,19 +170,113 @@ std::vector<std::string> DocumentsIn(const std::string& iFolder) {
   return files;
 }
 
-}  // namespace
-
-void CheckNames(const std::vector<std::string>& iPaths) {
-  Totals totals;
+// Calls iTake with each document that the paths name, one after the other.
+void ForEachDocument(const std::vector<std::string>& iPaths,
+                     const std::function<void(const std::string&)>& iTake) {
   for (const std::string& path : iPaths) {
     std::error_code error;
     if (!fs::is_directory(path, error)) {
-      CheckFile(path, totals);
+      iTake(path);
       continue;
     }
-    for (const std::string& file : DocumentsIn(path)) CheckFile(file, totals);
+    for (const std::string& file : DocumentsIn(path)) iTake(file);
   }
+}
+
+void Print(const Checked& iChecked) {
+  const std::string& file = iChecked.mFile;
+  if (iChecked.mFault) {
+    fmt::print("{}; {}\n", ForTerminal(FaultText(file, *iChecked.mFault)), FaultAdvice(*iChecked.mFault));
+  } else {
+    fmt::print("{}: ok\n", ForTerminal(file));
+  }
+  for (const std::string& warning : iChecked.mWarnings) {
+    fmt::print("{}: warning: {}\n", ForTerminal(file), ForTerminal(warning));
+  }
+}
+
+void WriteFault(TreeWriter& ioWriter, const midixml::XMLFault& iFault) {
+  ioWriter.BeginObject();
+  ioWriter.Key("advice");
+  ioWriter.Text(FaultAdvice(iFault));
+  ioWriter.Key("code");
+  ioWriter.Number(iFault.code);
+  ioWriter.Key("line");
+  iFault.line == 0 ? ioWriter.Null() : ioWriter.Number(static_cast<int64_t>(iFault.line));
+  ioWriter.Key("text");
+  ioWriter.Text(iFault.message);
+  ioWriter.EndObject();
+}
+
+void Write(TreeWriter& ioWriter, const Checked& iChecked) {
+  ioWriter.BeginObject();
+  ioWriter.Key("fault");
+  if (iChecked.mFault) {
+    WriteFault(ioWriter, *iChecked.mFault);
+  } else {
+    ioWriter.Null();
+  }
+  ioWriter.Key("ok");
+  ioWriter.Bool(!iChecked.mFault);
+  ioWriter.Key("path");
+  ioWriter.Text(iChecked.mFile);
+  ioWriter.Key("warnings");
+  ioWriter.BeginList();
+  for (const std::string& warning : iChecked.mWarnings) ioWriter.Text(warning);
+  ioWriter.EndList();
+  ioWriter.EndObject();
+}
+
+void Write(TreeWriter& ioWriter, const Totals& iTotals) {
+  ioWriter.BeginObject();
+  ioWriter.Key("faulty");
+  ioWriter.Number(iTotals.mFaulty);
+  ioWriter.Key("good");
+  ioWriter.Number(iTotals.mGood);
+  ioWriter.Key("warnings");
+  ioWriter.Number(iTotals.mWarnings);
+  ioWriter.EndObject();
+}
+
+void Count(const Checked& iChecked, Totals& ioTotals) {
+  ++(iChecked.mFault ? ioTotals.mFaulty : ioTotals.mGood);
+  ioTotals.mWarnings += static_cast<int>(iChecked.mWarnings.size());
+}
+
+Totals CheckAndPrint(const std::vector<std::string>& iPaths) {
+  Totals totals;
+  ForEachDocument(iPaths, [&](const std::string& iFile) {
+    const Checked checked = CheckFile(iFile);
+    Print(checked);
+    Count(checked, totals);
+  });
   fmt::print("{} good, {} with a fault, {} warnings\n", totals.mGood, totals.mFaulty, totals.mWarnings);
+  return totals;
+}
+
+Totals CheckAndPrintJson(const std::vector<std::string>& iPaths) {
+  Totals totals;
+  JsonWriter json;
+  json.BeginObject();
+  json.Key("documents");
+  json.BeginList();
+  ForEachDocument(iPaths, [&](const std::string& iFile) {
+    const Checked checked = CheckFile(iFile);
+    Write(json, checked);
+    Count(checked, totals);
+  });
+  json.EndList();
+  json.Key("totals");
+  Write(json, totals);
+  json.EndObject();
+  fmt::print("{}\n", json.GetText());
+  return totals;
+}
+
+}  // namespace
+
+void CheckNames(const CheckRequest& iRequest) {
+  const Totals totals = iRequest.mJson ? CheckAndPrintJson(iRequest.mPaths) : CheckAndPrint(iRequest.mPaths);
   if (totals.mFaulty != 0) {
     throw ToolError(
         fmt::format("{} of {} documents can't be used", totals.mFaulty, totals.mGood + totals.mFaulty));

@@ -8,8 +8,15 @@
 
 namespace tool {
 
+/// What `mlox names check` is asked.
+struct CheckRequest {
+  std::vector<std::string> mPaths;
+  bool mJson = false;
+};
+
 /// Checks files and, in folders, all that ends in .midnam or .middev. Prints a line a file, warnings below
-/// it, and a summary. Throws ToolError afterwards if a document has a fault.
-void CheckNames(const std::vector<std::string>& iPaths);
+/// it, and a summary; or all of it as one line of JSON. Throws ToolError afterwards if a document has a
+/// fault.
+void CheckNames(const CheckRequest& iRequest);
 
 }  // namespace tool

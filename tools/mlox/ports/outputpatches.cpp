@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include <tuple>
+#include <functional>
 #include <vector>
 
 #include "mdid/mdie_programevent.h"
@@ -15,6 +15,7 @@
 #include "tools/mlox/ports/portsession.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/tool_error.h"
+#include "tools/mlox/treewriter.h"
 
 namespace tool {
 
@@ -59,10 +60,10 @@ Mdie_ProgramEvent EventFor(const Bank& iBank, int iProgram) {
 }
 
 /// The library marks bank names of its own making with a text behind them.
-std::string ShownName(std::string iName) {
+std::string WithoutMark(std::string iName) {
   const std::size_t mark = iName.find("###");
   if (mark != std::string::npos) iName.resize(mark);
-  return ForTerminal(iName);
+  return iName;
 }
 
 std::string SelectText(const Bank& iBank) {
@@ -72,23 +73,73 @@ std::string SelectText(const Bank& iBank) {
   return text;
 }
 
-void PrintBank(Mlox_Output& ioOutput, const Bank& iBank) {
-  fmt::print("  {}{}\n", ShownName(iBank.mName), SelectText(iBank));
+/// Calls iTake with each program of the bank that has a name, and the name.
+void ForEachProgram(Mlox_Output& ioOutput, const Bank& iBank,
+                    const std::function<void(int, const std::string&)>& iTake) {
   for (int program = 0; program < 128; ++program) {
     std::string name;
-    if (ioOutput.GetPatchName(&name, EventFor(iBank, program))) {
-      fmt::print("    {:>3}  {}\n", program, ForTerminal(name));
-    }
+    if (ioOutput.GetPatchName(&name, EventFor(iBank, program))) iTake(program, name);
   }
 }
 
-/// The count; below 0 what went wrong.
-int PrintChannel(Mlox_Output& ioOutput, int iChannel) {
-  const int count = ioOutput.GetNumberOfPatches();
-  if (count <= 0) return count;
-  fmt::print("channel {}: {} patches\n", iChannel, count);
-  for (const Bank& bank : BanksOf(ioOutput, count)) PrintBank(ioOutput, bank);
-  return count;
+void PrintChannel(Mlox_Output& ioOutput, int iChannel, int iCount) {
+  if (iCount <= 0) return;
+  fmt::print("channel {}: {} patches\n", iChannel, iCount);
+  for (const Bank& bank : BanksOf(ioOutput, iCount)) {
+    fmt::print("  {}{}\n", ForTerminal(WithoutMark(bank.mName)), SelectText(bank));
+    ForEachProgram(ioOutput, bank, [](int iProgram, const std::string& iName) {
+      fmt::print("    {:>3}  {}\n", iProgram, ForTerminal(iName));
+    });
+  }
+}
+
+void WriteBankNumber(TreeWriter& ioWriter, const char* iKey, int iNumber) {
+  ioWriter.Key(iKey);
+  iNumber < kNoBankNumber ? ioWriter.Number(iNumber) : ioWriter.Null();
+}
+
+void WriteBank(TreeWriter& ioWriter, Mlox_Output& ioOutput, const Bank& iBank) {
+  ioWriter.BeginObject();
+  WriteBankNumber(ioWriter, "lsb", iBank.mLSB);
+  WriteBankNumber(ioWriter, "msb", iBank.mMSB);
+  ioWriter.Key("name");
+  ioWriter.Text(WithoutMark(iBank.mName));
+  ioWriter.Key("programs");
+  ioWriter.BeginList();
+  ForEachProgram(ioOutput, iBank, [&](int iProgram, const std::string& iName) {
+    ioWriter.BeginObject();
+    ioWriter.Key("name");
+    ioWriter.Text(iName);
+    ioWriter.Key("number");
+    ioWriter.Number(iProgram);
+    ioWriter.EndObject();
+  });
+  ioWriter.EndList();
+  ioWriter.EndObject();
+}
+
+void WriteChannel(TreeWriter& ioWriter, Mlox_Output& ioOutput, int iChannel, int iCount) {
+  ioWriter.BeginObject();
+  ioWriter.Key("banks");
+  ioWriter.BeginList();
+  for (const Bank& bank : BanksOf(ioOutput, iCount)) WriteBank(ioWriter, ioOutput, bank);
+  ioWriter.EndList();
+  ioWriter.Key("channel");
+  ioWriter.Number(iChannel);
+  ioWriter.Key("count");
+  ioWriter.Number(iCount);
+  ioWriter.EndObject();
+}
+
+/// Calls iTake with each channel that was asked for and that the device has: its output, its number and the
+/// count of its patches, below 0 if something is wrong.
+void ForEachChannel(Mlox_Device& ioDevice, int iChannel,
+                    const std::function<void(Mlox_Output&, int, int)>& iTake) {
+  for (int channel = 1; channel <= 16; ++channel) {
+    if (iChannel != 0 && channel != iChannel) continue;
+    Mlox_Output* const outputP = ioDevice.GetOutputForChannel(static_cast<short>(channel - 1));
+    if (outputP != nullptr) iTake(*outputP, channel, outputP->GetNumberOfPatches());
+  }
 }
 
 }  // namespace
@@ -98,14 +149,24 @@ void ShowOutputPatches(const OutputPatchesRequest& iRequest) {
   Mlox_Device& device = FindOutput(session, iRequest.mOutput);
   std::string fault;
   int shown = 0;
-  for (int channel = 1; channel <= 16; ++channel) {
-    if (iRequest.mChannel != 0 && channel != iRequest.mChannel) continue;
-    Mlox_Output* const outputP = device.GetOutputForChannel(static_cast<short>(channel - 1));
-    if (outputP == nullptr) continue;
-    const int count = PrintChannel(*outputP, channel);
-    if (count > 0) ++shown;
-    if (count < 0) fault = fmt::format("channel {}: {}", channel, CountCodeText(count));
-  }
+  JsonWriter json;
+  json.BeginObject();
+  json.Key("channels");
+  json.BeginList();
+  ForEachChannel(device, iRequest.mChannel, [&](Mlox_Output& ioOutput, int iChannel, int iCount) {
+    if (iRequest.mJson) {
+      WriteChannel(json, ioOutput, iChannel, iCount);
+    } else {
+      PrintChannel(ioOutput, iChannel, iCount);
+    }
+    if (iCount > 0) ++shown;
+    if (iCount < 0) fault = fmt::format("channel {}: {}", iChannel, CountCodeText(iCount));
+  });
+  json.EndList();
+  json.Key("output");
+  json.Text(device.GetName());
+  json.EndObject();
+  if (iRequest.mJson) fmt::print("{}\n", json.GetText());
   const std::string name = ForTerminal(device.GetName());
   if (!fault.empty()) throw ToolError(fmt::format("{}: {}", name, fault));
   if (shown == 0) {

@@ -10,10 +10,12 @@ namespace tool {
 struct OutputPatchesRequest {
   std::string mOutput;
   int mChannel = 0;  ///< 1 to 16; 0: every channel
+  bool mJson = false;
 };
 
 /// Prints the banks and patches of each channel, out of the device's own document. Throws ToolError when a
-/// channel has none to show because something is wrong, after the channels that are well.
+/// channel has none to show because something is wrong, after the channels that are well. JSON has every
+/// channel, such a one with its count below 0.
 void ShowOutputPatches(const OutputPatchesRequest& iRequest);
 
 }  // namespace tool

@@ -137,6 +137,8 @@ void RegisterOutputPatches(CLI::App& iApp) {
   patchesP->add_option("OUTPUT", request->mOutput, "The output")->required();
   patchesP->add_option("--channel", request->mChannel, "Only this channel, 1 to 16")
       ->check(CLI::Range(1, 16));
+  patchesP->add_flag("--json", request->mJson,
+                     "One line of JSON: for each channel, its banks, their selects and programs");
   patchesP->footer(kNaming);
   patchesP->callback([request] { ShowOutputPatches(*request); });
 }
