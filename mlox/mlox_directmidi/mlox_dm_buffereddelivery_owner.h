@@ -3,8 +3,10 @@
 /// The back reference of a buffered delivery.
 #pragma once
 
+#include "cmn/cmn_export.h"
+
 /// Who made a buffered delivery, and hears of its end.
-class Mlox_DM_BufferedDelivery_Owner {
+class MLOX_EXPORT Mlox_DM_BufferedDelivery_Owner {
  public:
   virtual ~Mlox_DM_BufferedDelivery_Owner() = default;
 

@@ -5,18 +5,25 @@
 
 #include <cstdint>
 
+#include "cmn/cmn_export.h"
 #include "cmn/cmn_nonblocking.h"
 #include "cmn/cqcfunknown.h"
 #include "mlox/mlox_directmidi/idirectmidimessage.h"
 
 struct Mlox_DM_TimedEvent;
 
+/// Gives whatever derives from it a cache line to itself. A base, since compilers don't agree on where
+/// alignas and an export may stand in the head of one class.
+struct alignas(64) Mlox_DM_CacheLine {};
+
 /// A reusable view of one message of an event. It owns nothing: it points at a record of the delivery that
 /// made it, and the same object is handed out for every message of that delivery.
 ///
 /// No lock: the thread that pulled the message uses it between Set and the last Release. It has a cache line
 /// to itself: its count changes twice with every message.
-class alignas(64) Mlox_DM_DeliveryMessage final : public IDirectMIDIMessage, public CQCFUnknown {
+class MLOX_EXPORT Mlox_DM_DeliveryMessage final : public IDirectMIDIMessage,
+                                                  public CQCFUnknown,
+                                                  private Mlox_DM_CacheLine {
  public:
   Mlox_DM_DeliveryMessage();
   ~Mlox_DM_DeliveryMessage() override;
@@ -47,3 +54,5 @@ class alignas(64) Mlox_DM_DeliveryMessage final : public IDirectMIDIMessage, pub
   int32_t mMessageIndex = 0;
   int8_t mChannel = 0;
 };
+
+static_assert(sizeof(Mlox_DM_DeliveryMessage) == 64 && alignof(Mlox_DM_DeliveryMessage) == 64);

@@ -5,12 +5,14 @@
 
 #include <cstdint>
 
+#include "cmn/cmn_export.h"
+
 class Mdie_Event;
 class Mdie_Timestamp;
 class Mlox_OutputContextRef;
 
 /// Where the events that are written to a plug-in's node go.
-class Mlox_DM_GeneralDelivery {
+class MLOX_EXPORT Mlox_DM_GeneralDelivery {
  public:
   virtual ~Mlox_DM_GeneralDelivery() = default;
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "cmn/cmn_aliasedrefcountptr.h"
+#include "cmn/cmn_export.h"
 #include "mlox/mlox_input.h"
 
 class Mlox_RawMidiReceiver;
@@ -11,7 +12,7 @@ class Mlox_RawMidiReceiver;
 /// One port's receiver, and the plug-in inputs that send to it.
 ///
 /// [main] All operations.
-class Mlox_DM_InputPortState {
+class MLOX_EXPORT Mlox_DM_InputPortState {
  public:
   /// \param iRawMidiReceiverP  not owned; may be null.
   explicit Mlox_DM_InputPortState(Mlox_RawMidiReceiver* iRawMidiReceiverP);

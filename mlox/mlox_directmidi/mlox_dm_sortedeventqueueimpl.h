@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "cmn/cmn_export.h"
 #include "cmn/ps_atomicstructures.h"
 #include "mlox/mlox_directmidi/mlox_dm_sortedeventqueue.h"
 
@@ -15,7 +16,7 @@
 /// and the reader would have to share.
 ///
 /// An element is in at most one place: in a FIFO, in a head, or out of here.
-class Mlox_DM_SortedEventQueueImpl final : public Mlox_DM_SortedEventQueue {
+class MLOX_EXPORT Mlox_DM_SortedEventQueueImpl final : public Mlox_DM_SortedEventQueue {
  public:
   /// [main] \throws std::length_error "vector<T> too long". \throws std::bad_alloc also when a stream can't
   /// be had.
