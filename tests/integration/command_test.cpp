@@ -316,6 +316,7 @@ TEST_F(Command, AnOutputThatGrowsBeyondTheLimitOfFiles) {
 TEST_F(Command, AListOfEventsThatCannotBeWritten) {
   ExpectFault(Mlox(kShortRender + "--events none/fed.txt"), 1,
               "mlox: none/fed.txt: cannot write: No such file or directory");
+  ExpectFault(Mlox(kShortRender + "--events ''"), 1, "mlox: : cannot write: No such file or directory");
   EXPECT_THAT(Names(), ElementsAre());
 }
 

@@ -42,15 +42,15 @@ class RenderCommand : public testing::Test {
 };
 
 TEST_F(RenderCommand, LeavesNoOutputWhenTheListOfEventsCannotTakeItsName) {
-  EXPECT_THAT([&] { RenderWhileAFolderTakes(mRequest.mEvents); },
-              ThrowsMessage<tool::ToolError>(mRequest.mEvents + ": cannot write: it is a folder"));
+  EXPECT_THAT([&] { RenderWhileAFolderTakes(*mRequest.mEvents); },
+              ThrowsMessage<tool::ToolError>(*mRequest.mEvents + ": cannot write: it is a folder"));
   EXPECT_THAT(Test_NamesIn(mFolder.Path()), ElementsAre("fed.txt"));
-  EXPECT_THAT(Test_NamesIn(mRequest.mEvents), ElementsAre("inner"));
+  EXPECT_THAT(Test_NamesIn(*mRequest.mEvents), ElementsAre("inner"));
 }
 
 TEST_F(RenderCommand, LeavesAnOlderOutputAsItWasWhenTheListOfEventsCannotTakeItsName) {
   mFolder.MakeFile("out.wav", "old");
-  EXPECT_THROW(RenderWhileAFolderTakes(mRequest.mEvents), tool::ToolError);
+  EXPECT_THROW(RenderWhileAFolderTakes(*mRequest.mEvents), tool::ToolError);
   EXPECT_THAT(Test_NamesIn(mFolder.Path()), ElementsAre("fed.txt", "out.wav"));
   EXPECT_EQ(Test_ReadFile(mRequest.mOutput), "old");
 }
@@ -59,7 +59,7 @@ TEST_F(RenderCommand, LeavesAnOlderListOfEventsAsItWasWhenTheOutputCannotTakeIts
   mFolder.MakeFile("fed.txt", "old");
   EXPECT_THROW(RenderWhileAFolderTakes(mRequest.mOutput), tool::ToolError);
   EXPECT_THAT(Test_NamesIn(mFolder.Path()), ElementsAre("fed.txt", "out.wav"));
-  EXPECT_EQ(Test_ReadFile(mRequest.mEvents), "old");
+  EXPECT_EQ(Test_ReadFile(*mRequest.mEvents), "old");
 }
 
 TEST_F(RenderCommand, TellsWhenTheFilesHaveTheirNamesAndTakesThemBackWhenThatFails) {
@@ -70,7 +70,7 @@ TEST_F(RenderCommand, TellsWhenTheFilesHaveTheirNamesAndTakesThemBackWhenThatFai
   const auto tell = [&](const tool::RenderOutcome& iOutcome) {
     EXPECT_EQ(iOutcome.mFigures.mFrames, 48000);
     size = std::filesystem::file_size(mRequest.mOutput);
-    fed = Test_ReadFile(mRequest.mEvents);
+    fed = Test_ReadFile(*mRequest.mEvents);
     throw std::runtime_error("nobody listens");
   };
   EXPECT_THAT(

@@ -54,7 +54,7 @@ Rendered RenderSong(RenderRequest iRequest) {
   const Test_AssertRecorder recorder;
   Rendered rendered;
   rendered.mFigures = tool::Render(iRequest, [](double) {}).mFigures;
-  rendered.mEvents = Test_ReadFile(iRequest.mEvents);
+  rendered.mEvents = Test_ReadFile(*iRequest.mEvents);
   rendered.mWav = Test_ReadFile(iRequest.mOutput);
   EXPECT_THAT(recorder.Texts(), IsEmpty());
   EXPECT_EQ(rendered.mFigures.mLate, 0u);

@@ -67,14 +67,14 @@ bool IsSameFile(const std::string& iA, const std::string& iB) {
 /// Rendering replaces what it writes, so no two of the files may be one.
 void CheckFilesDiffer(const RenderRequest& iRequest) {
   struct Use {
-    const std::string& mPath;
+    std::string mPath;
     const char* mName;
     bool mIsWritten;
   };
   const Use uses[] = {{iRequest.mSong, "the song", false},
                       {iRequest.mSoundFont, "the sound font", false},
                       {iRequest.mOutput, "the output", true},
-                      {iRequest.mEvents, "the list of events", true}};
+                      {iRequest.mEvents.value_or(""), "the list of events", true}};
   for (const Use& written : uses) {
     for (const Use& other : uses) {
       const bool isPair = written.mIsWritten && &written > &other && !written.mPath.empty();
@@ -136,8 +136,8 @@ RenderOutcome Render(const RenderRequest& iRequest, const std::function<void(dou
   // The outputs are made before the work, so that a name that can't be written to is told at once.
   WavFile wav(iRequest.mOutput, iRequest.mSampleRate);
   std::optional<OutputFile> events;
-  if (!iRequest.mEvents.empty()) {
-    events.emplace(iRequest.mEvents);
+  if (iRequest.mEvents) {
+    events.emplace(*iRequest.mEvents);
   }
   Synthesizer synthesizer(iRequest.mSoundFont, iRequest.mSampleRate);
   const std::unique_ptr<Way> way = MakeWay(iRequest);

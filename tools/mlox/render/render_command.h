@@ -26,8 +26,8 @@ struct RenderRequest {
   std::int64_t mBlock = 64;
   int mWriters = 3;
   std::string mThrough = "buffered";
-  std::optional<double> mSeconds;  ///< Above 0; without it, the last message and two seconds.
-  std::string mEvents;             ///< Empty: no list of events.
+  std::optional<double> mSeconds;      ///< Above 0; without it, the last message and two seconds.
+  std::optional<std::string> mEvents;  ///< Without: no list of events.
   bool mIsJson = false;
 };
 
