@@ -54,6 +54,24 @@ TEST_F(Command, ReferencePrintsAManualPageThatIsReadWithoutAWarning) {
                                     HasSubstr("mlox studio wire [OPTIONS]"), HasSubstr("--soundfont FILE")));
 }
 
+TEST_F(Command, HelpAndTheManualPageTellHowACommandIsCalled) {
+  const std::string page = Shell("$MLOX reference man | groff -man -Tutf8 -P-cbu -rLL=200n").mOutput;
+  for (const auto& [command, usage] :
+       std::vector<std::pair<std::string, std::string>>{{"play", "--to TEXT SONG"},
+                                                        {"latency", "--out TEXT --in TEXT"},
+                                                        {"monitor", "[INPUT...]"},
+                                                        {"send", "OUTPUT [BYTES...]"},
+                                                        {"names check", "PATH..."},
+                                                        {"names scan", "[BASE]"},
+                                                        {"names", "SUBCOMMAND"}}) {
+    std::string line = "mlox " + command;
+    line += " [OPTIONS] " + usage + "\n";
+    EXPECT_THAT(Mlox(command + " --help").mOutput, HasSubstr("\nUsage: " + line));
+    EXPECT_THAT(page, HasSubstr(" " + line));
+  }
+  EXPECT_THAT(Mlox("--help").mOutput, HasSubstr("\nUsage: mlox [OPTIONS] SUBCOMMAND\n"));
+}
+
 TEST_F(Command, ReferencePrintsScriptsThatShellsRead) {
   const Result result = Shell(
       "$MLOX reference bash >mlox.bash && $MLOX reference zsh >_mlox && zsh -n _mlox && bash -c 'source "

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "tools/mlox/names/names_command.h"
 #include "tools/mlox/ports/ports_command.h"
 #include "tools/mlox/ports/studio_command.h"
+#include "tools/mlox/reference/helpformatter.h"
 #include "tools/mlox/reference/reference_command.h"
 #include "tools/mlox/render/render_command.h"
 #include "tools/mlox/standardstreams.h"
@@ -65,6 +67,7 @@ int EndParsing(const CLI::App& iApp, const CLI::ParseError& iError) {
 /// oWantsAssertions is set as soon as it is known, so that it holds however the subcommand ends.
 int Run(int iCount, char** iArguments, bool& oWantsAssertions) {
   CLI::App app("MIDI between workstations, plug-ins and the machine's ports.", "mlox");
+  app.formatter(std::make_shared<tool::HelpFormatter>());
   app.set_version_flag("--version", kVersion);
   app.add_flag("--assertions", oWantsAssertions,
                "At exit, print the library's checks that failed to standard error: site, text, count");

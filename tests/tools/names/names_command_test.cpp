@@ -378,6 +378,15 @@ TEST_F(NamesCommandTest, CheckWarnsOfBanksThatCanNeverBeChosenOrCounted) {
           "channel name set \"T\": no mode gives it to a channel\n1 good, 0 with a fault, 6 warnings\n");
 }
 
+TEST_F(NamesCommandTest, CheckTellsOfAFaultBeforeItWarnsOfAnything) {
+  const std::string file = mFolder.MakeFile(
+      "f.midnam",
+      "<MIDINameDocument><MasterDeviceNames><CustomDeviceMode Name='M'/></MasterDeviceNames><Patch/>");
+  const Outcome outcome = Run({"names", "check", file});
+  EXPECT_EQ(outcome.mOutput.find("warning: "), std::string::npos) << outcome.mOutput;
+  EXPECT_NE(outcome.mOutput.find("1 with a fault, 0 warnings\n"), std::string::npos) << outcome.mOutput;
+}
+
 TEST_F(NamesCommandTest, CheckOfAFolderThatCannotBeReadIsAnError) {
   mFolder.MakeFolder("closed");
   ASSERT_EQ(chmod((mFolder / "closed").c_str(), 0), 0);

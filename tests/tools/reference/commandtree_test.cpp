@@ -40,6 +40,8 @@ TEST_F(CommandTree, HoldsTheProgramAndEveryCommandBehindTheOneItBelongsTo) {
 TEST_F(CommandTree, TellsPositionalArgumentsFromOptionsAndFlags) {
   EXPECT_TRUE(Option(1, "SONG").mIsPositional);
   EXPECT_TRUE(Option(1, "SONG").mIsRequired);
+  EXPECT_FALSE(Option(1, "SONG").mIsRepeated);
+  EXPECT_TRUE(Option(1, "MORE").mIsRepeated);
   EXPECT_FALSE(Option(1, "--seconds").mIsPositional);
   EXPECT_EQ(Option(1, "--seconds").mValue, "S");
   EXPECT_EQ(Option(1, "--json").mValue, "");
@@ -58,7 +60,8 @@ TEST_F(CommandTree, LeavesOutAFooterThatOnlyRepeatsTheOneAbove) {
 
 TEST_F(CommandTree, UsageNamesWhatIsRequiredAndWhatMayBeLeftOut) {
   EXPECT_EQ(tool::UsageOf(mCommands[0]), "small [OPTIONS] SUBCOMMAND");
-  EXPECT_EQ(tool::UsageOf(mCommands[1]), "small play [OPTIONS] SONG [OUT]");
+  EXPECT_EQ(tool::UsageOf(mCommands[1]), "small play [OPTIONS] SONG [OUT] [MORE...]");
+  EXPECT_EQ(tool::UsageOf(mCommands[3]), "small studio add [OPTIONS] --model TEXT PATH...");
 }
 
 }  // namespace

@@ -23,15 +23,22 @@ class ManualPage : public testing::Test {
 TEST_F(ManualPage, HasAHeadWithoutADateAndASectionForEachCommand) {
   EXPECT_THAT(mPage, HasSubstr(".TH SMALL 1 \"\" \"small 1.0.0\" \"User Commands\"\n"));
   EXPECT_THAT(mPage, HasSubstr(".SH NAME\nsmall \\- A small program.\n"));
-  EXPECT_THAT(mPage, HasSubstr(".SS \"small play [OPTIONS] SONG [OUT]\"\nPlay it, don't wait\n"));
+  EXPECT_THAT(mPage, HasSubstr(".SS \"small play [OPTIONS] SONG [OUT] [MORE...]\"\nPlay it, don't wait\n"));
   EXPECT_THAT(mPage, HasSubstr(".SS \"small studio [OPTIONS] SUBCOMMAND\"\n"));
-  EXPECT_THAT(mPage, HasSubstr(".SS \"small studio add [OPTIONS]\"\n"));
+  EXPECT_THAT(mPage, HasSubstr(".SS \"small studio add [OPTIONS] \\-\\-model TEXT PATH...\"\n"));
   EXPECT_THAT(mPage, Not(HasSubstr("secret")));
 }
 
 TEST_F(ManualPage, ShowsEachOptionWithHyphensThatCanBeCopied) {
   EXPECT_THAT(mPage, HasSubstr(".TP\n\\fB\\-j, \\-\\-json\\fR\nAs JSON\n"));
   EXPECT_THAT(mPage, HasSubstr(".TP\n\\fB\\-\\-seconds\\fR S\nHow long\n"));
+}
+
+TEST_F(ManualPage, MarksWhatIsRequiredAndWhatMayBeRepeated) {
+  EXPECT_THAT(mPage, HasSubstr(".TP\n\\fBSONG\\fR (required)\nWhat to play\n"));
+  EXPECT_THAT(mPage, HasSubstr(".TP\n\\fBOUT\\fR\nWhere to\n"));
+  EXPECT_THAT(mPage, HasSubstr(".TP\n\\fBMORE\\fR...\nWhat next\n"));
+  EXPECT_THAT(mPage, HasSubstr(".TP\n\\fB\\-\\-model\\fR TEXT (required)\nIts model\n"));
 }
 
 TEST_F(ManualPage, LetsNoTextBecomeARequestOrACharacterCommand) {

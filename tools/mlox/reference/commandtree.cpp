@@ -35,6 +35,7 @@ CommandOption OptionOf(const CLI::App& iApp, const CLI::Option& iOption) {
   CommandOption option;
   option.mIsPositional = iOption.get_positional();
   option.mIsRequired = iOption.get_required();
+  option.mIsRepeated = iOption.get_expected_max() > 1;
   option.mDescription = iOption.get_description();
   option.mChoices = Choices(iOption);
   if (option.mIsPositional) {
@@ -50,21 +51,20 @@ CommandOption OptionOf(const CLI::App& iApp, const CLI::Option& iOption) {
 
 void Add(const CLI::App& iApp, const std::string& iPathAbove, const std::string& iFooterAbove,
          std::vector<Command>& ioCommands) {
-  Command command;
-  command.mPath = iPathAbove.empty() ? iApp.get_name() : iPathAbove + " " + iApp.get_name();
-  command.mDescription = iApp.get_description();
-  if (iApp.get_footer() != iFooterAbove) command.mFooter = iApp.get_footer();
-  for (const CLI::Option* optionP : iApp.get_options({}))
-    command.mOptions.push_back(OptionOf(iApp, *optionP));
-  const std::vector<const CLI::App*> subcommands = iApp.get_subcommands({});
-  for (const CLI::App* subcommandP : subcommands) {
-    if (!subcommandP->get_group().empty()) command.mSubcommands.push_back(subcommandP->get_name());
-  }
-  const std::string path = command.mPath;
-  ioCommands.push_back(std::move(command));
-  for (const CLI::App* subcommandP : subcommands) {
+  const std::string path = iPathAbove.empty() ? iApp.get_name() : iPathAbove + " " + iApp.get_name();
+  ioCommands.push_back(CommandOf(iApp, path));
+  if (iApp.get_footer() == iFooterAbove) ioCommands.back().mFooter.clear();
+  for (const CLI::App* subcommandP : iApp.get_subcommands({})) {
     if (!subcommandP->get_group().empty()) Add(*subcommandP, path, iApp.get_footer(), ioCommands);
   }
+}
+
+// Such as "--to TEXT" and "[INPUT...]".
+std::string UsageOf(const CommandOption& iOption) {
+  std::string usage = iOption.mNames.back();
+  if (!iOption.mIsPositional) return iOption.mValue.empty() ? usage : usage + " " + iOption.mValue;
+  if (iOption.mIsRepeated) usage += "...";
+  return iOption.mIsRequired ? usage : "[" + usage + "]";
 }
 
 }  // namespace
@@ -75,11 +75,26 @@ std::vector<Command> CommandsOf(const CLI::App& iProgram) {
   return commands;
 }
 
+Command CommandOf(const CLI::App& iApp, const std::string& iPath) {
+  Command command;
+  command.mPath = iPath;
+  command.mDescription = iApp.get_description();
+  command.mFooter = iApp.get_footer();
+  for (const CLI::Option* optionP : iApp.get_options({}))
+    command.mOptions.push_back(OptionOf(iApp, *optionP));
+  for (const CLI::App* subcommandP : iApp.get_subcommands({})) {
+    if (!subcommandP->get_group().empty()) command.mSubcommands.push_back(subcommandP->get_name());
+  }
+  return command;
+}
+
 std::string UsageOf(const Command& iCommand) {
   std::string usage = iCommand.mPath + " [OPTIONS]";
   for (const CommandOption& option : iCommand.mOptions) {
-    if (!option.mIsPositional) continue;
-    usage += option.mIsRequired ? " " + option.mNames.front() : " [" + option.mNames.front() + "]";
+    if (option.mIsRequired && !option.mIsPositional) usage += " " + UsageOf(option);
+  }
+  for (const CommandOption& option : iCommand.mOptions) {
+    if (option.mIsPositional) usage += " " + UsageOf(option);
   }
   if (!iCommand.mSubcommands.empty()) usage += " SUBCOMMAND";
   return usage;

@@ -17,6 +17,7 @@ struct CommandOption {
   std::vector<std::string> mChoices;  ///< the only values that it takes; empty where others are taken too
   bool mIsPositional = false;
   bool mIsRequired = false;
+  bool mIsRepeated = false;  ///< takes any number of values
 };
 
 /// One command.
@@ -32,7 +33,11 @@ struct Command {
 /// The program and all its commands, each behind the one that it belongs to. The program itself is the first.
 std::vector<Command> CommandsOf(const CLI::App& iProgram);
 
-/// "mlox send [OPTIONS] OUTPUT": how a command is called.
+/// One command. \param iPath  all words that lead to it
+Command CommandOf(const CLI::App& iApp, const std::string& iPath);
+
+/// "mlox play [OPTIONS] --to TEXT SONG": how a command is called, with all that it can't do without. What may
+/// be left out stands in brackets, and what may be repeated has three dots.
 std::string UsageOf(const Command& iCommand);
 
 }  // namespace tool

@@ -51,7 +51,9 @@ std::string OptionEntry(const CommandOption& iOption) {
   std::string names;
   for (const std::string& name : iOption.mNames) names += (names.empty() ? "" : ", ") + Escaped(name);
   const std::string value = iOption.mValue.empty() ? "" : " " + Escaped(iOption.mValue);
-  return ".TP\n\\fB" + names + "\\fR" + value + "\n" + Line(iOption.mDescription);
+  const std::string dots = iOption.mIsPositional && iOption.mIsRepeated ? "..." : "";
+  const std::string mark = iOption.mIsRequired ? " (required)" : "";
+  return ".TP\n\\fB" + names + "\\fR" + dots + value + mark + "\n" + Line(iOption.mDescription);
 }
 
 std::string CommandSection(const Command& iCommand) {
