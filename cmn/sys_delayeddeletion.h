@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "cmn/cmn_export.h"
 
@@ -23,6 +24,30 @@ class MLOX_EXPORT Sys_EpochGuard {
   ~Sys_EpochGuard();
   Sys_EpochGuard(const Sys_EpochGuard&) = delete;
   Sys_EpochGuard& operator=(const Sys_EpochGuard&) = delete;
+};
+
+/// One use of an object that another thread may take away: enters an epoch, then reads the pointer, once.
+/// What it has found stays until it goes, also if the pointer names something else by then. [any] Wait-free.
+///
+/// `Shared` is what holds the pointer and gives it by `get()`, such as a `Cmn_AliasedRefCountPtr` whose
+/// stored pointer is atomic.
+template <class Shared>
+class Sys_EpochPointer {
+ public:
+  /// Enters and reads.
+  explicit Sys_EpochPointer(const Shared& iShared) noexcept : mPointer(iShared.get()) {}
+  Sys_EpochPointer(const Sys_EpochPointer&) = delete;
+  Sys_EpochPointer& operator=(const Sys_EpochPointer&) = delete;
+
+  /// The object that was found. There must be one.
+  auto operator->() const noexcept { return mPointer; }
+  /// Whether an object was found.
+  explicit operator bool() const noexcept { return mPointer != nullptr; }
+
+ private:
+  // First: what was read before the epoch was entered may be gone.
+  Sys_EpochGuard mGuard;
+  decltype(std::declval<const Shared&>().get()) mPointer;
 };
 
 /// The list of retired objects and the pass over it.

@@ -47,20 +47,20 @@ void Mlox_PersistentOutput::JoinRegistry() { Mlox_PersistentOutputRegistry::Sing
 
 void Mlox_PersistentOutput::WriteEvent(const Mdie_Timestamp& iTimestamp, const Mdie_Event& iEvent,
                                        Mlox_OutputContextRef iContext) {
-  const Sys_EpochGuard guard;
-  if (Mlox_Output* outputP = mOutputRCP.get()) outputP->WriteEvent(iTimestamp, iEvent, iContext);
+  const Sys_EpochPointer outputP(mOutputRCP);
+  if (outputP) outputP->WriteEvent(iTimestamp, iEvent, iContext);
 }
 
 void Mlox_PersistentOutput::WriteLimitedSysex(const unsigned char* iDataP, int iLength,
                                               Mlox_OutputContextRef iContext) {
-  const Sys_EpochGuard guard;
-  if (Mlox_Output* outputP = mOutputRCP.get()) outputP->WriteLimitedSysex(iDataP, iLength, iContext);
+  const Sys_EpochPointer outputP(mOutputRCP);
+  if (outputP) outputP->WriteLimitedSysex(iDataP, iLength, iContext);
 }
 
 void Mlox_PersistentOutput::WriteRawMIDI(const unsigned char* iDataP, int iLength,
                                          Mlox_OutputContextRef iContext) {
-  const Sys_EpochGuard guard;
-  if (Mlox_Output* outputP = mOutputRCP.get()) outputP->WriteRawMIDI(iDataP, iLength, iContext);
+  const Sys_EpochPointer outputP(mOutputRCP);
+  if (outputP) outputP->WriteRawMIDI(iDataP, iLength, iContext);
 }
 
 // ---- [main] ----

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "cmn/cmn_aliasedrefcountptr.h"
 #include "cmn/sys_clock.h"
 #include "cmn/sys_delayeddeleterefcntobj.h"
 #include "cmn/sys_delayeddeletionobject.h"
@@ -137,6 +138,55 @@ TEST_F(Sys_DelayedDeletionTest, NestedGuardsHoldUntilTheOuterOneFalls) {
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
   outerP.reset();
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+// Holds a pointer for others to read. While it is being read, something else is retired and grows old.
+class PointerThatIsWatched {
+ public:
+  PointerThatIsWatched(Counted* iObjectP, std::atomic<int>* iDeadP) : mObjectP(iObjectP), mDeadP(iDeadP) {}
+
+  Counted* get() const {
+    ++mReads;
+    Sys_DelayedDeletion::Retire(new Plain(mDeadP));
+    sNow += kSecond;
+    mDeletedInside += Sys_DelayedDeletion::RunPass();
+    return mObjectP;
+  }
+
+  Counted* mObjectP;
+  std::atomic<int>* mDeadP;
+  mutable int mReads = 0;
+  mutable std::size_t mDeletedInside = 0;
+};
+
+TEST_F(Sys_DelayedDeletionTest, AnEpochPointerEntersBeforeItReads) {
+  std::atomic<int> othersDead{0};
+  const PointerThatIsWatched shared(nullptr, &othersDead);
+  {
+    const Sys_EpochPointer pointer(shared);
+    EXPECT_FALSE(pointer);
+    EXPECT_EQ(shared.mReads, 1);
+    EXPECT_EQ(shared.mDeletedInside, 0u) << "the reading thread was inside";
+  }
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, AnEpochPointerKeepsWhatItHasFoundUntilItGoes) {
+  Cmn_AliasedRefCountPtr<Counted, std::atomic<Counted*>> shared(new Counted(&mDead));
+  Counted* const foundP = shared.get();
+  {
+    const Sys_EpochPointer pointer(shared);
+    shared = nullptr;
+    for (int pass = 0; pass < 10; ++pass) {
+      sNow += 2 * kSecond;
+      EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+    }
+    ASSERT_TRUE(pointer);
+    EXPECT_EQ(pointer.operator->(), foundP);
+    EXPECT_EQ(pointer->mMark.load(), 0xA11E);
+  }
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+  EXPECT_EQ(mDead, 1);
 }
 
 // A thread that stands inside a guard for as long as this lives.
