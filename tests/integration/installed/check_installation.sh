@@ -48,6 +48,23 @@ check_pkg_config() {
   cmp printed "$source/examples/first_pull.expected" || fail "first_pull printed something else"
 }
 
+# check_versions PREFIX: pkg-config and CMake know the library under the version that the command tells. After
+# check_pkg_config, which tells where mlox.pc is.
+check_versions() {
+  local version
+  version=$(LD_LIBRARY_PATH=$(dirname "$(find "$1" -name 'libmlox.so.1')") "$1/bin/mlox" --version) || fail "mlox doesn't run"
+  version=${version#mlox }
+  [ "$(pkg-config --modversion mlox)" = "$version" ] || fail "pkg-config knows mlox $(pkg-config --modversion mlox), not $version"
+  mkdir exact
+  cat >exact/CMakeLists.txt <<END
+cmake_minimum_required(VERSION 3.25)
+project(exact LANGUAGES CXX)
+find_package(mlox $version EXACT REQUIRED CONFIG)
+END
+  cmake -S exact -B exact/build -G Ninja -DCMAKE_PREFIX_PATH="$1" >exact.log 2>&1 || fail "$(cat exact.log)"
+  grep -q "^mlox_DIR:PATH=$1/" exact/build/CMakeCache.txt || fail "CMake found another library than that under $1"
+}
+
 # configure_examples PREFIX: the examples as a project of their own, which looks for the library by find_package.
 configure_examples() {
   cmake -S "$source/examples" -B examples -G Ninja -DCMAKE_PREFIX_PATH="$1" >configure.log || fail "$(cat configure.log)"

@@ -37,6 +37,13 @@ check_library() {
   [ -z "$(nm "$library" 2>/dev/null)" ] || fail "$library isn't stripped"
 }
 
+# check_trigger: dpkg renews the loader's cache when the library comes or goes.
+check_trigger() {
+  dpkg-deb --ctrl-tarfile "$folder"/packages/libmlox1_*.deb | tar -xO ./triggers >triggers 2>tar.log ||
+    fail "libmlox1 has no triggers: $(cat tar.log)"
+  grep -qx 'activate-noawait ldconfig' triggers || fail "libmlox1 has the triggers $(cat triggers)"
+}
+
 # check_needs PACKAGE FILE: the package depends on every package of this machine that has a library the file is linked
 # with, and on none without reason. Of alternatives the first is the one that is here.
 check_needs() {

@@ -27,11 +27,13 @@ for package in libmlox1 libmlox-dev mlox-tools; do
   check_files $package "$version"
 done
 check_library "$version"
+check_trigger
 check_needs libmlox1 "$(find "$root/usr/lib" -type f -name 'libmlox.so.1*')"
 check_needs mlox-tools "$root/usr/bin/mlox"
 check_no_build_paths
 
 check_headers "$root/usr"
 check_pkg_config "$root/usr"
+check_versions "$root/usr"
 check_examples "$root/usr"
 check_tool "$root/usr"

@@ -9,6 +9,7 @@ done
 check_each_header "$folder/moved"
 check_headers "$folder/moved"
 check_pkg_config "$folder/moved"
+check_versions "$folder/moved"
 check_find_package "$folder/moved"
 check_tool "$folder/moved"
 
