@@ -232,6 +232,10 @@ bool IsSource(IEndpointProperties& iEndpoint) {
   return isSource != 0;
 }
 
+bool IsPort(const Mlox_InputPort* iInputPortP) {
+  return CMN_ASSERT_FROM(kAssertSource, iInputPortP != nullptr, "iInputPortP != nullptr");
+}
+
 bool IsPortSlot(int iServiceIndex) {
   return iServiceIndex >= 1 && iServiceIndex < Mlox_cMaxInstalledServices;
 }
@@ -474,7 +478,7 @@ void Mlox_DirectMusic_Service::CreateOutputContext(Mlox_OutputContext*) {}
 
 void Mlox_DirectMusic_Service::CreateInputPort(Mlox_InputPort* iInputPortP) {
   const DirectMusicSubsystemLock lock;
-  if (iInputPortP->GetRawMidiReceiver() == nullptr || !HasPortSlot()) return;
+  if (!IsPort(iInputPortP) || iInputPortP->GetRawMidiReceiver() == nullptr || !HasPortSlot()) return;
   auto stateP = std::make_unique<DirectMusicInputPortState>();
   stateP->mServiceIndex = mServiceIndex;
   stateP->mRawReceiver = iInputPortP->GetRawMidiReceiver();
@@ -489,11 +493,14 @@ bool Mlox_DirectMusic_Service::HasPortSlot() const {
 
 DirectMusicInputPortState* Mlox_DirectMusic_Service::FindPortState(Mlox_InputPort* iInputPortP) const {
   const DirectMusicSubsystemLock lock;
-  if (!HasPortSlot()) return nullptr;
+  if (!IsPort(iInputPortP) || !HasPortSlot()) return nullptr;
+  const void* entryP = iInputPortP->GetServiceEntry(mInputPortServiceIndex);
+  if (entryP == nullptr) return nullptr;  // the port has no receiver
   const auto i = mPortStates.find(iInputPortP);
-  if (i == mPortStates.end()) return nullptr;
-  // The entry of a port that another service served under our index may show a record that is gone.
-  return i->second.get() == iInputPortP->GetServiceEntry(mInputPortServiceIndex) ? i->second.get() : nullptr;
+  // A port without a receiver that another service served under our index still shows that one's record,
+  // which is gone.
+  const bool isLive = i != mPortStates.end() && i->second.get() == entryP;
+  return CMN_ASSERT_FROM(kAssertSource, isLive, "isLive") ? i->second.get() : nullptr;
 }
 
 // Connecting may stop the receive thread, so the lock isn't held over it.

@@ -19,6 +19,8 @@
 #include "mdid/mdie_noteevents.h"
 #include "mdid/mdie_sysexevents.h"
 #include "mdid/mdie_timestamp.h"
+#include "mlox/mlox_directmidi/mlox_dm_service.h"
+#include "mlox/mlox_directmusic/directmusicinputportstate.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_notificationcallback.h"
 #include "mlox/mlox_directmusic_devicedescriptor.h"
 #include "mlox/mlox_inputport.h"
@@ -215,6 +217,93 @@ TEST_F(Mlox_DirectMusic_ServicePortsTest, ConnectingAndClosingHoldNoLockOverTheJ
     if (round % 2 == 0) receiver.Take(1);
     portP->CloseCurrentConnections();
   }
+}
+
+// ---- the records of ports ----
+
+constexpr int kServiceIndex = 1;
+
+// Connects and closes, which is to be reported once each, and nothing else.
+void ExpectRefusals(Mlox_InputPort& ioPort, const Mlox_InputList& iInputs) {
+  const Test_AssertRecorder recorder;
+  ioPort.ConnectToInputs(iInputs);
+  ioPort.CloseCurrentConnections();
+  EXPECT_EQ(recorder.Count("isLive"), 2);
+  EXPECT_EQ(recorder.Count(), 2);
+  for (const auto& report : recorder.Reports()) {
+    EXPECT_EQ(report.mSource, "mlox/mlox_directmusic/mlox_directmusic_service");
+    EXPECT_FALSE(report.mThrowing);
+  }
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, TheRecordOfAServiceThatHadItsIndexBeforeIsReportedAndNotFollowed) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  auto* plugInsP = new Mlox_DM_Service(nullptr, &mAllocator, nullptr);
+  Manager().AddService(plugInsP, 4);
+  // The one service gives every port a record, the other leaves out those without a receiver.
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(nullptr));
+  Manager().RemoveAllServices();
+  ASSERT_NE(portP->GetServiceEntry(kServiceIndex), nullptr);
+  Live();
+  ASSERT_EQ(GetDirectMusicServiceIndex(), kServiceIndex);
+  ExpectRefusals(*portP, {Service().GetInput(0)});
+  EXPECT_FALSE(keys.IsArmed());
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ARecordThatIsNotTheServicesOwnForThatPortIsReportedAndNotFollowed) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  Test_FakePort& pads = PlugInput(2, "Pads", 0);
+  KeepingReceiver receiver;
+  KeepingReceiver other;
+  Live();
+  const Mlox_InputList inputs = {Service().GetInput(1)};
+  const std::unique_ptr<Mlox_InputPort> connectedP(Manager().CreateInputPort(&receiver));
+  connectedP->ConnectToInputs({Service().GetInput(0)});
+  void* const connectedEntryP = connectedP->GetServiceEntry(kServiceIndex);
+  const std::unique_ptr<Mlox_InputPort> deafP(Manager().CreateInputPort(nullptr));
+  const std::unique_ptr<Mlox_InputPort> ownP(Manager().CreateInputPort(&other));
+  void* const ownEntryP = ownP->GetServiceEntry(kServiceIndex);
+  // Each of these would connect, or end the connection that there is, if it were followed.
+  DirectMusicInputPortState foreign{kServiceIndex, &receiver};
+  for (Mlox_InputPort* portP : {deafP.get(), ownP.get()}) {
+    for (void* const entryP : {static_cast<void*>(&foreign), connectedEntryP}) {
+      portP->SetServiceEntry(kServiceIndex, entryP);
+      ExpectRefusals(*portP, inputs);
+      EXPECT_TRUE(keys.IsArmed());
+      EXPECT_FALSE(pads.IsArmed());
+    }
+  }
+  ownP->SetServiceEntry(kServiceIndex, ownEntryP);
+  const Test_AssertRecorder recorder;
+  ownP->ConnectToInputs(inputs);
+  EXPECT_TRUE(pads.IsArmed()) << "its record is there as before";
+  ownP->CloseCurrentConnections();
+  connectedP->CloseCurrentConnections();
+  EXPECT_FALSE(keys.IsArmed());
+  EXPECT_EQ(recorder.Count(), 0);
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, APortWithoutAReceiverIsPassedOverWithoutAReport) {
+  Test_FakePort& keys = PlugInput(1, "Keys", 0);
+  Live();
+  const Test_AssertRecorder recorder;
+  const std::unique_ptr<Mlox_InputPort> portP(Manager().CreateInputPort(nullptr));
+  EXPECT_EQ(portP->GetServiceEntry(kServiceIndex), nullptr);
+  portP->ConnectToInputs({Service().GetInput(0)});
+  portP->CloseCurrentConnections();
+  EXPECT_FALSE(keys.IsArmed());
+  EXPECT_EQ(recorder.Count(), 0);
+}
+
+TEST_F(Mlox_DirectMusic_ServicePortsTest, ANullPortIsReported) {
+  PlugInput(1, "Keys", 0);
+  Live();
+  const Test_AssertRecorder recorder;
+  Service().CreateInputPort(nullptr);
+  Service().ConnectInputsToInputPort({Service().GetInput(0)}, nullptr);
+  Service().InputPortCloseConnections(nullptr);
+  EXPECT_EQ(recorder.Count("iInputPortP != nullptr"), 3);
+  EXPECT_EQ(recorder.Count(), 3);
 }
 
 // ---- COM ----

@@ -197,6 +197,30 @@ TEST_F(Mlox_DirectMusic_ServiceTest, BothGroupsAreReadThePresentOneFirst) {
   EXPECT_EQ(mStudio->Calls("GetDeviceCount"), 3) << "a failure ends the rebuild";
 }
 
+TEST_F(Mlox_DirectMusic_ServiceTest, WhatIsListedOfBothGroupsStandsInTheirOrderThePresentOneFirst) {
+  const std::shared_ptr<Test_FakeStudio> studio = Test_FakeStudio::Install();
+  for (const char* group : {"offline", "online"}) {
+    for (const char* number : {" 1", " 2"}) {
+      for (const bool isSource : {true, false}) {
+        const std::string name = std::string(isSource ? "In " : "Out ") + group + number;
+        Test_StudioNode& device = *studio->AddPort(name, name, isSource).mParentP->mParentP;
+        studio->RemoveDevice(device);
+        studio->ReturnDevice(device, std::string(group) == "online");
+      }
+    }
+  }
+  Live();
+  EXPECT_THAT(Devices(), ElementsAre("Out online 1", "Out online 2", "Out offline 1", "Out offline 2"));
+  EXPECT_THAT(Inputs(), ElementsAre("In online 1", "In online 2", "In offline 1", "In offline 2"));
+  // And all of it survives a rebuild.
+  const auto* deviceP = Device(2);
+  const Mlox_InputRef input = Service().GetInput(2);
+  Access::Rebuild(Service());
+  EXPECT_THAT(Devices(), ElementsAre("Out online 1", "Out online 2", "Out offline 1", "Out offline 2"));
+  EXPECT_EQ(Device(2), deviceP);
+  EXPECT_EQ(Service().GetInput(2).get(), input.get());
+}
+
 TEST_F(Mlox_DirectMusic_ServiceTest, ADeviceThatCannotBeHadIsSkipped) {
   for (const char* name : {"A", "B", "C"}) mStudio->PlugIn(Output(name, name));
   mStudio->Fail("GetDevice B", E_FAIL);
