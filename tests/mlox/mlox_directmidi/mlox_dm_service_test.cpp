@@ -2,7 +2,11 @@
 #include "mlox/mlox_directmidi/mlox_dm_service.h"
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "mlox/mlox_directmidi/mlox_datasource.h"
 #include "mlox/mlox_directmidi/mlox_dm_devicedescriptor.h"
@@ -616,6 +620,77 @@ TEST_F(Mlox_DM_ServiceTest, StopPlaybackReachesEveryBufferedDeviceAndEveryGlobal
     deliveryP->Release();
   }
   EXPECT_TRUE(client.mMessages.empty());
+}
+
+/// One event waits in each of some deliveries. The trace line of its block's end tells when a delivery is
+/// cleared, and those of allocations when it gets its notes off.
+class Mlox_DM_ServiceStopOrderTest : public Mlox_DM_ServiceTest {
+ protected:
+  ~Mlox_DM_ServiceStopOrderTest() override {
+    for (IDirectMIDIBufferedDelivery* deliveryP : mDeliveries) deliveryP->Release();
+  }
+
+  /// Makes a node's delivery, writes an event to it and notes the block that this took.
+  void Fill(Mlox_DM_DeliveryBase& ioNode, Mlox_AWrite& ioOutput) {
+    mDeliveries.push_back(ioNode.SetBufferedDelivery());
+    const Test_TraceSite trace(0x2000F27);
+    WriteImmediateNote(ioOutput, 60);
+    ASSERT_EQ(Test_TraceSite::sLines.size(), 1u);
+    const std::string& line = Test_TraceSite::sLines[0];
+    const std::string begin = "Mlox_DM_BufferedDelivery alloc ";
+    ASSERT_EQ(line.substr(0, begin.size()), begin);
+    mBlocks[&ioNode] = line.substr(begin.size(), line.find(' ', begin.size()) - begin.size());
+  }
+  Mlox_DM_GlobalOutput* FillGlobalOutput() {
+    auto* outputP = static_cast<Mlox_DM_GlobalOutput*>(NewGlobalOutput());
+    Fill(*outputP, *outputP);
+    return outputP;
+  }
+  Mlox_DM_Device* FillDevice(const char* iNameP) {
+    Mlox_DM_Device* deviceP = NewDevice(iNameP);
+    deviceP->SetChannelMask(1);
+    Fill(*deviceP, *deviceP->GetCommonOutput());
+    return deviceP;
+  }
+
+  std::string Cleared(const Mlox_DM_DeliveryBase* iNodeP) {
+    return "Mlox_DM_BufferedDelivery free " + mBlocks.at(iNodeP);
+  }
+
+  /// What a stop writes to the trace; which blocks the notes off take is nobody's business.
+  std::vector<std::string> LinesOfAStop() {
+    const Test_TraceSite trace(0x2000F27);
+    mServiceP->StopPlayback();
+    std::vector<std::string> lines = Test_TraceSite::sLines;
+    for (std::string& line : lines) {
+      if (line.find(" alloc ") != std::string::npos) line = kNotesOff;
+    }
+    return lines;
+  }
+
+  static inline const std::string kNotesOff = "notes off";
+
+ private:
+  std::vector<IDirectMIDIBufferedDelivery*> mDeliveries;
+  std::map<const Mlox_DM_DeliveryBase*, std::string> mBlocks;
+};
+
+TEST_F(Mlox_DM_ServiceStopOrderTest,
+       StopPlaybackTakesTheGlobalOutputsInSetOrderAndThenTheDevicesInListOrder) {
+  FillDevice("First");
+  std::set<Mlox_DM_GlobalOutput*> globalOutputs;
+  for (int i = 0; i < 3; ++i) globalOutputs.insert(FillGlobalOutput());
+  FillDevice("Second");
+  FillDevice("Third");
+  std::vector<std::string> expected;
+  for (const Mlox_DM_GlobalOutput* outputP : globalOutputs) expected.push_back(Cleared(outputP));
+  for (int i = 0; i < 3; ++i) {
+    const auto* deviceP = static_cast<Mlox_DM_Device*>(mServiceP->GetOutputDevice(i));
+    EXPECT_EQ(deviceP->GetName(), (std::vector<std::string>{"First", "Second", "Third"})[i]);
+    expected.push_back(Cleared(deviceP));
+    expected.push_back(kNotesOff);
+  }
+  EXPECT_EQ(LinesOfAStop(), expected);
 }
 
 TEST_F(Mlox_DM_ServiceTest, StopPlaybackOnADeviceWithoutChannelsLeavesNothing) {
