@@ -177,6 +177,28 @@ TEST_F(Mlox_DM_DeliveryBaseTest, SetBufferedDeliveryTwiceWritesToTheSecondAndThe
   secondP->Release();
 }
 
+TEST_F(Mlox_DM_DeliveryBaseTest, BufferedDeliveryReleasedStopsTheWritesToABufferedDeliveryAndLeavesItsQueue) {
+  IDirectMIDIBufferedDelivery* const deliveryP = mNodeP->SetBufferedDelivery();
+  mNodeP->WriteNote(1);
+  mNodeP->BufferedDeliveryReleased();
+  EXPECT_EQ(mNodeP->GetCurrentDelivery(), nullptr);
+  mNodeP->WriteNote(2);
+  EXPECT_THAT(Test_PullBlock(*deliveryP, 0, 63), ElementsAre(NoteAt10(1)));
+  deliveryP->Release();
+}
+
+TEST_F(Mlox_DM_DeliveryBaseTest,
+       BufferedDeliveryReleasedStopsTheWritesToADirectDeliveryTooUntilOneIsSetAgain) {
+  Test_DirectClient client;
+  mNodeP->SetDirectDelivery(&client);
+  mNodeP->BufferedDeliveryReleased();
+  EXPECT_EQ(mNodeP->GetCurrentDelivery(), nullptr);
+  mNodeP->WriteNote(1);
+  mNodeP->SetDirectDelivery(&client);
+  mNodeP->WriteNote(2);
+  EXPECT_THAT(client.mPulled, ElementsAre(NoteAt10(2)));
+}
+
 TEST_F(Mlox_DM_DeliveryBaseTest, ReleasingABufferedDeliveryStopsADirectOneThatWasSetLater) {
   IDirectMIDIBufferedDelivery* const deliveryP = mNodeP->SetBufferedDelivery();
   Test_DirectClient client;

@@ -46,6 +46,14 @@ TEST_F(Mlox_DM_DeliveryStateTest, TheMostRecentBufferedDeliveryIsKeptApartFromTh
   deliveryP->Release();
 }
 
+TEST_F(Mlox_DM_DeliveryStateTest, BufferedDeliveryReleasedForgetsTheMostRecentAndTheCurrentOne) {
+  Mlox_DM_BufferedDelivery* const deliveryP = NewDelivery();
+  mState->BufferedDeliveryReleased();
+  EXPECT_EQ(mState->GetBufferedDelivery(), nullptr);
+  EXPECT_EQ(mState->GetCurrentDelivery(), nullptr);
+  deliveryP->Release();
+}
+
 TEST_F(Mlox_DM_DeliveryStateTest, AReleaseOfAnEarlierDeliveryForgetsTheMostRecentAndTheCurrentOne) {
   Mlox_DM_BufferedDelivery* const firstP = NewDelivery();
   Mlox_DM_BufferedDelivery* const secondP = NewDelivery();

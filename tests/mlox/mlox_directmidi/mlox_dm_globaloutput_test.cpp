@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "mlox/mlox_directmidi/mlox_dm_globaloutput.h"
 
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "cmn/sys_clock.h"
 #include "cmn/sys_delayeddeletion.h"
@@ -352,6 +354,43 @@ TEST_F(Mlox_DM_GlobalOutputTest, TheLastReleaseEndsAllConnectionsAndThenTheOutpu
   RunPassLater();
   EXPECT_EQ(CQCFUnknown::LiveCount(), componentsBefore - 1);
   mServiceP->StopPlayback();  // nothing of it is left on the service's list
+}
+
+/// An output that notes what it is told of the streams.
+class NotingOutput : public Mlox_DM_GlobalOutput {
+ public:
+  NotingOutput(Mlox_DM_Service* iServiceP, std::vector<std::string>* oTold)
+      : Mlox_DM_GlobalOutput(iServiceP, nullptr), mTold(oTold) {}
+  void SetReceivesClick(bool iReceives) override {
+    Note("click", iReceives);
+    Mlox_DM_GlobalOutput::SetReceivesClick(iReceives);
+  }
+  void SetReceivesMidiBeatClock(bool iReceives) override {
+    Note("clock", iReceives);
+    Mlox_DM_GlobalOutput::SetReceivesMidiBeatClock(iReceives);
+  }
+  void SetReceivesMTC(bool iReceives) override {
+    Note("MTC", iReceives);
+    Mlox_DM_GlobalOutput::SetReceivesMTC(iReceives);
+  }
+
+ private:
+  void Note(const char* iStream, bool iReceives) {
+    mTold->push_back(std::string(iStream) + (iReceives ? " on" : " off"));
+  }
+
+  std::vector<std::string>* mTold;
+};
+
+TEST_F(Mlox_DM_GlobalOutputTest, TheLastReleaseTakesTheThreeStreamsAwayThroughTheVirtualOperations) {
+  std::vector<std::string> told;
+  IDirectMIDIGlobalOutput* const outputP = new NotingOutput(mServiceP, &told);
+  outputP->AddRef();
+  outputP->SetReceivesMTC(true);
+  told.clear();
+  EXPECT_EQ(outputP->Release(), 0u);
+  EXPECT_EQ(told, (std::vector<std::string>{"click off", "clock off", "MTC off"}));
+  EXPECT_EQ(mMTC.mDisconnects, 1);
 }
 
 TEST_F(Mlox_DM_GlobalOutputTest, AReferenceAsAnOutputKeepsTheObjectBeyondTheLastRelease) {

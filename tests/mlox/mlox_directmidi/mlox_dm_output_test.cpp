@@ -52,6 +52,17 @@ TEST_F(Mlox_DM_OutputTest, NewChannelAndNewCommonKeepTheAppCallbackGiven) {
   EXPECT_EQ(common->GetDescriptor()->GetChannel(), -1);
 }
 
+TEST_F(Mlox_DM_OutputTest, ADescriptorKeepsTheLowEightBitsOfTheChannelAsASignedNumber) {
+  const auto channelOf = [this](int16_t iChannel) {
+    return OutputRef(Mlox_DM_Output::NewChannel(mDeviceP, iChannel, nullptr))->GetDescriptor()->GetChannel();
+  };
+  EXPECT_EQ(channelOf(200), -56);
+  EXPECT_EQ(channelOf(255), -1);
+  EXPECT_EQ(channelOf(0x105), 5);
+  EXPECT_EQ(channelOf(127), 127);
+  EXPECT_EQ(channelOf(128), -128);
+}
+
 // ---- inquiries ----
 
 TEST_F(Mlox_DM_OutputTest, GetTimestampedPreSendSamplesIsTheAdvanceScheduleRequirementAtAnyRate) {
