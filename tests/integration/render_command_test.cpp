@@ -18,7 +18,7 @@ namespace {
 using testing::ElementsAre;
 using testing::ThrowsMessage;
 
-/// A minute is enough that somebody looks on before it is rendered.
+/// Three minutes are enough that somebody looks on before they are rendered.
 class RenderCommand : public testing::Test {
  protected:
   RenderCommand() {
@@ -26,7 +26,7 @@ class RenderCommand : public testing::Test {
         mSongFolder.MakeFile("song.mid", Test_AsString(Test_OneTrackSong({0, 0x90, 60, 100, 10, 60, 0})));
     mRequest.mOutput = mFolder / "out.wav";
     mRequest.mEvents = mFolder / "fed.txt";
-    mRequest.mSeconds = 60;
+    mRequest.mSeconds = 180;
   }
 
   /// Renders while the name of one of the outputs is taken by a folder that isn't empty.
