@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "cmn/cmn_assert.h"
-#include "cmn/sys_rawthread.h"
 #include "mlox/mlox_directmusic/ccombstrlite.h"
 #include "mlox/mlox_directmusic/cgenericmidireceiver.h"
 #include "mlox/mlox_directmusic/directmusicclient.h"
@@ -210,6 +209,7 @@ bool ReceivePortSet::ComputeChanges(const std::shared_ptr<IDirectMusicMIDIReceiv
 // ---- ports and thread ----
 
 constinit decltype(&CreateEventW) ReceivePortSet::sCreateEventP = &CreateEventW;
+constinit decltype(&Sys_RawThread::Create) ReceivePortSet::sCreateThreadP = &Sys_RawThread::Create;
 
 // Two copies of the library on one machine must not share events: each names its own by an id of its own.
 HANDLE ReceivePortSet::NewEvent(const std::string& iName) const {
@@ -296,7 +296,7 @@ void ReceivePortSet::StartThread(ArmedPorts iArmed) {
   auto* const taskP = new DirectMusicReceiveTask(iArmed.mEvents, std::move(iArmed.mGroups), iArmed.mPorts);
   mBeganWithoutReceivers = GetDirectMusicReceivers()->empty();
   taskP->Pause();  // the gate: the body looks for the thread's pointer, which is stored below
-  Sys_RawThread* const threadP = Sys_RawThread::Create(taskP);
+  Sys_RawThread* const threadP = sCreateThreadP(taskP);
   if (threadP == nullptr) {  // the system gives no thread; the next restart tries again
     taskP->Stop();
     delete taskP;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cmn/sys_rawthread.h"
 #include "cmn/sys_umid.h"
 #include "mlox/mlox_directmusic/directmusicinputportstate.h"
 #include "mlox/mlox_directmusic/idirectmusicmidireceiver.h"
@@ -58,7 +59,8 @@ class ReceivePortSet {
   static void StopThread();
   const PortInputGroup* FindGroup(const Mlox_InputID& iPort) const;
 
-  static decltype(&CreateEventW) sCreateEventP;  // tests look at the events that are made
+  static decltype(&CreateEventW) sCreateEventP;            // tests look at the events that are made
+  static decltype(&Sys_RawThread::Create) sCreateThreadP;  // and hold the maker of the thread
 
   PortInputGroupList mGroups;  // under the subsystem's lock
   Sys_Umid mUmid;

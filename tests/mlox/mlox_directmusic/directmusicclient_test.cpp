@@ -279,6 +279,28 @@ TEST_F(DirectMusicClientTest, PortThatVanishesIsRemovedAtTheNextRebuildAndNotBef
   EXPECT_EQ(other.References(), 1);
 }
 
+TEST_F(DirectMusicClientTest, PortsBehindOneThatIsRemovedKeepTheirOrder) {
+  std::vector<Test_FakePort*> ports;
+  for (DWORD number = 1; number <= 6; ++number) {
+    ports.push_back(&mRoot.AddOutput(number, "Out " + std::to_string(number)));
+  }
+  MakeRoot();
+  DirectMusicClient::UpdatePortList();
+  // Each time two and more stand behind it.
+  mRoot.RemovePort(*ports[0]);
+  mRoot.RemovePort(*ports[3]);
+  DirectMusicClient::UpdatePortList();
+  EXPECT_THAT(CachedGuids(), ElementsAre(Guid(2), Guid(3), Guid(5), Guid(6)));
+  // Also where the ports are seen in another order by then, and with a new one, which goes to the end.
+  mRoot.RemovePort(*ports[2]);
+  mRoot.RemovePort(*ports[4]);
+  mRoot.AddOutput(7, "Out 7");
+  mRoot.ReturnPort(*ports[4]);
+  mRoot.RemovePort(*ports[1]);
+  DirectMusicClient::UpdatePortList();
+  EXPECT_THAT(CachedGuids(), ElementsAre(Guid(5), Guid(6), Guid(7)));
+}
+
 TEST_F(DirectMusicClientTest, NewPortIsTracedWhenItIsOpenedAndWhenItIsKept) {
   mRoot.AddOutput(1, "A");
   MakeRoot();

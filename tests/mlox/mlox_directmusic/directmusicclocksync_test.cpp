@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/mlox/mlox_directmusic/client_fixture.h"
+#include "tests/mlox/mlox_directmusic/receive_support.h"
 
 /// Reaches the line.
 struct Test_DirectMusicClockSyncAccess {
@@ -250,6 +251,36 @@ TEST_F(DirectMusicClockSyncTest, PortWithoutALatencyClockHasNone) {
 }
 
 // ---- threads ----
+
+TEST_F(DirectMusicClockSyncTest, WhileOneThreadRefitsTheOthersConvertAlongTheLineAsItWas) {
+  MakeRoot();
+  SetBoth(1000000);
+  const DirectMusicClockSyncPtr clock(DirectMusicClockSync::Acquire());
+  SetBoth(2000000);
+  clock->Update();
+  // The third reading is due, and whoever takes it stands inside the clock until the others have converted.
+  Test_FakeTime::Set(3000000);
+  mRoot.MasterClock().mTime = 50000500;
+  Test_Gate isInside;
+  Test_Gate haveConverted;
+  std::atomic<bool> wereHeld{false};
+  std::atomic<int> readings{0};
+  Calls().mOnCall = [&](const std::string& iLine) {
+    if (iLine != "MasterClock: GetTime" || ++readings > 1) return;
+    isInside.Open();
+    wereHeld = !haveConverted.Wait();
+  };
+  std::thread refitter([&] { clock->Update(); });
+  EXPECT_TRUE(isInside.Wait());
+  EXPECT_EQ(clock->MicrosecondsToReferenceTime(3000000), 30000500);
+  EXPECT_EQ(clock->ReferenceTimeToMicroseconds(30000500), 3000000);
+  haveConverted.Open();
+  refitter.join();
+  Calls().mOnCall = nullptr;
+  EXPECT_FALSE(wereHeld);
+  EXPECT_EQ(readings, 1) << "nobody else took a reading";
+  EXPECT_NE(clock->MicrosecondsToReferenceTime(3000000), 30000500) << "the line is another one now";
+}
 
 TEST_F(DirectMusicClockSyncTest, ThreadsConvertAlongOneLineWhileItIsRefitted) {
   MakeRoot();

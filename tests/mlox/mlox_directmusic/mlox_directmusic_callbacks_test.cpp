@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
@@ -21,16 +22,19 @@
 #include "mlox/mlox_directmusic/getter_wrapper.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_input.h"
 #include "mlox/mlox_manager.h"
+#include "platform/directmusic/windows_com.h"
 #include "tests/mlox/mlox_directmusic/client_fixture.h"
 #include "tests/mlox/mlox_directmusic/receive_support.h"
 #include "tests/support/assert_recorder.h"
 #include "tests/support/fake_service.h"
 #include "tests/support/open_files.h"
 
-/// Reaches the groups and the making of events.
+/// Reaches the groups and the making of events and of the thread.
 struct Test_ReceivePortSetAccess {
   using EventMaker = decltype(&CreateEventW);
+  using ThreadMaker = decltype(&Sys_RawThread::Create);
   static void MakeEventsBy(EventMaker iMakerP) { ReceivePortSet::sCreateEventP = iMakerP; }
+  static void MakeThreadBy(ThreadMaker iMakerP) { ReceivePortSet::sCreateThreadP = iMakerP; }
   static std::string Umid(const ReceivePortSet& iSet) { return iSet.mUmid.AsString(); }
   static std::vector<PortInputGroup> Groups(const ReceivePortSet& iSet) {
     const DirectMusicSubsystemLock lock;
@@ -633,6 +637,74 @@ TEST_F(ReceivePorts, PortEventThatCannotBeMadeLeavesThePortOut) {
   }
   EXPECT_FALSE(IsRunning());
   EXPECT_FALSE(line.mPortP->IsActive());
+}
+
+// ---- the thread's beginning ----
+
+// While it is there, who makes a thread is held behind the making, until its body has gone on or 200 ms have
+// passed. Counts the bodies that went on, and those among them that found no thread or no task.
+class HeldMaker {
+ public:
+  HeldMaker() {
+    sBodies = 0;
+    sLostBodies = 0;
+    Platform_SetComInitializer([](DWORD) {
+      if (sReceiveThread.load() == nullptr || sReceiveTask.load() == nullptr) ++sLostBodies;
+      ++sBodies;
+      return S_OK;
+    });
+    Test_ReceivePortSetAccess::MakeThreadBy([](Sys_RawThreadTask* iTaskP) {
+      const int before = sBodies;
+      Sys_RawThread* const threadP = Sys_RawThread::Create(iTaskP);
+      const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
+      while (sBodies == before && std::chrono::steady_clock::now() < until) std::this_thread::yield();
+      return threadP;
+    });
+  }
+  ~HeldMaker() {
+    Test_ReceivePortSetAccess::MakeThreadBy(&Sys_RawThread::Create);
+    Platform_SetComInitializer(nullptr);
+  }
+  HeldMaker(const HeldMaker&) = delete;
+  HeldMaker& operator=(const HeldMaker&) = delete;
+
+  static int Bodies() { return sBodies; }
+  static int LostBodies() { return sLostBodies; }
+
+ private:
+  static inline std::atomic<int> sBodies{0};
+  static inline std::atomic<int> sLostBodies{0};
+};
+
+TEST_F(ReceivePorts, ThreadBeginsOnlyWhenItIsKnownByItsPointer) {
+  const Line first = AddLine(1, "First");
+  const Line second = AddLine(2, "Second");
+  {
+    const HeldMaker maker;
+    Apply(mRaw, {first});
+    ASSERT_TRUE(Test_WaitUntil([] { return HeldMaker::Bodies() == 1; }));
+    Apply(mRaw, {first, second});  // a restart
+    ASSERT_TRUE(Test_WaitUntil([] { return HeldMaker::Bodies() == 2; }));
+    EXPECT_EQ(HeldMaker::LostBodies(), 0);
+  }
+  second.mPortP->Feed({0x90, 60, 100});
+  EXPECT_TRUE(mRaw.WaitFor(1));
+}
+
+TEST_F(ReceivePorts, WhereNoThreadCanBeHadThePortsAreClosedAndTheNextRestartTriesAgain) {
+  const Line line = AddLine(1, "In");
+  const std::ptrdiff_t descriptors = Test_OpenDescriptors();
+  Test_ReceivePortSetAccess::MakeThreadBy([](Sys_RawThreadTask*) -> Sys_RawThread* { return nullptr; });
+  EXPECT_EQ(Apply(mRaw, {line}), 0);
+  Test_ReceivePortSetAccess::MakeThreadBy(&Sys_RawThread::Create);
+  EXPECT_FALSE(IsRunning());
+  EXPECT_FALSE(line.mPortP->IsArmed());
+  EXPECT_FALSE(line.mPortP->IsActive());
+  EXPECT_EQ(Test_OpenDescriptors(), descriptors) << "the events are closed";
+  Apply(mRaw, {});
+  Apply(mRaw, {line});
+  line.mPortP->Feed({0xF8});
+  EXPECT_TRUE(mRaw.WaitFor(1));
 }
 
 // ---- waiting and stopping ----
