@@ -130,8 +130,10 @@ class MLOX_EXPORT Mlox_DM_Service : public Mlox_Service, public IDirectMIDI3, pu
   /// Ends the port's connections for good: it must not be connected through this service again.
   void InputPortCloseConnections(Mlox_InputPort* iPortP) override;
   bool IsPlugInSource(const Mlox_InputID& iInputID) const override;
-  /// Empties every buffered delivery; devices then get one all-notes-off for each channel they have. Writers
-  /// and pulling threads may be at work meanwhile; direct deliveries are told nothing.
+  /// Clears the buffered delivery that a node's writes go to, of the global outputs first and then of the
+  /// devices, each of which gets one all-notes-off for each channel it has. What a clear leaves in a queue
+  /// tells `Mlox_DM_BufferedDelivery::ClearQueues`; a delivery that another one has taken the place of keeps
+  /// everything. Direct deliveries are told nothing. Writers and pulling threads may be at work meanwhile.
   void StopPlayback() override;
 
   // ---- CQCFUnknown ----
