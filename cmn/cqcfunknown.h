@@ -36,7 +36,8 @@ class MLOX_EXPORT CQCFUnknown {
   /// Adds 1 atomically and returns the new count. [any]
   virtual std::uint32_t InternalAddRef();
   /// Subtracts 1 atomically; at 0 calls InternalLastRelease, then ReclaimMemory, and touches the object no
-  /// more. Returns the new count. [any]
+  /// more. Returns the new count. [any], apart from the last release: a component that is deleted by it says
+  /// where it may come from.
   virtual std::uint32_t InternalRelease();
 
   /// Where interfaces forward their three operations. [any]

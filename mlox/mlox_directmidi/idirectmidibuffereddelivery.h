@@ -11,6 +11,8 @@ class IDirectMIDIMessage;
 
 /// A plug-in's buffered delivery. Part of the binary interface to plug-ins: the order of operations is
 /// frozen.
+///
+/// The last Release: [any but real-time] It frees memory. It may meet a write, and the end of the node.
 class IDirectMIDIBufferedDelivery : public IQCFUnknown {
  public:
   /// The next message of the block from iStartSample to iEndSample, both inclusive, or null when the block

@@ -35,9 +35,9 @@ class MLOX_EXPORT Mlox_DM_BufferedDelivery final : public IDirectMIDIBufferedDel
                                                    public CQCFUnknown,
                                                    public Mlox_DM_GeneralDelivery {
  public:
-  /// [main] Stream i of the sorted queue takes the timed events of context i. The allocator isn't owned and
-  /// must outlive this object. iOwnerP isn't owned and may be null. iStateP is what the node that makes this
-  /// delivery shares with it, null for a delivery without a node.
+  /// [any but real-time] Stream i of the sorted queue takes the timed events of context i. The allocator
+  /// isn't owned and must outlive this object. iOwnerP isn't owned and may be null. iState is what the node
+  /// that makes this delivery shares with it, null for a delivery without a node.
   Mlox_DM_BufferedDelivery(Mem2_MasterAllocator* iAllocatorP, Mlox_DM_BufferedDelivery_Owner* iOwnerP,
                            std::vector<Mlox_OutputContextRef> iOutputContexts,
                            Cmn_AliasedRefCountPtr<Mlox_DM_DeliveryState> iState = nullptr);

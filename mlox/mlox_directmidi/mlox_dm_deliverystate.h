@@ -41,7 +41,7 @@ class Mlox_DM_DeliveryState final : public Sys_DelayedDeleteRefCntObj, public Ml
   Mlox_DM_GeneralDelivery* GetCurrentDelivery() const {
     return mCurrentDeliveryP.load(std::memory_order_seq_cst);
   }
-  /// [main]
+  /// [any] Where writes that begin from now on go, null for nowhere.
   void SetCurrentDelivery(Mlox_DM_GeneralDelivery* iDeliveryP) {
     mCurrentDeliveryP.store(iDeliveryP, std::memory_order_seq_cst);
   }
@@ -51,7 +51,8 @@ class Mlox_DM_DeliveryState final : public Sys_DelayedDeleteRefCntObj, public Ml
     return mBufferedDeliveryP.load(std::memory_order_acquire);
   }
 
-  /// [main] Makes iDeliveryP the most recent buffered delivery and enters it among the living.
+  /// [one thread at a time for each node] Makes iDeliveryP the most recent buffered delivery and enters it
+  /// among the living.
   void AddBufferedDelivery(Mlox_DM_BufferedDelivery* iDeliveryP);
   /// [any] Takes a dying delivery off the list of the living. It does so before it asks IsAnyoneInside.
   void RemoveBufferedDelivery(const Mlox_DM_BufferedDelivery* iDeliveryP);
@@ -62,8 +63,8 @@ class Mlox_DM_DeliveryState final : public Sys_DelayedDeleteRefCntObj, public Ml
   void BufferedDeliveryReleased() override;
 
  private:
-  /// A place in the list of the living. Places are added by the main thread alone, used again, and freed with
-  /// this object.
+  /// A place in the list of the living. Places are added by one thread at a time, the main thread or that of
+  /// a client which sets a delivery inside its own call; they are used again, and freed with this object.
   struct Place {
     std::atomic<Mlox_DM_BufferedDelivery*> mDeliveryP{nullptr};
     Place* mNextP = nullptr;

@@ -14,8 +14,8 @@ class Mlox_DM_DeliveryState;
 /// may be the very one that lets go, in a client that replaces itself.
 class Mlox_DM_RetiredDelivery final : public Sys_DelayedDeletionObject {
  public:
-  /// [any] Ends a delivery that new users no longer find: at once when nobody is inside, else by the pass.
-  /// Null does nothing.
+  /// [any but real-time] Ends a delivery that new users no longer find: at once when nobody is inside, else
+  /// by the pass. Either way takes the heap. Null does nothing.
   static void LetGo(std::unique_ptr<Mlox_DM_GeneralDelivery> iDeliveryP, const Mlox_DM_DeliveryState& iState);
 
   ~Mlox_DM_RetiredDelivery() override;
