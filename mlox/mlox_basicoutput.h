@@ -25,8 +25,8 @@ class MLOX_EXPORT Mlox_BasicOutput : public Sys_DelayedDeleteRefCntObj, public M
  public:
   ~Mlox_BasicOutput() override;
 
-  /// [any] How many samples ahead of its due time an event must be written.
-  /// \param iSampleRate  in hertz
+  /// [any]; of hardware outputs [any but real-time]: they ask the port's clocks. How many samples ahead of
+  /// its due time an event must be written. \param iSampleRate  in hertz
   virtual int GetTimestampedPreSendSamples(double iSampleRate);
 
   /// [any] The delay, in samples, that the output adds to all timed events to take out jitter.
