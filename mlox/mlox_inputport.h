@@ -13,8 +13,9 @@ class Mlox_RawMidiReceiver;
 /// The application's receiving end: joins one receiver to any number of inputs of any service.
 ///
 /// A port is made by Mlox_Manager::CreateInputPort, connected any number of times, closed once, and then only
-/// destroyed: closing destroys what the services keep for it, and nothing clears the entries. An application
-/// that wants other inputs then makes a new port. Mlox_Manager::RemoveAllServices closes every port.
+/// destroyed: closing destroys what the plug-in service keeps for it (the hardware service keeps its record
+/// until it is deleted itself), and nothing clears the entries. An application that wants other inputs then
+/// makes a new port. Mlox_Manager::RemoveAllServices closes every port.
 class MLOX_EXPORT Mlox_InputPort : public Cmn_DoublyLinkedList_Link<Mlox_InputPort> {
  public:
   /// [main] Use Mlox_Manager::CreateInputPort instead, which also asks the services.

@@ -78,11 +78,13 @@ class MLOX_EXPORT Mlox_DirectMusic_Service : public Mlox_Service {
                        Mlox_EInputSyncSelection iSyncSelection) override;
   /// A port without a receiver gets nothing.
   void CreateInputPort(Mlox_InputPort* iInputPortP) override;
-  /// Replaces whatever the port's receiver was connected to.
+  /// Replaces whatever the port's receiver was connected to. Not on the receive thread, nor with the
+  /// subsystem's lock held: there it is reported and changes nothing.
   void ConnectInputsToInputPort(const Mlox_InputList& iInputs, Mlox_InputPort* iInputPortP) override;
   /// Does nothing.
   void InputPortBlockInput(const Mlox_Input& iInput, bool iBlock, Mlox_InputPort* iInputPortP) override;
-  /// After its return the port's receiver isn't called any more for inputs of this service.
+  /// After its return the port's receiver isn't called any more for inputs of this service. Not on the
+  /// receive thread, nor with the subsystem's lock held: there it is reported, and the connection stays.
   void InputPortCloseConnections(Mlox_InputPort* iInputPortP) override;
   void SetZeroJitterDelay(int iDelay) override;
   /// Devices stay open: reception drops messages, and output drops events.
