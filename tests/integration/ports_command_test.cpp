@@ -147,6 +147,39 @@ TEST_F(PortsCommand, ListShowsTheIntegersOfARowInAColumnOfTheirOwn) {
                           "input New -"));
 }
 
+TEST_F(PortsCommand, ListShowsKindDriverServiceAndWhetherItIsThereInColumns) {
+  const Result result = Ports(
+      "MLOX_LOOPBACK_PORTS=Green $MLOX list >list; export MLOX_LOOPBACK_PORTS=Red,Blue; $MLOX list >list\n"
+      "$MLOX studio add S >guid; $MLOX studio wire S Red; $MLOX studio add New >guid; $MLOX list --all");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  // Red is there, with S in its place.
+  EXPECT_THAT(
+      ColumnOf(result.mOutput, "kind"),
+      ElementsAre("output Blue virtual", "output S external", "input Blue virtual", "input S external",
+                  "output Green virtual", "output Red virtual", "output New external", "input Green virtual",
+                  "input Red virtual", "input New external"));
+  EXPECT_THAT(
+      ColumnOf(result.mOutput, "online"),
+      ElementsAre("output Blue yes", "output S yes", "input Blue yes", "input S yes", "output Green no",
+                  "output Red yes", "output New no", "input Green no", "input Red yes", "input New no"));
+  EXPECT_THAT(ColumnOf(result.mOutput, "driver"),
+              ElementsAre("output Blue loopback", "output S -", "input Blue loopback", "input S -",
+                          "output Green loopback", "output Red loopback", "output New -",
+                          "input Green loopback", "input Red loopback", "input New -"));
+  EXPECT_THAT(ColumnOf(result.mOutput, "service"),
+              AllOf(testing::SizeIs(10), testing::Each(testing::EndsWith(" hardware"))));
+}
+
+TEST_F(PortsCommand, ListTellsProgramsWhatIsExternal) {
+  const Result made = Ports("$MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Red");
+  ASSERT_EQ(made.mStatus, 0) << made.mError;
+  const json list = ListJson();
+  for (const char* const kind : {"outputs", "inputs"}) {
+    ASSERT_EQ(list[kind].size(), 3u);
+    for (const json& row : list[kind]) EXPECT_EQ(row["external"], row["name"] == "S") << row;
+  }
+}
+
 TEST_F(PortsCommand, ListTellsIntegersAndChannelsApart) {
   const Result result = Ports(
       "export MLOX_LOOPBACK_PORTS=Red; $MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Red\n"
@@ -315,6 +348,31 @@ TEST_F(PortsCommand, PlayTellsWhenNothingComesBack) {
                     "0 came back");
 }
 
+TEST_F(PortsCommand, PlaySucceedsWhenOnlyWhatTheOutputHasNoChannelForIsLeftOut) {
+  // A note-on each on channels 3, 2 and 16.
+  const Result result = Ports(
+      "printf 'MThd\\0\\0\\0\\6\\0\\0\\0\\1\\0\\140' >a.mid\n"
+      "printf 'MTrk\\0\\0\\0\\20\\0\\222<d\\0\\221=d\\0\\237>d\\0\\377/\\0' >>a.mid\n"
+      "$MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Blue; $MLOX studio set S --receive 2\n"
+      "$MLOX play a.mid --to S");
+  EXPECT_EQ(result.mStatus, 0);
+  EXPECT_EQ(result.mOutput,
+            "2 messages were left out: the output doesn't listen on their channels\n1 messages played\n");
+  EXPECT_EQ(result.mError, "");
+}
+
+TEST_F(PortsCommand, HelpTellsHowLongAnIntegerHolds) {
+  EXPECT_THAT(Mlox("send --help").mOutput,
+              HasSubstr("which hold until something changes: a port comes\nor goes, or channels are set"));
+}
+
+TEST_F(PortsCommand, HelpOfPlayTellsThatWhatTheOutputHasNoChannelForIsLeftOut) {
+  EXPECT_THAT(
+      Mlox("play --help").mOutput,
+      HasSubstr("Messages on channels that the\n"
+                "output doesn't listen on are left out and counted; the exit status is 0 all the same."));
+}
+
 TEST_F(PortsCommand, PlayRefusesWhatIsNoSong) {
   ExpectOneLineWith(Ports("echo nothing >x.mid; $MLOX play x.mid --to Red"), 1, "x.mid");
 }
@@ -448,6 +506,80 @@ TEST_F(PortsCommand, StudioPutsAnExternalDeviceInThePlaceOfItsPort) {
   EXPECT_THAT(back.mOutput, AllOf(Not(HasSubstr("Cellos")), HasSubstr("Blue")));
 }
 
+TEST_F(PortsCommand, StudioUnwireTakesBothHalvesOfAPortWhereOneNameHasThem) {
+  ASSERT_EQ(Ports("$MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Blue").mStatus, 0);
+  const auto wires = [&] {
+    std::vector<std::string> rows;
+    for (const json& row : json::parse(Ports("$MLOX studio show --json").mOutput)) {
+      for (std::size_t i = 0; i < row["wires"].size(); ++i) rows.push_back(row["name"]);
+    }
+    return rows;
+  };
+  EXPECT_THAT(wires(), testing::UnorderedElementsAre("Blue", "Blue", "S", "S"));
+  const Result result = Ports("$MLOX studio unwire S Blue");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(wires(), ElementsAre());
+  const json list = ListJson();
+  for (const char* const kind : {"outputs", "inputs"}) {
+    ASSERT_EQ(list[kind].size(), 3u);
+    for (const json& row : list[kind]) EXPECT_NE(row["name"], "S");
+  }
+}
+
+/// An external device with something of everything, and its ports.
+const std::string kFullDevice = R"(: >a.midnam; : >b.midnam; $MLOX list >list
+$MLOX studio add S --manufacturer Acme --model S1 >guid; $MLOX studio wire S Blue
+$MLOX studio set S --receive 1-4,10 --transmit 16 --master a.midnam --mode 1=Multi --mode 16=Drum=Kit \
+  --bank 'Bank 1' a.midnam Keys --bank 'Bank 2' b.midnam Pads
+)";
+
+TEST_F(PortsCommand, StudioSetTakesModesByTheChannelAsPeopleCountAndBanks) {
+  const Result result = Ports(kFullDevice + "$MLOX studio show --json");
+  ASSERT_EQ(result.mStatus, 0) << result.mError;
+  json device;
+  for (const json& row : json::parse(result.mOutput)) {
+    if (row["name"] == "S") device = row;
+  }
+  // The first row belongs to no channel.
+  std::vector<std::string> modes(17);
+  modes[1] = "Multi";
+  modes[16] = "Drum=Kit";
+  EXPECT_EQ(device["modes"], json(modes));
+  EXPECT_EQ(device["banks"], json({{{"file", mFolder / "a.midnam"}, {"list", "Keys"}, {"name", "Bank 1"}},
+                                   {{"file", mFolder / "b.midnam"}, {"list", "Pads"}, {"name", "Bank 2"}}}));
+  EXPECT_EQ(device["master"], mFolder / "a.midnam");
+}
+
+TEST_F(PortsCommand, StudioShowIsAnOutlineForPeople) {
+  const Result result = Ports(kFullDevice + "$MLOX studio show");
+  ASSERT_EQ(result.mStatus, 0) << result.mError;
+  std::string guid = Test_ReadFile(mFolder / "guid");
+  EXPECT_THAT(guid, testing::EndsWith("\n"));
+  EXPECT_THAT(result.mOutput, HasSubstr("S\n"
+                                        "  guid           " +
+                                        guid +
+                                        "  kind           external\n"
+                                        "  manufacturer   Acme\n"
+                                        "  model          S1\n"
+                                        "  receives       1-4, 10\n"
+                                        "  transmits      16\n"
+                                        "  document       " +
+                                        mFolder / "a.midnam" + "\n" +
+                                        "  mode           1: Multi\n"
+                                        "  mode           16: Drum=Kit\n"
+                                        "  bank           Bank 1: Keys in " +
+                                        mFolder / "a.midnam" + "\n" + "  bank           Bank 2: Pads in " +
+                                        mFolder / "b.midnam" + "\n" +
+                                        "  wired to       Blue\n"
+                                        "  wired to       Blue\n"));
+  const auto portOf = [](const std::string& iKind) {
+    return "Blue\n  guid           [^\n]+\n  kind           " + iKind +
+           "\n(  [^\n]+\n)*  driver         loopback\n(  [^\n]+\n)*  wired to       S\n";
+  };
+  EXPECT_THAT(result.mOutput, testing::ContainsRegex(portOf("input port")));
+  EXPECT_THAT(result.mOutput, testing::ContainsRegex(portOf("output port")));
+}
+
 TEST_F(PortsCommand, StudioSaysWhatItCannotDo) {
   ASSERT_EQ(Ports("$MLOX list >list; $MLOX studio add A >a").mStatus, 0);
   ExpectOneLineWith(Ports("$MLOX studio add ''"), 1, "doesn't take this value");
@@ -553,6 +685,25 @@ TEST_F(PortsCommand, WatchSeesAWireOfAnotherProcess) {
   EXPECT_EQ(result.mStatus, 0) << result.mError;
   EXPECT_THAT(result.mOutput, AllOf(HasSubstr("came     output  Strings"), HasSubstr("gone     output  Blue"),
                                     HasSubstr("lost     output  Blue")));
+}
+
+TEST_F(PortsCommand, WatchTellsOfARenamedOutputAndInput) {
+  const Result result = Ports(
+      "$MLOX list >list; $MLOX studio add Strings >guid; $MLOX studio wire Strings Blue\n"
+      "$MLOX watch >watched & child=$!\n"
+      "for i in $(seq 300); do grep -q 'came .*input .*Strings' watched && break; sleep 0.1; done\n"
+      "$MLOX studio rename Strings Cellos\n"
+      "for i in $(seq 300); do [ $(grep -c renamed watched) = 2 ] && break; sleep 0.1; done\n"
+      "kill -INT $child; wait $child; grep -v ' came ' watched");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  const json list = ListJson();
+  const auto id = [&](const char* iKind) { return list[iKind].back()["id"].get<std::string>(); };
+  std::vector<std::string> changes;
+  std::istringstream lines(result.mOutput);
+  // The time takes twelve columns.
+  for (std::string line; std::getline(lines, line);) changes.push_back(line.substr(12));
+  EXPECT_THAT(changes, testing::UnorderedElementsAre("  renamed  output  Cellos  " + id("outputs"),
+                                                     "  renamed  input   Cellos  " + id("inputs")));
 }
 
 /// When `watch` saw an output of this name come, by the time it prints, in microseconds; none if it didn't

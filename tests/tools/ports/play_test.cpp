@@ -210,6 +210,22 @@ TEST_F(PlayTest, CutsALongMessageOnCtrlCAndTurnsEveryNoteOff) {
   EXPECT_THAT(Heard(), IsSupersetOf(AllNotesOff()));
 }
 
+TEST_F(PlayTest, LeavesOutAndCountsWhatItsOutputHasNoChannelFor) {
+  // Deleted by the session, with the service.
+  auto* const serviceP = new Test_FakeService;
+  Test_FakeDevice& device = serviceP->AddDevice("two channels");
+  for (std::size_t channel = 2; channel < 16; ++channel) device.mChannelOutputs[channel] = nullptr;
+  const auto second = device.mChannelOutputs[1];
+  Mlox_Manager::Singleton()->AddService(serviceP, 1);
+  auto request = RequestFor({0, 0x92, 60, 100, 0, 0x91, 61, 100, 0, 0x9F, 62, 100, 0, 0xC2, 7});
+  request.mOutput = device.mName;
+  testing::internal::CaptureStdout();
+  EXPECT_NO_THROW(tool::Play(request));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "3 messages were left out: the output doesn't listen on their channels\n1 messages played\n");
+  EXPECT_EQ(second->mWrites.size(), 1u);
+}
+
 /// An output that wants what has a time a second before it, and keeps how early each write came.
 class EarlyOutput : public Test_FakeOutput {
  public:

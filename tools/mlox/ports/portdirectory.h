@@ -24,7 +24,7 @@ struct PortRow {
   /// the whole of it, then one for each channel. They hold until something changes. Empty for what isn't
   /// listed.
   std::vector<int> mIntegerIds;
-  std::string mService;  ///< "hardware", "plug-ins"
+  std::string mService;  ///< "hardware" for what the studio's database knows, "other"
   std::string mDriver;   ///< "alsa", "jack", "loopback"; empty where there is none or nobody knows
   bool mIsVirtual = false;
   bool mIsExternal = false;  ///< an instrument that the user has defined

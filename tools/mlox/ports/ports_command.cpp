@@ -21,8 +21,8 @@ namespace {
 
 constexpr const char* kNaming = R"(
 An OUTPUT or INPUT is named by its exact name, by the beginning of its name if no other begins so, by its id as
-`mlox list` shows it, or as id:N by one of its integers there, which hold until a port comes or goes; outputs
-and inputs are numbered each from 1.
+`mlox list` shows it, or as id:N by one of its integers there, which hold until something changes: a port comes
+or goes, or channels are set; outputs and inputs are numbered each from 1.
 MLOX_MIDI_DRIVERS (alsa, jack, loopback; comma between) chooses where ports come from.)";
 
 // Not a number, or without an end, is no time either.
@@ -84,10 +84,13 @@ void RegisterPlay(CLI::App& iApp) {
                             "Where --seconds cuts the\n"
                             "song, what sounds is turned off. When the port goes and comes back, the song "
                             "goes on where it is by\n"
-                            "then, and the messages that fell into the gap are counted at the end.\n\n"
-                            "Exit status: 0 everything went out, 1 it didn't (interrupted, or a gap of the "
-                            "port) or didn't come\n"
-                            "back, 2 bad usage.\n") +
+                            "then, and the messages that fell into the gap are counted at the end. Messages "
+                            "on channels that the\n"
+                            "output doesn't listen on are left out and counted; the exit status is 0 all the "
+                            "same.\n\n"
+                            "Exit status: 0 everything else went out, 1 it didn't (interrupted, or a gap of "
+                            "the port) or didn't\n"
+                            "come back, 2 bad usage.\n") +
                 kNaming);
   playP->callback([request] { Play(*request); });
 }
