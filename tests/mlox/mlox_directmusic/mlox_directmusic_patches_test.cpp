@@ -144,6 +144,22 @@ TEST_F(Mlox_DirectMusic_NameDocumentTest, OneInsideFoldersIsFoundByItsLastName) 
   EXPECT_EQ(Master(), mFolder / "Synths/Old/Maker Model.midnam");
 }
 
+// The scan leaves out what stands before a "\\" in a file's name, and a ":" behind it stays.
+TEST_F(Mlox_DirectMusic_NameDocumentTest, WithoutABackslashAColonSeparatesTheLastNameAndTheFolders) {
+  mFolder.MakeFile("x\\Synths:Old:Maker Model.midnam");
+  EXPECT_TRUE(Ask());
+  EXPECT_EQ(mFile.GetFullPath(), mFolder / "Synths:Old:Maker Model.midnam");
+  EXPECT_EQ(Master(), mFolder / "Synths/Old/Maker Model.midnam");
+}
+
+TEST_F(Mlox_DirectMusic_NameDocumentTest, BehindABackslashAColonIsPartOfTheLastNameAndSeparatesFoldersYet) {
+  mFolder.MakeFile("Aaa/x\\Old:Maker Model.midnam");
+  EXPECT_FALSE(Ask()) << "another maker's";
+  StringOf(mDevice, getter_wrapper::Get_PROPID_DeviceManufacturerName()) = "Old:Maker";
+  EXPECT_TRUE(Ask());
+  EXPECT_EQ(Master(), mFolder / "Aaa/Old/Maker Model.midnam");
+}
+
 TEST_F(Mlox_DirectMusic_NameDocumentTest, OfTwoFoldersThatHoldOneTheFirstInScanOrderWins) {
   mFolder.MakeFile("Aaa/Maker Model.midnam");
   mFolder.MakeFile("Bbb/Maker Model.midnam");
