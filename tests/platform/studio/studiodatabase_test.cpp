@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <barrier>
 #include <chrono>
 #include <filesystem>
@@ -395,16 +396,19 @@ TEST_F(StudioDatabaseTest, AStudioThatGoesLeavesItsLastChangesToItsThread) {
 
 class StudioPatienceTest : public StudioDatabaseTest {
  protected:
-  // A studio comes, makes a device "last" and goes. The file is waited for for 50 ms; the rest is for a busy
-  // machine.
+  // Studios come, make a device each and go; that of the last one is called "last". The file is waited for
+  // for 50 ms, and a busy machine takes its time beside that, but not in every round.
   void ExpectThatNobodyWaits() const {
-    constexpr std::chrono::seconds kAtMost{1};
-    Platform_StudioFaces faces;
-    EXPECT_LT(TimeOf([&] { faces = Platform_OpenStudio(nullptr, mPath); }), kAtMost) << "opening";
-    std::string guid;
-    EXPECT_LT(TimeOf([&] { faces.mManagement->Add("last", "", "", guid); }), kAtMost) << "an edit";
-    EXPECT_LT(TimeOf([&] { CountOf(*faces.mManagement); }), kAtMost) << "an answer";
-    EXPECT_LT(TimeOf([&] { faces = {}; }), kAtMost) << "closing";
+    constexpr std::chrono::milliseconds kAtMost{150};
+    constexpr int kRounds = 5;
+    Times quickest;
+    for (int round = 1; round <= kRounds; ++round) {
+      quickest = Quicker(quickest, TimesOfARound(round == kRounds ? "last" : "earlier"));
+    }
+    EXPECT_LT(quickest.mOpening, kAtMost);
+    EXPECT_LT(quickest.mEdit, kAtMost);
+    EXPECT_LT(quickest.mAnswer, kAtMost);
+    EXPECT_LT(quickest.mClosing, kAtMost);
   }
   // The studio's thread, which goes on after it, has written the device and let go of the file.
   void ExpectThatTheLastDeviceIsWritten() const {
@@ -416,7 +420,29 @@ class StudioPatienceTest : public StudioDatabaseTest {
   }
 
  private:
-  static std::chrono::steady_clock::duration TimeOf(const std::function<void()>& iCall) {
+  using Duration = std::chrono::steady_clock::duration;
+  struct Times {
+    Duration mOpening = Duration::max();
+    Duration mEdit = Duration::max();
+    Duration mAnswer = Duration::max();
+    Duration mClosing = Duration::max();
+  };
+
+  static Times Quicker(const Times& iLeft, const Times& iRight) {
+    return {std::min(iLeft.mOpening, iRight.mOpening), std::min(iLeft.mEdit, iRight.mEdit),
+            std::min(iLeft.mAnswer, iRight.mAnswer), std::min(iLeft.mClosing, iRight.mClosing)};
+  }
+  Times TimesOfARound(const std::string& iName) const {
+    Times times;
+    Platform_StudioFaces faces;
+    times.mOpening = TimeOf([&] { faces = Platform_OpenStudio(nullptr, mPath); });
+    std::string guid;
+    times.mEdit = TimeOf([&] { faces.mManagement->Add(iName, "", "", guid); });
+    times.mAnswer = TimeOf([&] { CountOf(*faces.mManagement); });
+    times.mClosing = TimeOf([&] { faces = {}; });
+    return times;
+  }
+  static Duration TimeOf(const std::function<void()>& iCall) {
     const auto start = std::chrono::steady_clock::now();
     iCall();
     return std::chrono::steady_clock::now() - start;
