@@ -16,8 +16,9 @@
 
 class Platform_AlsaDataClient;
 
-/// Two clients: one hears what comes and goes, on a thread that only tells the host of it; the other carries
-/// music and has no thread. Each handle has a lock of its own; the announcements' comes before the data's.
+/// Two clients: one hears what comes and goes, on a thread that has the other mark the connections whose peer
+/// has gone, and tells the host; the other carries music and has no thread. Each handle has a lock of its
+/// own; the announcements' comes before the data's.
 class Platform_AlsaDriver final : public Platform_Driver {
  public:
   /// \param iSysfs where sysfs is mounted; tests give a tree of their own.
