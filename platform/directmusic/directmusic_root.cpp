@@ -13,10 +13,12 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "cmn/cmn_validateutf8string.h"
 #include "cmn/sys_clock.h"
+#include "cmn/sys_utils.h"
 #include "platform/directmusic/drivers.h"
 #include "platform/directmusic/durableguid.h"
 #include "platform/directmusic/musicbuffer.h"
@@ -55,6 +57,21 @@ DMUS_PORTCAPS CapsOf(const GUID& iGuid, const Platform_PortInfo& iInfo) {
   caps.dwMaxAudioChannels = kUnlimited;
   SetDescription(iInfo.mName, caps);
   return caps;
+}
+
+// What the debug log is told of a port whose hardware took messages with it.
+std::string LossLine(const DMUS_PORTCAPS& iCaps, std::uint64_t iLost) {
+  const std::u16string wide(iCaps.wszDescription);
+  std::string name;
+  utf8::utf16to8(wide.begin(), wide.end(), std::back_inserter(name));
+  return "mlox: the port " + name +
+         " has gone; messages that were accepted, waited in it and are lost: " + std::to_string(iLost);
+}
+
+void Log(const std::vector<std::string>& iLines) {
+  for (const std::string& line : iLines) {
+    Sys_Utils::DebugString(line);
+  }
 }
 
 struct GuidLess {
@@ -122,10 +139,13 @@ class Root final : public IDirectMusic8,
   const Present* FindListed(const GUID& iGuid) const;
   const Present* FindPresent(const GUID& iGuid) const;
   std::vector<DMUS_PORTCAPS> ListPorts() const;
+  std::int64_t WorkPorts();
+  void NoteLoss(Platform_Port& ioPort);
+  std::vector<std::string> TakeLossLines();
 
+  // Not under it.
   void Run();
   std::int64_t Round();
-  std::int64_t WorkPorts();
   void ReportChanges();
 
   std::mutex mMutex;
@@ -137,6 +157,7 @@ class Root final : public IDirectMusic8,
   Platform_MasterClock mClock;
   bool mDriversRun = false;
   bool mListChanged = false;
+  std::vector<std::string> mLossLines;  // for the debug log
   std::thread mWorker;
   std::atomic<bool> mRescanWanted{false};
   std::atomic<bool> mStop{false};
@@ -329,6 +350,7 @@ ULONG Root::ReleaseLast(Platform_Port* iPortP) {
   if (!iPortP->DropUnderRoot()) {
     return 1;
   }
+  NoteLoss(*iPortP);
   mPorts.erase(iPortP->Guid());
   delete iPortP;
   StopDriversIfIdle();
@@ -460,6 +482,12 @@ void Root::StopAtExit() {
   if (mWorker.joinable()) {
     mWorker.join();
   }
+  std::vector<std::string> losses;
+  {
+    const std::lock_guard lock(mMutex);
+    losses = TakeLossLines();
+  }
+  Log(losses);
   const std::lock_guard lock(mMutex);
   for (const auto& entry : mPorts) {
     entry.second->HardwareWent();
@@ -469,6 +497,22 @@ void Root::StopAtExit() {
   }
   mDrivers.clear();
   mPresent.clear();
+}
+
+// Ports lose messages under their locks, and on threads that may not wait for a log.
+void Root::NoteLoss(Platform_Port& ioPort) {
+  const std::uint64_t lost = ioPort.TakeLostWaiting();
+  if (lost != 0) {
+    mLossLines.push_back(LossLine(ioPort.Caps(), lost));
+  }
+}
+
+// What the debug log is to be told when mMutex is free.
+std::vector<std::string> Root::TakeLossLines() {
+  for (const auto& entry : mPorts) {
+    NoteLoss(*entry.second);
+  }
+  return std::exchange(mLossLines, {});
 }
 
 // Under mMutex. Hands over what is due, closes what had its second of grace.
@@ -505,15 +549,18 @@ void Root::ReportChanges() {
 std::int64_t Root::Round() {
   std::int64_t next = kNever;
   bool isChanged = false;
+  std::vector<std::string> losses;
   {
     const std::lock_guard lock(mMutex);
     if (mDriversRun && mRescanWanted.load()) {
       Rescan();
     }
     next = WorkPorts();
+    losses = TakeLossLines();
     isChanged = mListChanged;
     StopDriversIfIdle();
   }
+  Log(losses);
   if (isChanged) {
     ReportChanges();
   }

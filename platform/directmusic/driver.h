@@ -99,7 +99,7 @@ class Platform_DriverOutput {
   /// Drops what was taken and has not been played.
   virtual void Drop() = 0;
   /// Messages that were taken, not dropped, and could not be played, since the port has gone. 0 while it is
-  /// there.
+  /// there, and always for a driver that can't know.
   virtual std::uint64_t LostMessages() const { return 0; }
 };
 

@@ -309,6 +309,8 @@ void Platform_OutputPort::SetActive(bool iActive, Platform_Driver* iDriverP,
     if (mOutputP != nullptr) {
       mOutputP->Drop();
     }
+    mQueue.Clear();
+    mHeld.Clear();
     Disconnect();
   } else if (iDriverP != nullptr) {
     Connect(*iDriverP, *iInfoP);
@@ -335,15 +337,17 @@ void Platform_OutputPort::Connect(Platform_Driver& iDriver, const Platform_PortI
   }
 }
 
-// What was accepted and not yet played is lost with the hardware, and counted: played later it would come out
-// of time.
+// What waits here is lost with the hardware, and counted: played later it would come out of time. What the
+// driver has taken and not played is lost too; it is counted by the drivers that can.
 void Platform_OutputPort::Disconnect() {
   if (mOutputP != nullptr) {
     mLost.fetch_add(mOutputP->LostMessages());
     mOutputP.reset();
     mFixedLatency.store(kNotFixed);
   }
-  mLost.fetch_add(mQueue.Clear() + mHeld.Clear());
+  const std::uint64_t waiting = mQueue.Clear() + mHeld.Clear();
+  mLost.fetch_add(waiting);
+  mLostWaiting.fetch_add(waiting);
   mSplitter.Reset();
   mSysexIsOpen = false;
   mFirstPieceTime = 0;

@@ -72,6 +72,9 @@ class Platform_Port : public IDirectMusicPort {
   virtual std::int64_t Work(std::int64_t iNow) = 0;
   /// Whether a driver's connection is open, if only for its last second.
   virtual bool IsConnected() = 0;
+  /// How many messages were lost since the last call because they waited in the port when the hardware went:
+  /// accepted, and not handed to the driver yet. The root tells the debug log.
+  virtual std::uint64_t TakeLostWaiting() { return 0; }
   /// Adds a reference unless the last is gone; drops one, and is true if it was the last.
   void AddRefUnderRoot() { mRefCount.fetch_add(1); }
   bool DropUnderRoot() { return mRefCount.fetch_sub(1) == 1; }
@@ -113,9 +116,11 @@ class Platform_OutputPort final : public Platform_Port {
   std::int64_t Work(std::int64_t iNow) override;
   bool IsConnected() override;
   std::int64_t LatencyMicroseconds() override;
+  std::uint64_t TakeLostWaiting() override { return mLostWaiting.exchange(0); }
 
-  /// Messages that were accepted and could not be played, since the hardware went or no memory was left. [any
-  /// thread]
+  /// Messages, and pieces of them, that were not played since no memory was left or the hardware went: those
+  /// that waited in the port, and those that the driver counts of what it had taken. What SetActive(false)
+  /// takes back is not among them. [any thread]
   std::uint64_t LostMessages() const { return mLost.load(); }
 
  private:
@@ -153,6 +158,7 @@ class Platform_OutputPort final : public Platform_Port {
   static constexpr std::int64_t kNotFixed = -1;
   std::atomic<std::int64_t> mFixedLatency{kNotFixed};
   std::atomic<std::uint64_t> mLost{0};
+  std::atomic<std::uint64_t> mLostWaiting{0};  // part of it, until somebody takes the number
 };
 
 /// An input. Its event stands on the driver's descriptor, so that what arrives wakes the reader with no

@@ -278,11 +278,13 @@ void Platform_JackSession::OnRename(jack_port_id_t iPort, const char* /*iOld*/, 
 }
 
 void Platform_JackSession::OnFreewheel(int iRuns, void* iSessionP) {
-  static_cast<Platform_JackSession*>(iSessionP)->mEngine.SetFreewheel(iRuns != 0);
+  auto* const session = static_cast<Platform_JackSession*>(iSessionP);
+  Platform_JackUndisturbed([&] { session->mEngine.SetFreewheel(iRuns != 0); });
 }
 
 int Platform_JackSession::OnSampleRate(jack_nframes_t iRate, void* iSessionP) {
-  static_cast<Platform_JackSession*>(iSessionP)->mEngine.SetRate(iRate);
+  auto* const session = static_cast<Platform_JackSession*>(iSessionP);
+  Platform_JackUndisturbed([&] { session->mEngine.SetRate(iRate); });
   return 0;
 }
 
@@ -476,7 +478,7 @@ void Platform_JackSession::LeaveServer() {
   }
   if (lost != 0) {
     Sys_Utils::DebugString("mlox: JACK: " + std::to_string(lost) +
-                           " messages were accepted and fell into the gap");
+                           " messages were handed over and fell into the gap");
   }
   mWays.clear();
   mAppearances.clear();

@@ -9,7 +9,10 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <iterator>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -17,6 +20,7 @@
 #include <vector>
 
 #include "cmn/sys_clock.h"
+#include "cmn/sys_utils.h"
 #include "platform/directmusic/directmusic.h"
 #include "platform/directmusic/loopback/loopback_driver.h"
 #include "platform/directmusic/presence.h"
@@ -470,6 +474,89 @@ TEST_F(DirectMusicRoot, APortThatWentAndCameBetweenTwoLooksSoundsAgain) {
     received = Receive(100);
   }
   EXPECT_EQ(received, (Bytes{0x90, 61, 100}));
+}
+
+// Keeps the lines of the debug log that tell of lost messages, and whether the root answered meanwhile.
+class LossLines {
+ public:
+  explicit LossLines(IDirectMusic8& iRoot) {
+    sRootP = &iRoot;
+    sAnswered = true;
+    sLines.clear();
+    Sys_Utils::SetLoggerForTest(Keep);
+  }
+  ~LossLines() { Sys_Utils::SetLoggerForTest(nullptr); }
+  LossLines(const LossLines&) = delete;
+  LossLines& operator=(const LossLines&) = delete;
+
+  // Those there are once there is one.
+  std::vector<std::string> Wait() const {
+    for (int i = 0; i < 6000 && Lines().empty(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return Lines();
+  }
+  std::vector<std::string> Lines() const {
+    const std::lock_guard lock(sMutex);
+    return sLines;
+  }
+  bool RootAnswered() const { return sAnswered.load(); }
+
+ private:
+  static void Keep(const std::string& iLine) {
+    if (iLine.find(" lost: ") == std::string::npos) {
+      return;
+    }
+    const auto answer = std::make_shared<std::promise<void>>();
+    std::thread([answer, rootP = sRootP] {
+      DMUS_PORTCAPS caps{};
+      caps.dwSize = sizeof(caps);
+      rootP->EnumPort(0, &caps);
+      answer->set_value();
+    }).detach();
+    if (answer->get_future().wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+      sAnswered = false;
+    }
+    const std::lock_guard lock(sMutex);
+    sLines.push_back(iLine);
+  }
+
+  static inline IDirectMusic8* sRootP = nullptr;
+  static inline std::atomic<bool> sAnswered{true};
+  static inline std::mutex sMutex;
+  static inline std::vector<std::string> sLines;
+};
+
+// 13 notes, one each 20 ms: 5 are handed over at once, and 8 wait.
+TEST_F(DirectMusicRoot, TheDebugLogSaysHowManyMessagesAPortLostWithItsHardware) {
+  const StandingClock clock;
+  OpenBoth();
+  const LossLines lines(*mRootP);
+  for (int note = 1; note <= 13; ++note) {
+    EXPECT_EQ(Play(Now() + note * 200000, {0xC0, 1}), S_OK);
+  }
+  Platform_LoopbackPorts::Unplug(mName);
+  EXPECT_EQ(lines.Wait(),
+            std::vector<std::string>{"mlox: the port " + mName +
+                                     " has gone; messages that were accepted, waited in it and are lost: 8"});
+  EXPECT_TRUE(lines.RootAnswered()) << "the line is told with no lock held";
+}
+
+TEST_F(DirectMusicRoot, TheDebugLogSaysItAlsoOfAPortThatIsLetGoBeforeTheWorkerLooks) {
+  const StandingClock clock;
+  OpenBoth();
+  const LossLines lines(*mRootP);
+  EXPECT_EQ(Play(Now() + 2000000, {0xC0, 1}), S_OK);
+  {
+    const BusyWorker busy(*mRootP, mName);
+    Platform_LoopbackPorts::Unplug(mName);
+    List();
+    mOutputP->Activate(FALSE);
+    mOutputP->Release();
+    mOutputP = nullptr;
+    EXPECT_EQ(lines.Lines(), std::vector<std::string>{}) << "the worker tells it";
+  }
+  EXPECT_EQ(lines.Wait().size(), 1u);
 }
 
 TEST_F(DirectMusicRoot, WhoActivatesAPortBeforeTheWorkerHasSeenItsReplugFindsItThere) {

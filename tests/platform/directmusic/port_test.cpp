@@ -165,6 +165,48 @@ TEST_F(OutputPort, WhileItsHardwareIsAwayItRefusesAndWhatWaitedIsLostAndCounted)
   EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow, {0xC0, 4}}}));
 }
 
+// A song of 40 notes, one each 10 ms: the first 10 are within the tenth of a second, and one more falls due.
+TEST_F(OutputPort, OfASongWrittenFarAheadItTellsHowManyMessagesTheHardwareTookWithThem) {
+  for (std::int64_t note = 1; note <= 40; ++note) {
+    EXPECT_EQ(Play(kNow + note * 10000, {0xC0, 1}), S_OK);
+  }
+  mPort.Work(kNow + 10000);
+  EXPECT_EQ(TakeSent().size(), 11u);
+  EXPECT_EQ(mPort.TakeLostWaiting(), 0u);
+  mPort.HardwareWent();
+  EXPECT_EQ(mPort.TakeLostWaiting(), 29u);
+  EXPECT_EQ(mPort.TakeLostWaiting(), 0u) << "once";
+  EXPECT_EQ(mPort.LostMessages(), 29u);
+}
+
+TEST_F(OutputPort, WhatIsHeldBehindASystemExclusiveIsLostWithTheHardwareToo) {
+  EXPECT_EQ(Play(kNow, {0xF0, 1}), S_OK);
+  EXPECT_EQ(Play(kNow, {0xC0, 1}), S_OK);
+  EXPECT_EQ(Play(kNow, {0xC0, 2}), S_OK);
+  EXPECT_EQ(TakeSent().size(), 1u);
+  mPort.HardwareWent();
+  EXPECT_EQ(mPort.TakeLostWaiting(), 2u);
+}
+
+TEST_F(OutputPort, AMessageThatTheDriverRefusesSinceThePortIsGoneCountsIfItHadWaited) {
+  EXPECT_EQ(Play(kNow + kAhead + 1, {0xC0, 1}), S_OK);
+  mDriver.mState.mAnswer = Platform_SendResult::kGone;
+  mPort.Work(kNow + 1);
+  EXPECT_EQ(mPort.TakeLostWaiting(), 1u);
+  mPort.HardwareCame(mDriver, mInfo);
+  EXPECT_EQ(Play(kNow, {0xC0, 2}), E_FAIL);
+  EXPECT_EQ(mPort.TakeLostWaiting(), 0u) << "who played it was told";
+}
+
+TEST_F(OutputPort, WhatItTakesBackWhenItIsLetGoIsNotLost) {
+  EXPECT_EQ(Play(kNow, {0xF0, 1}), S_OK);
+  EXPECT_EQ(Play(kNow, {0xC0, 1}), S_OK);
+  EXPECT_EQ(Play(kNow + 2 * kAhead, {0xC0, 2}), S_OK);
+  mPort.SetActive(false, nullptr, nullptr);
+  EXPECT_EQ(mPort.TakeLostWaiting(), 0u);
+  EXPECT_EQ(mPort.LostMessages(), 0u);
+}
+
 // Hardware that is there again before anybody looked stands under the same handle, perhaps: nobody else
 // tells.
 TEST_F(OutputPort, ADriverThatSaysThePortIsGoneMakesTheRootLookForItAgain) {
