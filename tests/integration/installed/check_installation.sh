@@ -63,6 +63,10 @@ find_package(mlox $version EXACT REQUIRED CONFIG)
 END
   cmake -S exact -B exact/build -G Ninja -DCMAKE_PREFIX_PATH="$1" >exact.log 2>&1 || fail "$(cat exact.log)"
   grep -q "^mlox_DIR:PATH=$1/" exact/build/CMakeCache.txt || fail "CMake found another library than that under $1"
+  # Another major version is another library.
+  sed -i 's/^find_package.*/find_package(mlox 0.9 CONFIG)/' exact/CMakeLists.txt
+  cmake -S exact -B exact/older -G Ninja -DCMAKE_PREFIX_PATH="$1" >older.log 2>&1 || fail "$(cat older.log)"
+  grep -q 'no version accepted' older.log || fail "CMake takes version $version for 0.9"
 }
 
 # configure_examples PREFIX: the examples as a project of their own, which looks for the library by find_package.

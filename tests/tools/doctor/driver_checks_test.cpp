@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 
+#include "platform/directmusic/drivers.h"
 #include "tests/tools/doctor/good_machine.h"
 
 namespace {
@@ -30,6 +32,16 @@ class DriverChecks : public testing::Test {
 };
 
 // ---- which drivers ----
+
+// The doctor knows those that this build leaves out, too.
+TEST_F(DriverChecks, EveryDriverOfTheLibraryIsKnownInTheLibrarysOrder) {
+  const Names& known = tool::DriverNames();
+  auto at = known.begin();
+  for (const std::string& name : Platform_DriverNames()) {
+    at = std::find(at, known.end(), name);
+    EXPECT_NE(at, known.end()) << name;
+  }
+}
 
 TEST_F(DriverChecks, TheFirstThatStartsIsUsedWhenNoneIsChosen) {
   HaveJack();

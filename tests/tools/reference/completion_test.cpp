@@ -46,6 +46,11 @@ class Completion : public testing::Test {
   const Test_TempFolder mFolder;
 };
 
+TEST_F(Completion, BashCompletesTheProgramBySourcingTheScriptAndFilesWhereItKnowsNothing) {
+  const std::string path = Save(tool::BashCompletion(tool::CommandsOf(mProgram.mApp)));
+  EXPECT_EQ(Run("bash -c 'source " + path + "; complete -p small'"), "complete -o default -F _small small\n");
+}
+
 TEST_F(Completion, BashKnowsCommandsByTheirBeginning) {
   EXPECT_EQ(Bash("small \"\""), "play studio\n");
   EXPECT_EQ(Bash("small st"), "studio\n");
@@ -84,6 +89,19 @@ TEST_F(Completion, ZshAsksForTheCommandsAtHand) {
                 "words=(small play \"\"); CURRENT=3; PREFIX=; source " +
                 path + "'"),
             "files\n");
+}
+
+TEST_F(Completion, ZshKnowsTheOptionsOfTheCommandAtHandAndTheChoicesOfAnOption) {
+  const std::string path = Save(tool::ZshCompletion(tool::CommandsOf(mProgram.mApp)));
+  EXPECT_EQ(Run("zsh -f -c '_describe() { print -r -- $1 ${(P)2}; }; "
+                "words=(small studio add --); CURRENT=4; PREFIX=--; source " +
+                path + "'"),
+            "option -h:Print this help message and exit --help:Print this help message and exit --model:Its "
+            "model\n");
+  EXPECT_EQ(Run("zsh -f -c 'compadd() { print -r -- $@; }; _describe() { print -r -- $1; }; "
+                "words=(small play --through \"\"); CURRENT=4; PREFIX=; source " +
+                path + "'"),
+            "-- buffered direct none\n");
 }
 
 }  // namespace
