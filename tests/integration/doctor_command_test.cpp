@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/integration/command_fixture.h"
+#include "tests/support/sanitizers.h"
 
 namespace {
 
@@ -250,12 +251,18 @@ void ExpectNothingLookedAt(const json& iAnswer, const std::string& iWhy, const s
 
 TEST_F(DoctorCommand, WithoutAProcessForItsLooksItSaysThatItHasNotLooked) {
   const std::string as = ::geteuid() == 0 ? kNobody : "";
-  const json answer = AskJson("export MLOX_STUDIO_DB=$PWD/s.db\n$MLOX studio add Strings >/dev/null",
-                              as + "prlimit --nproc=1:1 ");
+  // The checker of leaks, where there is one, looks from a thread that can't be had.
+  const json answer = AskJson(
+      "export MLOX_STUDIO_DB=$PWD/s.db ASAN_OPTIONS=$ASAN_OPTIONS:detect_leaks=0\n"
+      "$MLOX studio add Strings >/dev/null",
+      as + "prlimit --nproc=1:1 ");
   ExpectNothingLookedAt(answer, "no process or thread can be started",
                         "# end programs of this user, or ask in a shell that may start more (ulimit -u)");
 }
 
+// Not where the checker of undefined behaviour is built in: it looks at memory through a pipe, and takes
+// every object for a wrong one when it can have none.
+#if !defined(__SANITIZE_ADDRESS__) && !TEST_HAS_FEATURE(address_sanitizer)
 TEST_F(DoctorCommand, WithoutFilesForItsLooksItSaysThatItHasNotLooked) {
   for (const int files : {4, 9}) {
     const json answer = AskJson("export MLOX_STUDIO_DB=$PWD/s.db\n" + kNothingInherited,
@@ -263,6 +270,7 @@ TEST_F(DoctorCommand, WithoutFilesForItsLooksItSaysThatItHasNotLooked) {
     ExpectNothingLookedAt(answer, "no more files can be opened: Too many open files", "ulimit -n 300");
   }
 }
+#endif
 
 TEST_F(DoctorCommand, ADriverThatCanHaveNoThreadIsNotSaidToHang) {
   const json answer = AskJson("export MLOX_MIDI_DRIVERS=jack,loopback",

@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -596,30 +595,30 @@ TEST_F(ReceivePorts, EventsAreForAllOfTheProcessResetThemselvesAndBeginUnsignall
   }
 }
 
-// Lets the process have so many descriptors more than it has.
-class DescriptorLimit {
+// While it is there so many events can be made, and then none: as where no descriptor is left. (Without one
+// the checker of undefined behaviour can't look at memory.)
+class EventLimit {
  public:
-  explicit DescriptorLimit(rlim_t iMore) {
-    getrlimit(RLIMIT_NOFILE, &mBefore);
-    const int lowest = dup(0);
-    close(lowest);
-    rlimit limit = mBefore;
-    limit.rlim_cur = static_cast<rlim_t>(lowest) + iMore;
-    setrlimit(RLIMIT_NOFILE, &limit);
+  explicit EventLimit(int iCount) {
+    sLeft = iCount;
+    Test_ReceivePortSetAccess::MakeEventsBy(
+        [](void* iSecurityP, BOOL iManualReset, BOOL iInitialState, const OLECHAR* iName) -> HANDLE {
+          return sLeft-- > 0 ? CreateEventW(iSecurityP, iManualReset, iInitialState, iName) : nullptr;
+        });
   }
-  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &mBefore); }
-  DescriptorLimit(const DescriptorLimit&) = delete;
-  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+  ~EventLimit() { Test_ReceivePortSetAccess::MakeEventsBy(&CreateEventW); }
+  EventLimit(const EventLimit&) = delete;
+  EventLimit& operator=(const EventLimit&) = delete;
 
  private:
-  rlimit mBefore{};
+  static inline int sLeft = 0;
 };
 
 TEST_F(ReceivePorts, KillEventThatCannotBeMadeIsReportedAndTheThreadStillEnds) {
   const Line line = AddLine(1, "In");
   const Test_AssertRecorder recorder;
   {
-    const DescriptorLimit limit(1);  // enough for the port's event alone
+    const EventLimit limit(1);  // enough for the port's event alone
     EXPECT_EQ(Apply(mRaw, {line}), 0);
   }
   ASSERT_EQ(recorder.Count("theEvent"), 1);
@@ -632,7 +631,7 @@ TEST_F(ReceivePorts, KillEventThatCannotBeMadeIsReportedAndTheThreadStillEnds) {
 TEST_F(ReceivePorts, PortEventThatCannotBeMadeLeavesThePortOut) {
   const Line line = AddLine(1, "In");
   {
-    const DescriptorLimit limit(0);
+    const EventLimit limit(0);
     EXPECT_EQ(Apply(mRaw, {line}), 0);
   }
   EXPECT_FALSE(IsRunning());

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -180,6 +181,20 @@ TEST(WindowsEvents, AnEventOutlivesTheSignalThatWakesItsCloser) {
   setter.join();
   EXPECT_EQ(served, kRounds);
   EXPECT_GE(signals.load(), kRounds);
+}
+
+TEST(WindowsEvents, WithoutADescriptorThereIsNoEvent) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit none = before;
+  none.rlim_cur = 0;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const HANDLE event = MakeEvent();
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(event, nullptr);
+  const HANDLE next = MakeEvent();
+  EXPECT_NE(next, nullptr);
+  CloseHandle(next);
 }
 
 TEST(WindowsEvents, DescriptorsComeBackWhenHandlesAreClosed) {
