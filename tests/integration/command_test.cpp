@@ -461,6 +461,23 @@ TEST_F(Command, WhatAFileHoldsCannotCommandTheTerminal) {
   EXPECT_EQ(result.mError.find('\x1b'), std::string::npos);
 }
 
+TEST_F(Command, ASongThatNoWavFileHoldsIsNamed) {
+  mFolder.MakeFile(
+      "song.mid",
+      Test_AsString(Test_Join({Test_SongHeader(0, 1, 1), Test_Track({0xFF, 0xFF, 0xFF, 0x7F, 0xC0, 1})})));
+  ExpectFault(Mlox("render song.mid out.wav"), 1,
+              "mlox: song.mid: the song lasts 134217730 seconds, a WAV file holds 11166; --seconds renders a "
+              "part");
+  EXPECT_THAT(Names(), ElementsAre("song.mid"));
+}
+
+TEST_F(Command, PathsThatLeadNowhereAreNotTakenForOne) {
+  const std::string song(300, 'a');
+  const std::string output(300, 'b');
+  ExpectFault(Mlox("render " + song + " " + output), 1,
+              "mlox: " + song + ": cannot open: File name too long");
+}
+
 TEST_F(Command, AnOutputThatIsAnInput) {
   mFolder.MakeFile("song.mid", Test_AsString(Test_OneTrackSong({0, 0xC0, 1})));
   ExpectFault(Mlox("render song.mid ./song.mid"), 2, "mlox: ./song.mid: the song is the output too");

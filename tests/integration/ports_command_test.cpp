@@ -764,7 +764,8 @@ TEST_F(PortsCommand, NamesPatchesComeFromTheDevicesOwnDocument) {
   const Result result = Ports(kNamedDevice + "$MLOX names patches S --channel 1");
   EXPECT_EQ(result.mStatus, 0) << result.mError;
   EXPECT_EQ(result.mOutput, "channel 1: 1 patches\n  Keys  controller 0 = 1\n      4  Grand\n");
-  ExpectOneLineWith(Ports("$MLOX names patches S --channel 2"), 1, "channel 2: ");
+  ExpectOneLineWith(Ports("$MLOX names patches S --channel 2"), 1,
+                    "channel 2: there is no such mode, or it gives the channel no channel name set");
   ExpectOneLineWith(Ports("$MLOX names patches Red"), 1, "Red: no names for its patches");
 }
 

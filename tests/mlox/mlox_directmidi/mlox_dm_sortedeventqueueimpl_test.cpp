@@ -16,6 +16,7 @@
 
 #include "cmn/cmn_assert.h"
 #include "mlox/mlox_directmidi/mlox_dm_queuedevent.h"
+#include "tests/mlox/mlox_directmidi/call_on_report.h"
 #include "tests/mlox/mlox_directmidi/trace_site.h"
 #include "tests/support/assert_mode.h"
 #include "tests/support/assert_recorder.h"
@@ -313,6 +314,23 @@ TEST_F(Mlox_DM_SortedEventQueueTest, AnEventDroppedByClearEventsWhilePeekedAtIsN
   EXPECT_FALSE(Test_IgnoringThrow(false, [&] { return mQueueP->RemoveHeadEvent(peekedP); }))
       << "the clear has it: it must not be freed as well";
   EXPECT_EQ(recorder.Count("it != end(mQueueHeads)"), 1);
+}
+
+// An event without a time doesn't belong here, and is reported when times are compared: there the report
+// stands for a clear on another thread.
+TEST_F(Mlox_DM_SortedEventQueueTest,
+       APeekAnswersWithAnEventThatItComparedThoughAClearTakesThemMeanwhileReport) {
+  const Test_AssertMode mode(Cmn_Assert::kReport);
+  for (const int64_t time : {1, -1}) {
+    auto &timed = At(time), &untimed = mEvents.emplace_back();
+    mQueueP->AddEvent(&timed, 0);
+    mQueueP->AddEvent(&untimed, 1);
+    int cleared = 0;
+    const Test_CallOnReport clear([&] { cleared += mQueueP->ClearEvents(); });
+    EXPECT_EQ(mQueueP->PeekNextEvent(), time < 0 ? &timed : &untimed);
+    EXPECT_EQ(cleared, 2);
+    EXPECT_EQ(mQueueP->PeekNextEvent(), nullptr);
+  }
 }
 
 TEST_F(Mlox_DM_SortedEventQueueTest, DestroyingAQueueWithAnEventInAFifoReportsJunkForEachStream) {

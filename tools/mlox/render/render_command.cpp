@@ -57,11 +57,14 @@ std::unique_ptr<Way> MakeWay(const RenderRequest& iRequest) {
   return std::make_unique<NoneWay>();
 }
 
+/// Paths that can't be followed to their end are different: whoever opens them tells what is wrong.
 bool IsSameFile(const std::string& iA, const std::string& iB) {
-  std::error_code error;
-  const auto a = std::filesystem::weakly_canonical(iA, error);
-  const auto b = std::filesystem::weakly_canonical(iB, error);
-  return a == b || std::filesystem::equivalent(iA, iB, error);
+  std::error_code errorA;
+  std::error_code errorB;
+  const auto a = std::filesystem::weakly_canonical(iA, errorA);
+  const auto b = std::filesystem::weakly_canonical(iB, errorB);
+  const bool isOnePath = !errorA && !errorB && a == b;
+  return isOnePath || std::filesystem::equivalent(iA, iB, errorA);
 }
 
 /// Rendering replaces what it writes, so no two of the files may be one.
@@ -98,6 +101,14 @@ std::optional<std::int64_t> FramesAskedFor(const RenderRequest& iRequest) {
   return static_cast<std::int64_t>(frames);
 }
 
+Timeline TimelineOf(Song iSong, const RenderRequest& iRequest, std::optional<std::int64_t> iFrames) {
+  try {
+    return Timeline(std::move(iSong), iRequest.mSampleRate, iFrames);
+  } catch (const ToolError& error) {
+    throw ToolError(fmt::format("{}: {}", iRequest.mSong, error.what()));
+  }
+}
+
 std::vector<std::string> NotesOn(const Song& iSong) {
   if (iSong.mUnfinishedSysexes == 0) {
     return {};
@@ -132,7 +143,7 @@ RenderOutcome Render(const RenderRequest& iRequest, const std::function<void(dou
   Song song = ReadSongFile(iRequest.mSong);
   RenderOutcome outcome;
   outcome.mNotes = NotesOn(song);
-  const Timeline timeline(std::move(song), iRequest.mSampleRate, frames);
+  const Timeline timeline = TimelineOf(std::move(song), iRequest, frames);
   // The outputs are made before the work, so that a name that can't be written to is told at once.
   WavFile wav(iRequest.mOutput, iRequest.mSampleRate);
   std::optional<OutputFile> events;
