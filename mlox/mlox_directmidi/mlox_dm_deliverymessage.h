@@ -55,4 +55,5 @@ class MLOX_EXPORT Mlox_DM_DeliveryMessage final : public IDirectMIDIMessage,
   int8_t mChannel = 0;
 };
 
-static_assert(sizeof(Mlox_DM_DeliveryMessage) == 64 && alignof(Mlox_DM_DeliveryMessage) == 64);
+static_assert(sizeof(Mlox_DM_DeliveryMessage) == 64);
+static_assert(alignof(Mlox_DM_DeliveryMessage) == 64);
