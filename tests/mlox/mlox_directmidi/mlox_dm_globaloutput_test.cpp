@@ -391,6 +391,9 @@ TEST_F(Mlox_DM_GlobalOutputTest, TheLastReleaseTakesTheThreeStreamsAwayThroughTh
   EXPECT_EQ(outputP->Release(), 0u);
   EXPECT_EQ(told, (std::vector<std::string>{"click off", "clock off", "MTC off"}));
   EXPECT_EQ(mMTC.mDisconnects, 1);
+  // The service, which hasn't made it, goes without a word to it.
+  RunPassLater();
+  RunPassLater();
 }
 
 TEST_F(Mlox_DM_GlobalOutputTest, AReferenceAsAnOutputKeepsTheObjectBeyondTheLastRelease) {
