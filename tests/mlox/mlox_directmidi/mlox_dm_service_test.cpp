@@ -684,9 +684,10 @@ TEST_F(Mlox_DM_ServiceStopOrderTest,
   FillDevice("Third");
   std::vector<std::string> expected;
   for (const Mlox_DM_GlobalOutput* outputP : globalOutputs) expected.push_back(Cleared(outputP));
-  for (int i = 0; i < 3; ++i) {
-    const auto* deviceP = static_cast<Mlox_DM_Device*>(mServiceP->GetOutputDevice(i));
-    EXPECT_EQ(deviceP->GetName(), (std::vector<std::string>{"First", "Second", "Third"})[i]);
+  int index = 0;
+  for (const char* const name : {"First", "Second", "Third"}) {
+    const auto* deviceP = static_cast<Mlox_DM_Device*>(mServiceP->GetOutputDevice(index++));
+    EXPECT_EQ(deviceP->GetName(), name);
     expected.push_back(Cleared(deviceP));
     expected.push_back(kNotesOff);
   }
