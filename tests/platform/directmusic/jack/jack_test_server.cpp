@@ -113,40 +113,39 @@ bool Test_LookForServerInVain() { return !Knock(); }
 Test_JackServer::Test_JackServer() {
   char folder[] = "/tmp/mlox-jack-XXXXXX";
   mFolder = ::mkdtemp(folder) != nullptr ? folder : "";
-  TakeName();
+  TakeLock();
+  TakeNextName();
   jack_set_error_function(Discard);
   jack_set_info_function(Discard);
 }
 
-// jackd keeps a list of 8 servers at most, and one that was killed stays in it until another of its name
-// starts. So tests share a few names, a lock file for each; the lock goes with the process that holds it.
-void Test_JackServer::TakeName() {
+// One server at a time on a machine, whoever runs the tests: a client of libjack listens under a name made of
+// its own and the user's alone, so that two clients of one name on two servers take each other's calls. The
+// lock goes with the process that holds it.
+void Test_JackServer::TakeLock() {
+  mLock = ::open("/tmp/mlox-test-jack.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
   const auto end = steady_clock::now() + kPatience;
-  while (!TakeNextFreeName() && steady_clock::now() < end) {
+  while (mLock >= 0 && ::flock(mLock, LOCK_EX | LOCK_NB) != 0) {
+    if (steady_clock::now() > end) {
+      GiveLockBack();
+      return;
+    }
     std::this_thread::sleep_for(milliseconds(20));
   }
 }
 
-bool Test_JackServer::TakeNextFreeName() {
-  GiveNameBack();
-  for (int i = 0; i < kNames && mLock < 0; ++i) {
-    mName = std::string("mlox-test-").append(std::to_string(mNextName++ % kNames));
-    mLock = ::open(("/tmp/" + mName + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (mLock >= 0 && ::flock(mLock, LOCK_EX | LOCK_NB) != 0) {
-      GiveNameBack();
-    }
-  }
-  if (mLock >= 0) {
-    ClearLeftovers();
-  }
-  return mLock >= 0;
-}
-
-void Test_JackServer::GiveNameBack() {
+void Test_JackServer::GiveLockBack() {
   if (mLock >= 0) {
     ::close(mLock);
     mLock = -1;
   }
+}
+
+// jackd keeps a list of 8 servers at most, and one that was killed stays in it until another of its name
+// starts. So tests share a few names.
+void Test_JackServer::TakeNextName() {
+  mName = std::string("mlox-test-").append(std::to_string(mNextName++ % kNames));
+  ClearLeftovers();
 }
 
 // What another test's server of this name has left, and its clients. Not between two servers of one test:
@@ -164,7 +163,7 @@ void Test_JackServer::ClearLeftovers() const {
 
 Test_JackServer::~Test_JackServer() {
   Stop();
-  GiveNameBack();
+  GiveLockBack();
   std::error_code ignored;
   std::filesystem::remove_all(mFolder, ignored);
 }
@@ -174,7 +173,7 @@ std::string Test_JackServer::Missing() const {
     return "no folder can be made under /tmp";
   }
   if (mLock < 0) {
-    return "all names of test servers are taken";
+    return "another run keeps its JACK server";
   }
   if (!Test_IsPipeWire() && ::access("/dev/shm", W_OK) != 0) {
     return "jackd needs a writable /dev/shm";
@@ -206,8 +205,11 @@ std::string Test_JackServer::Start() {
   }
   const auto end = steady_clock::now() + kPatience;
   while (!IsUp()) {
-    if (mProcess <= 0 && (!IsNameTaken() || !TakeNextFreeName())) {
-      return Program() + " ended at once: " + Log();
+    if (mProcess <= 0) {
+      if (!IsNameTaken()) {
+        return Program() + " ended at once: " + Log();
+      }
+      TakeNextName();
     }
     if (steady_clock::now() > end) {
       return Program() + " takes no clients: " + Log();

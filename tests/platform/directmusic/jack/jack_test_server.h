@@ -23,7 +23,7 @@ std::string Test_WrongLibjack();
 bool Test_LookForServerInVain();
 
 /// A server that no other program finds. Ends with this object, and with the test when that is killed. One at
-/// a time: clients find it through the environment.
+/// a time: clients find it through the environment, and another process's waits until this object is gone.
 class Test_JackServer {
  public:
   Test_JackServer();
@@ -44,9 +44,9 @@ class Test_JackServer {
 
  private:
   std::string Missing() const;
-  void TakeName();
-  bool TakeNextFreeName();
-  void GiveNameBack();
+  void TakeLock();
+  void GiveLockBack();
+  void TakeNextName();
   void ClearLeftovers() const;
   void Spawn();
   bool IsUp();
