@@ -25,7 +25,24 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using Mlox_DirectMusic_ServiceTest = Test_DirectMusic_ServiceFixture;
+class Mlox_DirectMusic_ServiceTest : public Test_DirectMusic_ServiceFixture {
+ protected:
+  // Wires a user-defined device to a real port, out and in, and tells that side of the wiring alone: the port
+  // is listed still.
+  void WireWithTheRealSideUntold() {
+    mStudio->PlugIn(Output("O", "Port out"));
+    mStudio->PlugIn(Input("I", "Port in"));
+    mStudio->AddUserDefined(UserDefined("U", "Synth"));
+    Live();
+    mStudio->Silently([](Test_ModelStudio& ioStudio) {
+      ioStudio.Wire("U", "O");
+      ioStudio.Wire("U", "I");
+    });
+    mStudio->Tell({{mStudio->IDs("U", 0, false), 4}, {mStudio->IDs("U", 0, true), 4}});
+    ASSERT_THAT(Devices(), ElementsAre("Port out", "Synth"));
+    ASSERT_THAT(Inputs(), ElementsAre("Port in", "Synth"));
+  }
+};
 
 // ---- counts and rebuild ----
 
@@ -859,35 +876,14 @@ TEST_F(Mlox_DirectMusic_ServiceTest, ANonUserDefinedEndpointThatGainsAConnection
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, ANonUserDefinedEndpointThatLeavesForAUserDefinedOneLeavesThatOneListed) {
-  mStudio->PlugIn(Output("O", "Port out"));
-  mStudio->PlugIn(Input("I", "Port in"));
-  mStudio->AddUserDefined(UserDefined("U", "Synth"));
-  Live();
-  mStudio->Silently([](Test_ModelStudio& ioStudio) {
-    ioStudio.Wire("U", "O");
-    ioStudio.Wire("U", "I");
-  });
-  mStudio->Tell({{mStudio->IDs("U", 0, false), 4}, {mStudio->IDs("U", 0, true), 4}});
-  ASSERT_THAT(Devices(), ElementsAre("Port out", "Synth"));
-  ASSERT_THAT(Inputs(), ElementsAre("Port in", "Synth"));
+  ASSERT_NO_FATAL_FAILURE(WireWithTheRealSideUntold());
   mStudio->Tell({{mStudio->IDs("O", 0, false), 4}, {mStudio->IDs("I", 0, true), 4}});
   EXPECT_THAT(Devices(), ElementsAre("Synth")) << "no cascade";
   EXPECT_THAT(Inputs(), ElementsAre("Synth")) << "no cascade";
 }
 
 TEST_F(Mlox_DirectMusic_ServiceTest, AnUnpluggedRealPortTakesTheUserDefinedDeviceOnItAlong) {
-  mStudio->PlugIn(Output("O", "Port out"));
-  mStudio->PlugIn(Input("I", "Port in"));
-  mStudio->AddUserDefined(UserDefined("U", "Synth"));
-  Live();
-  // The port is listed still: of the wiring only the user-defined side has been told.
-  mStudio->Silently([](Test_ModelStudio& ioStudio) {
-    ioStudio.Wire("U", "O");
-    ioStudio.Wire("U", "I");
-  });
-  mStudio->Tell({{mStudio->IDs("U", 0, false), 4}, {mStudio->IDs("U", 0, true), 4}});
-  ASSERT_THAT(Devices(), ElementsAre("Port out", "Synth"));
-  ASSERT_THAT(Inputs(), ElementsAre("Port in", "Synth"));
+  ASSERT_NO_FATAL_FAILURE(WireWithTheRealSideUntold());
   mStudio->Silently([](Test_ModelStudio& ioStudio) {
     ioStudio.Unplug("O");
     ioStudio.Unplug("I");

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/studio_fixture.h"
@@ -14,6 +16,40 @@ namespace {
 
 using Result = Platform_StudioResult;
 using Lines = std::vector<std::string>;
+
+// Holds each call of a subscriber's until it is let go.
+class HeldCall {
+ public:
+  explicit HeldCall(Test_Subscriber& ioSubscriber) {
+    ioSubscriber.mWhileTold = [this] {
+      mHasBegun = true;
+      Test_Eventually([&] { return mMayEnd.load(); });
+      mHasEnded = true;
+    };
+  }
+  ~HeldCall() {
+    if (mLeaver.joinable()) mLeaver.join();
+  }
+  HeldCall(const HeldCall&) = delete;
+  HeldCall& operator=(const HeldCall&) = delete;
+
+  bool HasBegun() {
+    return Test_Eventually([&] { return mHasBegun.load(); });
+  }
+  void LetGoIn(std::chrono::milliseconds iTime) {
+    mLeaver = std::thread([this, iTime] {
+      std::this_thread::sleep_for(iTime);
+      mMayEnd = true;
+    });
+  }
+  bool HasEnded() const { return mHasEnded.load(); }
+
+ private:
+  std::atomic<bool> mHasBegun{false};
+  std::atomic<bool> mMayEnd{false};
+  std::atomic<bool> mHasEnded{false};
+  std::thread mLeaver;
+};
 
 class StudioTest : public Test_StudioFixture {
  protected:
@@ -602,23 +638,12 @@ TEST_F(StudioTest, NotifyRunsWithNoLockHeld) {
 TEST_F(StudioTest, UnregisterReturnsOnlyWhenNoNotifyRuns) {
   const std::string user = Add("U");
   const auto subscriber = Subscribe();
-  std::atomic<bool> isInside{false};
-  std::atomic<bool> mayLeave{false};
-  std::atomic<bool> hasLeft{false};
-  subscriber->mWhileTold = [&] {
-    isInside = true;
-    Test_Eventually([&] { return mayLeave.load(); });
-    hasLeft = true;
-  };
+  HeldCall call(*subscriber);
   Manage().Rename(user, "V");
-  ASSERT_TRUE(Test_Eventually([&] { return isInside.load(); }));
-  std::thread leaver([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    mayLeave = true;
-  });
+  ASSERT_TRUE(call.HasBegun());
+  call.LetGoIn(std::chrono::milliseconds(30));
   EXPECT_EQ(Studio().UnregisterNotification(u"{test}"), S_OK);
-  EXPECT_TRUE(hasLeft.load());
-  leaver.join();
+  EXPECT_TRUE(call.HasEnded());
   const std::size_t before = subscriber->Lines().size();
   Manage().Rename(user, "W");
   ASSERT_TRUE(Manage().Flush(Test_kPatience));
@@ -629,24 +654,13 @@ TEST_F(StudioTest, UnregisterReturnsOnlyWhenNoNotifyRuns) {
 TEST_F(StudioTest, NobodyIsToldAnythingOnceTheStudioIsGone) {
   const std::string user = Add("U");
   const auto subscriber = Subscribe();
-  std::atomic<bool> isInside{false};
-  std::atomic<bool> mayLeave{false};
-  std::atomic<bool> hasLeft{false};
-  subscriber->mWhileTold = [&] {
-    isInside = true;
-    Test_Eventually([&] { return mayLeave.load(); });
-    hasLeft = true;
-  };
+  HeldCall call(*subscriber);
   Manage().Rename(user, "V");
-  ASSERT_TRUE(Test_Eventually([&] { return isInside.load(); }));
+  ASSERT_TRUE(call.HasBegun());
   Manage().Rename(user, "W");
-  std::thread leaver([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    mayLeave = true;
-  });
+  call.LetGoIn(std::chrono::milliseconds(300));
   Close();
-  EXPECT_TRUE(hasLeft.load());
-  leaver.join();
+  EXPECT_TRUE(call.HasEnded());
   EXPECT_EQ(subscriber->Lines().size(), 2u) << "what came behind the first name is told to nobody";
 }
 
