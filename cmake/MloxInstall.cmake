@@ -50,5 +50,13 @@ if(MLOX_BUILD_TOOLS)
   install(FILES ${tool_build}/mlox.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES ${tool_build}/mlox.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME mlox COMPONENT tools)
-  install(FILES ${tool_build}/_mlox DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools)
+  # Debian's zsh looks for what packages bring elsewhere than for what an administrator has put under /usr/local. The prefix
+  # is known when it is installed, not before; packages have theirs in a root of their own.
+  install(CODE [[
+    set(mlox_zsh_folder site-functions)
+    if(CMAKE_INSTALL_PREFIX MATCHES "/usr$")
+      set(mlox_zsh_folder vendor-completions)
+    endif()
+  ]] COMPONENT tools)
+  install(FILES ${tool_build}/_mlox DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/\${mlox_zsh_folder} COMPONENT tools)
 endif()

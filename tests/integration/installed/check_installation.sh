@@ -91,13 +91,27 @@ check_examples() {
   grep -q '100% tests passed' ctest.log || fail "no example was run"
 }
 
-# check_tool PREFIX: the command, its manual page and its completions.
+# check_zsh ROOT PREFIX: zsh looks for functions where the completion lies, as seen from the root, and takes it as that of the
+# command.
+# shellcheck disable=SC2016
+check_zsh() {
+  local script place
+  script=$(find "$1$2" -name _mlox)
+  [ -f "$script" ] || fail "zsh's completion isn't under $1$2 once: $script"
+  zsh -n "$script"
+  place=$(dirname "${script#"$1"}")
+  env -u FPATH zsh -fc 'print -l $fpath' >fpath
+  grep -qxF "$place" fpath || fail "zsh doesn't look into $place: $(cat fpath)"
+  zsh -fc 'fpath=($1 $fpath); autoload -U compinit; compinit -u -D; print -r -- $_comps[mlox]' zsh "$1$place" >completes
+  [ "$(cat completes)" = _mlox ] || fail "zsh completes mlox by '$(cat completes)'"
+}
+
+# check_tool PREFIX: the command, its manual page and bash's completion.
 check_tool() {
   LD_LIBRARY_PATH=$(dirname "$(find "$1" -name 'libmlox.so.1')") "$1/bin/mlox" --version >printed || fail "mlox doesn't run"
   grep -q '[0-9]\.[0-9]' printed || fail "mlox --version prints $(cat printed)"
   gunzip -c "$1/share/man/man1/mlox.1.gz" | grep '^.SS "mlox render' >/dev/null || fail "the manual page doesn't tell of mlox render"
   bash -n "$1/share/bash-completion/completions/mlox"
-  zsh -n "$1/share/zsh/site-functions/_mlox"
 }
 
 # check_tracing PREFIX: the tracing library lies where the loader finds it beside the library, and has every name that the

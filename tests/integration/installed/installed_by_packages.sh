@@ -37,3 +37,4 @@ check_pkg_config "$root/usr"
 check_versions "$root/usr"
 check_examples "$root/usr"
 check_tool "$root/usr"
+check_zsh "$root" /usr

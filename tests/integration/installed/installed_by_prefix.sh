@@ -12,6 +12,9 @@ check_pkg_config "$folder/moved"
 check_versions "$folder/moved"
 check_find_package "$folder/moved"
 check_tool "$folder/moved"
+# Of the prefixes besides /usr it is the one that zsh knows.
+DESTDIR=$folder/root cmake --install "$build" --prefix /usr/local --component tools >install.log || fail "$(cat install.log)"
+check_zsh "$folder/root" /usr/local
 
 # The tracing library, where spdlog is there to build it.
 [ -z "$(find moved -name 'libQuilTrace*')" ] || fail "the tracing library came with another component"
