@@ -319,6 +319,19 @@ TEST_F(DoctorCommand, TheTracingLibraryIsFoundAndLacksNothing) {
   EXPECT_EQ(on["state"], "ok");
   EXPECT_EQ(on["seen"], MLOX_TEST_QUILTRACE " writes MLOX_TRACE=4");
 }
+
+TEST_F(DoctorCommand, TheTracingLibraryIsSaidToTraceNothingWhereTheSettingNamesNoCategory) {
+  const Result result =
+      Ask("--json", "export LD_LIBRARY_PATH=$(dirname " MLOX_TEST_QUILTRACE ") MLOX_TRACE=xyz");
+  EXPECT_EQ(result.mStatus, 1);
+  EXPECT_THAT(result.mError, StartsWith("mlox: no trace category: \"xyz\"\n"))
+      << "as the library itself says";
+  const json answer = json::parse(result.mOutput);
+  EXPECT_EQ(Find(answer, "environment")["state"], "wrong");
+  EXPECT_EQ(Find(answer, "tracing")["state"], "wrong");
+  EXPECT_EQ(Find(answer, "tracing")["seen"],
+            MLOX_TEST_QUILTRACE " is there, but MLOX_TRACE=xyz names no category, so nothing is traced");
+}
 #endif
 
 TEST_F(DoctorCommand, LimitsOfTheShellAreSeen) {

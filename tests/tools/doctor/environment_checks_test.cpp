@@ -249,6 +249,28 @@ TEST_F(EnvironmentChecks, ATracingLibraryIsNamed) {
   Test_ExpectOk(CheckTracing(mMachine), "/lib/libQuilTrace.so writes MLOX_TRACE=all");
 }
 
+TEST_F(EnvironmentChecks, ATracingLibraryThatIsAskedForNoCategoryTracesNothing) {
+  mMachine.mTracing.mLibrary = "/lib/libQuilTrace.so";
+  for (const char* const value : {"xyz", ",", "0x,all lines"}) {
+    Set("MLOX_TRACE", value);
+    Test_ExpectWrong(CheckTracing(mMachine),
+                     std::string("/lib/libQuilTrace.so is there, but MLOX_TRACE=") + value +
+                         " names no category, so nothing is traced",
+                     {"export MLOX_TRACE=all"});
+    EXPECT_EQ(Check().mMend, Names{"export MLOX_TRACE=all"}) << "what the line of the environment says too";
+  }
+}
+
+TEST_F(EnvironmentChecks, ATracingLibraryWritesTheCategoriesThatStandBesideWhatIsNone) {
+  mMachine.mTracing.mLibrary = "/lib/libQuilTrace.so";
+  Set("MLOX_TRACE", "xyz,4000E0F");
+  EXPECT_EQ(Check().mState, tool::FindingState::kWrong);
+  Test_ExpectOk(CheckTracing(mMachine),
+                "/lib/libQuilTrace.so writes MLOX_TRACE=xyz,4000E0F, but for what is no category");
+  Set("MLOX_TRACE", "0x4,4000E0F");
+  EXPECT_EQ(CheckTracing(mMachine).mSeen, "/lib/libQuilTrace.so writes MLOX_TRACE=0x4,4000E0F");
+}
+
 TEST_F(EnvironmentChecks, ATracingLibraryThatLacksNamesIsNotUsed) {
   mMachine.mTracing = {"/lib/libQuilTrace.so", {"QuilTracePuts", "QuilTraceMem"}};
   Test_ExpectWrong(

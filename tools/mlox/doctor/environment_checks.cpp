@@ -19,7 +19,9 @@ namespace tool {
 namespace {
 
 constexpr const char* kName = "environment";
+constexpr const char* kTracing = "tracing";
 constexpr const char* kPrefix = "MLOX_";
+constexpr const char* kMendOfCategories = "export MLOX_TRACE=all";
 // A name that differs from ours by so many letters is meant to be ours.
 constexpr std::size_t kNear = 2;
 
@@ -90,7 +92,7 @@ void CheckTraceCategories(const Machine& iMachine, Findings& ioFindings) {
     ioFindings.push_back(Wrong(
         kName,
         fmt::format("{}: \"{}\" is neither all nor a hexadecimal number", Setting("MLOX_TRACE", value), word),
-        {"export MLOX_TRACE=all"}));
+        {kMendOfCategories}));
     return;
   }
 }
@@ -251,6 +253,26 @@ Finding AllIsWell(const Machine& iMachine) {
   return Ok(kName, names.empty() ? "no variable of the library is set" : "understood: " + names);
 }
 
+// ---- tracing ----
+
+// What a tracing library that is whole makes of MLOX_TRACE: words that are no category turn nothing on, and
+// take nothing from the others.
+Finding WhatIsTraced(const std::string& iLibrary, const std::string& iAsked) {
+  if (iAsked.empty()) return Ok(kTracing, fmt::format("{} is there; MLOX_TRACE turns it on", iLibrary));
+  const std::string setting = Setting("MLOX_TRACE", iAsked);
+  const std::vector<std::string> words = Split(iAsked);
+  const auto categories = std::count_if(words.begin(), words.end(), IsTraceCategory);
+  if (categories == 0) {
+    return Wrong(
+        kTracing,
+        fmt::format("{} is there, but {} names no category, so nothing is traced", iLibrary, setting),
+        {kMendOfCategories});
+  }
+  const bool isWhole = static_cast<std::size_t>(categories) == words.size();
+  return Ok(kTracing,
+            fmt::format("{} writes {}{}", iLibrary, setting, isWhole ? "" : ", but for what is no category"));
+}
+
 }  // namespace
 
 const std::vector<std::string>& KnownVariables() {
@@ -283,7 +305,6 @@ std::vector<Finding> CheckEnvironment(const Machine& iMachine) {
 }
 
 Finding CheckTracing(const Machine& iMachine) {
-  constexpr const char* kTracing = "tracing";
   const TracingFacts& tracing = iMachine.mTracing;
   const std::string asked = iMachine.Variable("MLOX_TRACE");
   if (tracing.mLibrary.empty()) {
@@ -300,9 +321,7 @@ Finding CheckTracing(const Machine& iMachine) {
                  {fmt::format("# put the libQuilTrace.so that belongs to this library in the place of {}",
                               tracing.mLibrary)});
   }
-  return Ok(kTracing, asked.empty()
-                          ? fmt::format("{} is there; MLOX_TRACE turns it on", tracing.mLibrary)
-                          : fmt::format("{} writes {}", tracing.mLibrary, Setting("MLOX_TRACE", asked)));
+  return WhatIsTraced(tracing.mLibrary, asked);
 }
 
 }  // namespace tool
