@@ -27,8 +27,9 @@
 /// Closing is a bit of mTail. It is set once; a caller claims its place before or never. So what is to be
 /// written has an end, and no record is accepted that nobody reads.
 ///
-/// An object of static storage is constant-initialised and all zeros. Capacity: a power of two.
-template <class Record, std::size_t kCapacity>
+/// An object of static storage is constant-initialised and all zeros. Capacity: a power of two. Another
+/// Atomic than the standard's lets a test step in between two operations of a caller.
+template <class Record, std::size_t kCapacity, template <class> class Atomic = std::atomic>
 class QuilTrace_Ring {
   static_assert(kCapacity > 0 && (kCapacity & (kCapacity - 1)) == 0,
                 "laps and places are told apart by bits");
@@ -90,7 +91,7 @@ class QuilTrace_Ring {
   static constexpr std::uint64_t kClosed = std::uint64_t{1} << 63;
 
   struct Slot {
-    std::atomic<std::uint64_t> mTurn{0};
+    Atomic<std::uint64_t> mTurn{0};
     Record mRecord{};
   };
 
@@ -113,8 +114,8 @@ class QuilTrace_Ring {
     return false;
   }
 
-  std::atomic<std::uint64_t> mTail{0};
-  std::atomic<std::uint64_t> mDropped{0};
+  Atomic<std::uint64_t> mTail{0};
+  Atomic<std::uint64_t> mDropped{0};
   std::uint64_t mHead = 0;
   std::array<Slot, kCapacity> mSlots{};
 };

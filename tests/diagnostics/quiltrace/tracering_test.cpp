@@ -6,15 +6,17 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/diagnostics/quiltrace/interrupting.h"
 
 namespace {
 
-template <class Record, std::size_t kCapacity>
-std::vector<Record> TakeAll(QuilTrace_Ring<Record, kCapacity>& ioRing) {
+template <class Record, std::size_t kCapacity, template <class> class Atomic>
+std::vector<Record> TakeAll(QuilTrace_Ring<Record, kCapacity, Atomic>& ioRing) {
   std::vector<Record> records;
   for (Record record{}; ioRing.Pop(record);) records.push_back(record);
   return records;
@@ -111,6 +113,55 @@ TEST(QuilTrace_RingTest, AFinishedRecordIsNotGivenUp) {
   ring.GiveUpOldest();
   EXPECT_TRUE(ring.IsEmpty()) << "nor is a place that nobody claimed";
   EXPECT_EQ(ring.DroppedCount(), 0U);
+}
+
+// What other callers do between a caller's last look at the ring and its exchange.
+std::function<void()> sOvertake;
+
+// An atomic that lets them.
+template <class Value>
+struct Overtaken : std::atomic<Value> {
+  using std::atomic<Value>::atomic;
+  bool compare_exchange_strong(Value& ioExpected, Value iDesired, std::memory_order iOrder) {
+    if (const auto overtake = std::exchange(sOvertake, nullptr)) overtake();
+    return std::atomic<Value>::compare_exchange_strong(ioExpected, iDesired, iOrder);
+  }
+};
+
+// Far larger than what overtakes: no push fails for want of room.
+using OvertakenRing = QuilTrace_Ring<int, 1024, Overtaken>;
+
+// The next so many exchanges come too late: somebody else's record, -1, is in the place.
+void OvertakeTimes(OvertakenRing& ioRing, int iTimes) {
+  if (iTimes == 0) return;
+  sOvertake = [&ioRing, iTimes] {
+    EXPECT_TRUE(ioRing.Push(-1));
+    OvertakeTimes(ioRing, iTimes - 1);
+  };
+}
+
+// As docs/threading.md and docs/tracing.md say.
+constexpr int kAttempts = 64;
+
+TEST(QuilTrace_RingTest, ACallerThatOthersOvertakeGetsAPlaceWithItsLastAttempt) {
+  OvertakenRing ring;
+  OvertakeTimes(ring, kAttempts - 1);
+  EXPECT_TRUE(ring.Push(1));
+  std::vector<int> expected(kAttempts - 1, -1);
+  expected.push_back(1);
+  EXPECT_EQ(TakeAll(ring), expected);
+  EXPECT_EQ(ring.DroppedCount(), 0U);
+}
+
+TEST(QuilTrace_RingTest, ACallerThatOthersOvertakeTooOftenDropsItsRecordAndCountsIt) {
+  OvertakenRing ring;
+  OvertakeTimes(ring, 500);
+  EXPECT_FALSE(ring.Push(1));
+  sOvertake = nullptr;
+  EXPECT_EQ(TakeAll(ring), std::vector<int>(kAttempts, -1)) << "it gave up when so many had overtaken it";
+  EXPECT_EQ(ring.DroppedCount(), 1U);
+  EXPECT_TRUE(ring.Push(2)) << "which says nothing of the next";
+  EXPECT_EQ(TakeAll(ring), std::vector<int>{2});
 }
 
 struct Numbered {
