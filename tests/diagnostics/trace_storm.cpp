@@ -8,8 +8,11 @@
 ///     trace_storm 1 LINES signal       and waits for a signal that it blocks itself and sends to the process
 ///     trace_storm 1 LINES stuck FD     then forks when the pipe FD of the lines is full and nobody reads
 ///     trace_storm THREADS FORKS forks  forks so often while the threads trace
+///     trace_storm 1 LINES look FILE    traces each line when the one before stands in the file of the lines,
+///                                      and prints after how many microseconds that was, a line each
 ///
-/// The last two print how long fork() took at the longest, in milliseconds, and what became of the children.
+/// The two with forks print how long fork() took at the longest, in milliseconds, and what became of the
+/// children.
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -19,8 +22,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -160,6 +165,33 @@ int ForkInTheMidst(int iThreads, int iForks) {
   return status;
 }
 
+// The bytes of the file when it has more than before; as before if that doesn't come within a minute.
+std::uintmax_t SizeAbove(std::uintmax_t iBefore, const char* iFileP) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  std::uintmax_t size = iBefore;
+  while (size == iBefore && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    size = std::filesystem::file_size(iFileP);
+  }
+  return size;
+}
+
+// Wakes nobody: what is traced reaches the file by itself.
+int TraceAndLook(int iLines, const char* iFileP) {
+  std::uintmax_t size = std::filesystem::file_size(iFileP);
+  for (int number = 0; number < iLines; ++number) {
+    const auto before = std::chrono::steady_clock::now();
+    Trace(0, number);
+    const std::uintmax_t grown = SizeAbove(size, iFileP);
+    if (grown == size) return 1;
+    size = grown;
+    const auto took =
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - before);
+    std::printf("%lld\n", static_cast<long long>(took.count()));
+  }
+  return 0;
+}
+
 }  // namespace
 
 // Asked by a checker of leaks at the end: in a child the parent's threads are gone, and what they held looks
@@ -176,6 +208,7 @@ int main(int iCount, char** iArguments) {
   if (how == "fork") return TraceAroundAFork(lines);
   if (how == "signal") return WaitForASignal(lines);
   if (how == "stuck" && iCount > 4) return ForkWhileTheWriterIsStuck(lines, std::atoi(iArguments[4]));
+  if (how == "look" && iCount > 4) return TraceAndLook(lines, iArguments[4]);
   if (how == "forks") return ForkInTheMidst(threads, lines);
   if (how == "leave") {
     LeaveInTheMidst(threads, lines);

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <fstream>
@@ -182,6 +183,23 @@ TEST(QuilTrace, AForkedChildTracesNothingAndItsParentsLinesAreWrittenOnce) {
   EXPECT_EQ(storm.mDropped, 0U);
   EXPECT_EQ(storm.mNumbers.size(), 1U);
   ExpectEachThreadInOrder(storm);
+}
+
+// What a process that is killed loses is what doesn't yet stand in the file.
+TEST(QuilTrace, ALineStandsInTheFileAfterAFewMillisecondsWithoutAnybodyWakingTheWriter) {
+  const Test_TempFolder folder;
+  const std::string path = folder / "trace.log";
+  const Test_ProbeRun run =
+      Test_RunProgram("'" MLOX_TEST_TRACE_STORM "' 1 20 look '" + path + "'", MLOX_TEST_TRACE_FOLDER,
+                      "MLOX_TRACE=all MLOX_TRACE_FILE='" + path + "'");
+  EXPECT_EQ(run.mStatus, 0);
+  std::vector<int> microseconds;
+  for (const std::string& line : run.mLines) microseconds.push_back(std::stoi(line));
+  ASSERT_EQ(microseconds.size(), 20U);
+  // Each line is left just behind a round, so it waits for a whole one. On a busy machine many take longer,
+  // and hardly three quarters of them ten times as long.
+  std::sort(microseconds.begin(), microseconds.end());
+  EXPECT_LT(microseconds[5], 50000) << testing::PrintToString(microseconds);
 }
 
 // Runs a storm whose lines go to a pipe that nobody reads before the storm has told of its forks. How long
