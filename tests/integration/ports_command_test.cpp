@@ -789,6 +789,20 @@ TEST_F(PortsCommand, NamesPatchesAreOneLineOfJsonForPrograms) {
   EXPECT_THAT(none.mError, HasSubstr("Red: no names for its patches"));
 }
 
+TEST_F(PortsCommand, NamesPatchesOfAChannelThatTheOutputDoesNotListenOnAreRefused) {
+  // It has its document, so there is nothing about names to mend.
+  const Result listening =
+      Ports(kNamedDevice + "$MLOX studio set S --receive 1-4; $MLOX names patches S --channel 1");
+  EXPECT_EQ(listening.mStatus, 0) << listening.mError;
+  ExpectOneLineWith(Ports("$MLOX names patches S --channel 9"), 1, "mlox: S: does not listen on channel 9");
+  const Result asJson = Ports("$MLOX names patches S --channel 9 --json");
+  EXPECT_EQ(asJson.mStatus, 1);
+  EXPECT_EQ(json::parse(asJson.mOutput), json({{"channels", json::array()}, {"output", "S"}}));
+  EXPECT_EQ(asJson.mError, "mlox: S: does not listen on channel 9\n");
+  ExpectOneLineWith(Ports("$MLOX studio set S --receive none; $MLOX names patches S"), 1,
+                    "mlox: S: listens on no channel");
+}
+
 TEST_F(PortsCommand, NamesPatchesTellBothNumbersOfABank) {
   const Result result = Ports(kNamedDevice + R"(
 sed -i 's|<ControlChange Control="0" Value="1"/>|&<ControlChange Control="32" Value="7"/>|' acme.midnam

@@ -132,14 +132,25 @@ void WriteChannel(TreeWriter& ioWriter, Mlox_Output& ioOutput, int iChannel, int
 }
 
 /// Calls iTake with each channel that was asked for and that the device has: its output, its number and the
-/// count of its patches, below 0 if something is wrong.
-void ForEachChannel(Mlox_Device& ioDevice, int iChannel,
-                    const std::function<void(Mlox_Output&, int, int)>& iTake) {
+/// count of its patches, below 0 if something is wrong. How many such channels there are.
+int ForEachChannel(Mlox_Device& ioDevice, int iChannel,
+                   const std::function<void(Mlox_Output&, int, int)>& iTake) {
+  int channels = 0;
   for (int channel = 1; channel <= 16; ++channel) {
     if (iChannel != 0 && channel != iChannel) continue;
     Mlox_Output* const outputP = ioDevice.GetOutputForChannel(static_cast<short>(channel - 1));
-    if (outputP != nullptr) iTake(*outputP, channel, outputP->GetNumberOfPatches());
+    if (outputP == nullptr) continue;
+    ++channels;
+    iTake(*outputP, channel, outputP->GetNumberOfPatches());
   }
+  return channels;
+}
+
+/// Why no patch was shown of the channel, or of any if it is 0. \param iChannels  how many were asked
+std::string WhyNone(int iChannel, int iChannels) {
+  if (iChannels > 0) return "no names for its patches; mlox studio set gives it a name document";
+  if (iChannel == 0) return "listens on no channel";
+  return fmt::format("does not listen on channel {}", iChannel);
 }
 
 }  // namespace
@@ -153,7 +164,7 @@ void ShowOutputPatches(const OutputPatchesRequest& iRequest) {
   json.BeginObject();
   json.Key("channels");
   json.BeginList();
-  ForEachChannel(device, iRequest.mChannel, [&](Mlox_Output& ioOutput, int iChannel, int iCount) {
+  const auto show = [&](Mlox_Output& ioOutput, int iChannel, int iCount) {
     if (iRequest.mJson) {
       WriteChannel(json, ioOutput, iChannel, iCount);
     } else {
@@ -161,7 +172,8 @@ void ShowOutputPatches(const OutputPatchesRequest& iRequest) {
     }
     if (iCount > 0) ++shown;
     if (iCount < 0) fault = fmt::format("channel {}: {}", iChannel, CountCodeText(iCount));
-  });
+  };
+  const int channels = ForEachChannel(device, iRequest.mChannel, show);
   json.EndList();
   json.Key("output");
   json.Text(device.GetName());
@@ -169,10 +181,7 @@ void ShowOutputPatches(const OutputPatchesRequest& iRequest) {
   if (iRequest.mJson) fmt::print("{}\n", json.GetText());
   const std::string name = ForTerminal(device.GetName());
   if (!fault.empty()) throw ToolError(fmt::format("{}: {}", name, fault));
-  if (shown == 0) {
-    throw ToolError(
-        fmt::format("{}: no names for its patches; mlox studio set gives it a name document", name));
-  }
+  if (shown == 0) throw ToolError(fmt::format("{}: {}", name, WhyNone(iRequest.mChannel, channels)));
 }
 
 }  // namespace tool

@@ -13,9 +13,10 @@ struct OutputPatchesRequest {
   bool mJson = false;
 };
 
-/// Prints the banks and patches of each channel, out of the device's own document. Throws ToolError when a
-/// channel has none to show because something is wrong, after the channels that are well. JSON has every
-/// channel, such a one with its count below 0.
+/// Prints the banks and patches of each channel that the device listens on, out of its own document. Throws
+/// ToolError when a channel has none to show because something is wrong, after the channels that are well,
+/// and when there is no such channel. JSON has every channel that there is, one that something is wrong with
+/// with its count below 0.
 void ShowOutputPatches(const OutputPatchesRequest& iRequest);
 
 }  // namespace tool
