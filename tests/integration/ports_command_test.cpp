@@ -170,6 +170,20 @@ TEST_F(PortsCommand, ListShowsKindDriverServiceAndWhetherItIsThereInColumns) {
               AllOf(testing::SizeIs(10), testing::Each(testing::EndsWith(" hardware"))));
 }
 
+TEST_F(PortsCommand, ListShowsTheOneIntegerOfAnOutputWithoutChannelsAndItNamesTheOutput) {
+  const Result result = Ports(
+      "$MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Red\n"
+      "$MLOX studio set S --receive none; $MLOX list");
+  EXPECT_EQ(result.mStatus, 0) << result.mError;
+  EXPECT_THAT(ColumnOf(result.mOutput, "id:N"),
+              ElementsAre("output Reel 1-16", "output Blue 17-32", "output S 33", "input Reel 1-17",
+                          "input Blue 18-34", "input S 35-51"));
+  const json output = ListJson()["outputs"][2];
+  EXPECT_EQ(output["channels"], json::array());
+  EXPECT_EQ(output["integer_ids"], json::array({33}));
+  ExpectOneLineWith(Ports("$MLOX names patches id:33"), 1, "mlox: S: listens on no channel");
+}
+
 TEST_F(PortsCommand, ListTellsProgramsWhatIsExternal) {
   const Result made = Ports("$MLOX list >list; $MLOX studio add S >guid; $MLOX studio wire S Red");
   ASSERT_EQ(made.mStatus, 0) << made.mError;
