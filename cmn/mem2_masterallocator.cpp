@@ -22,10 +22,13 @@ constexpr std::uint32_t kMagic = 0x6D6C6F78;
 // Threads that allocate at once look in different places; more places than cores would only spread the
 // blocks.
 constexpr std::size_t kHints = 8;
-constexpr std::size_t kMaxChunks = 48;
+// A chunk has at least a sixteenth of the blocks that its class has already: a class is out of places only
+// when no machine has the memory for one more, however it grew.
+constexpr std::size_t kMaxChunks = 128;
+constexpr std::size_t kLeastShare = 16;
 // Small enough that an allocation which has to grow the pool isn't late by more than it must be.
 constexpr std::size_t kInPlaceChunkBytes = std::size_t{256} * 1024;
-constexpr std::size_t kMaxChunkBytes = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t kAheadChunkBytes = std::size_t{16} * 1024 * 1024;
 
 struct Chunk;
 
@@ -188,6 +191,17 @@ struct Mem2_MasterAllocator::Impl {
   struct Class {
     std::atomic<Chunk*> mChunks[kMaxChunks] = {};
     std::atomic<std::uint32_t> mCurrent{0};  // where the last block came from
+
+    // How many blocks a new chunk has that is to be about so many bytes.
+    std::size_t BlocksOfChunk(std::size_t iBytes, std::size_t iStride) const noexcept {
+      std::size_t blocks = 0;
+      for (const std::atomic<Chunk*>& place : mChunks) {
+        const Chunk* chunkP = place.load(std::memory_order_acquire);
+        if (chunkP == nullptr) break;
+        blocks += chunkP->mBlocks;
+      }
+      return std::max({std::size_t{1}, iBytes / iStride, blocks / kLeastShare});
+    }
   };
 
   Impl();
@@ -268,9 +282,11 @@ void* Mem2_MasterAllocator::Impl::Take(const SizeClass& iClass) noexcept {
 
 Chunk* Mem2_MasterAllocator::Impl::Grow(const SizeClass& iClass, std::size_t iBlocks,
                                         std::atomic<std::uint64_t>& ioCounter) noexcept {
+  Class& sizeClass = mClasses[iClass.mIndex];
+  if (sizeClass.mChunks[kMaxChunks - 1].load(std::memory_order_relaxed) != nullptr) return nullptr;
   Chunk* newP = MakeChunk(iClass.mStride, iBlocks);
   if (newP == nullptr) return nullptr;
-  for (std::atomic<Chunk*>& chunkP : mClasses[iClass.mIndex].mChunks) {
+  for (std::atomic<Chunk*>& chunkP : sizeClass.mChunks) {
     Chunk* expectedP = nullptr;
     if (!chunkP.compare_exchange_strong(expectedP, newP, std::memory_order_acq_rel)) continue;
     mUsedClasses[iClass.mIndex / 64].fetch_or(std::uint64_t{1} << (iClass.mIndex % 64),
@@ -312,7 +328,7 @@ void Mem2_MasterAllocator::Impl::GrowClassAhead(std::size_t iIndex) noexcept {
     free += places[i].load(std::memory_order_acquire)->FreeCount(enough - free);
   }
   if (free >= enough) return;
-  const std::size_t perChunk = std::max<std::size_t>(1, kMaxChunkBytes / stride);
+  const std::size_t perChunk = mClasses[iIndex].BlocksOfChunk(kAheadChunkBytes, stride);
   // n more blocks make at least half of them free when free + n is at least used.
   while (free < total - free) {
     const std::size_t missing = static_cast<std::size_t>(total - 2 * free);
@@ -339,7 +355,8 @@ void* Mem2_MasterAllocator::Alloc(int iSize, Statistics*) {
   if (iSize >= 0 && iSize <= kMaxBlockSize) {
     const SizeClass sizeClass = ClassOf(iSize);
     if (void* blockP = mImplP->Take(sizeClass)) return blockP;
-    const std::size_t blocks = std::max<std::size_t>(1, kInPlaceChunkBytes / sizeClass.mStride);
+    const std::size_t blocks =
+        mImplP->mClasses[sizeClass.mIndex].BlocksOfChunk(kInPlaceChunkBytes, sizeClass.mStride);
     // The new chunk is open to all, so others may empty it before this thread comes to it; two rounds are
     // fair.
     for (int round = 0; round < 2; ++round) {

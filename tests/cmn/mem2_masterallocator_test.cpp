@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <cstdint>
@@ -174,6 +175,48 @@ TEST(Mem2_MasterAllocatorTest, GrowthInPlaceIsTheLastResortAndCounted) {
   blocks.push_back(pool.Alloc(136, nullptr));
   ASSERT_NE(blocks.back(), nullptr);
   EXPECT_EQ(pool.GetCounters().mGrownInPlace, 1u);
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, GrowthInPlaceGoesOnHoweverManyBlocksAreOut) {
+  constexpr std::size_t kMany = 1'000'000;
+  const Presize presize[] = {{16, 10}};
+  Mem2_MasterAllocator pool(presize);
+  std::vector<void*> blocks;
+  blocks.reserve(kMany);
+  while (blocks.size() < kMany) blocks.push_back(pool.Alloc(16, nullptr));
+  EXPECT_EQ(std::count(blocks.begin(), blocks.end(), nullptr), 0);
+  EXPECT_EQ(pool.GetCounters().mRefused, 0u);
+  pool.GrowAhead();
+  EXPECT_EQ(pool.GetCounters().mBlocksInUse, kMany);
+  EXPECT_GE(pool.GetCounters().mBlocks, 2 * kMany) << "and growth ahead goes on behind it";
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+// Pages that this thread has come by.
+long FaultsOfThread() {
+  rusage usage{};
+  EXPECT_EQ(getrusage(RUSAGE_THREAD, &usage), 0);
+  return usage.ru_minflt;
+}
+
+TEST(Mem2_MasterAllocatorTest, AClassWithoutAPlaceForMoreChunksRefusesAndMapsNothing) {
+  const std::vector<Presize> presizes(1000, Presize{136, 1});
+  Mem2_MasterAllocator pool(presizes);
+  const Mem2_MasterAllocator::Counters before = pool.GetCounters();
+  ASSERT_LT(before.mBlocks, 1000u) << "there is a place for each";
+  std::vector<void*> blocks;
+  while (blocks.size() < before.mBlocks) blocks.push_back(pool.Alloc(136, nullptr));
+  EXPECT_EQ(std::count(blocks.begin(), blocks.end(), nullptr), 0);
+  constexpr int kTries = 100;
+  const long faults = FaultsOfThread();
+  for (int i = 0; i < kTries; ++i) {
+    EXPECT_EQ(pool.Alloc(136, nullptr), nullptr);
+    pool.GrowAhead();
+  }
+  EXPECT_LT(FaultsOfThread() - faults, kTries) << "one chunk would be more than 60 pages";
+  EXPECT_EQ(pool.GetCounters().mRefused, static_cast<std::uint64_t>(kTries));
+  EXPECT_EQ(pool.GetCounters().mBytes, before.mBytes);
   for (void* blockP : blocks) pool.Free(blockP, nullptr);
 }
 

@@ -9,6 +9,7 @@
 
 #include "tests/support/assert_recorder.h"
 #include "tests/support/generated_song.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
 #include "tools/mlox/render/render_command.h"
@@ -242,6 +243,35 @@ TEST_F(GeneratedSong, IsWrittenWhilePullsAreUnderWay) {
     met += RenderSong(request).mFigures.mWriters.mWrittenDuringPull;
   }
   EXPECT_GT(met, 0u);
+}
+
+// ---- a song with more at one moment than any pool holds ahead ----
+
+TEST(BurstSong, IsFedAsReadAndSoundsTheSameWhateverIsInFlight) {
+  constexpr int kControllers = 150'000;
+  Test_Bytes events = {0, 0xB0, 1, 0};
+  for (int i = 1; i < kControllers; ++i) {
+    const Test_Bytes next = {0, 1, static_cast<std::uint8_t>(i % 128)};
+    events.insert(events.end(), next.begin(), next.end());
+  }
+  // Whatever is lost behind the controllers can be heard.
+  events = Test_Join({events, {0, 0x90, 60, 100, 96, 60, 0}});
+  const Test_TempFolder folder;
+  const std::string path = folder.MakeFile("burst.mid", Test_AsString(Test_OneTrackSong(events)));
+  const std::string list = ListOf(path, std::nullopt);
+  std::string wav;
+  for (const std::string through : {"none", "buffered"}) {
+    SCOPED_TRACE(through);
+    RenderRequest request = RequestFor(path, through);
+    request.mWriters = 1;
+    const Rendered rendered = RenderSong(request);
+    ExpectSame(rendered.mEvents, list, "events");
+    EXPECT_GT(rendered.mFigures.mPeak, 0.001) << "it sounds";
+    if (wav.empty()) {
+      wav = rendered.mWav;
+    }
+    ExpectSame(rendered.mWav, wav, "WAV files");
+  }
 }
 
 }  // namespace
