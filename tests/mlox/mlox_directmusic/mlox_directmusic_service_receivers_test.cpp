@@ -16,6 +16,8 @@
 
 #include "mdid/mdie_noteevents.h"
 #include "mdid/mdie_timestamp.h"
+#include "mlox/mlox_directmusic/directmusicreceivers.h"
+#include "mlox/mlox_directmusic/directmusicreceivetask.h"
 #include "mlox/mlox_inputport.h"
 #include "mlox/mlox_output.h"
 #include "tests/mlox/mlox_directmusic/ports_fixture.h"
@@ -288,6 +290,83 @@ TEST_F(Mlox_DirectMusic_ServiceReceiversTest, AReceiverIsNeverCalledOnceItsPortI
   isOver = true;
   player.join();
   EXPECT_GT(caughtInside, 0) << "no port was closed while its receiver ran";
+}
+
+// Two user-defined inputs on one port, so that the thread goes on when one of them is closed.
+class Mlox_DirectMusic_SharedPortTest : public Mlox_DirectMusic_ServiceReceiversTest {
+ protected:
+  static constexpr std::uint8_t kHeld = 0x90;
+
+  Mlox_DirectMusic_SharedPortTest() {
+    for (const char* const id : {"Low", "High"}) {
+      mStudio->AddUserDefined(Input(id, id));
+      mStudio->Wire(id, Test_FakeDirectMusic::GuidTextOf(1));
+    }
+    Live();
+    EXPECT_THAT(Inputs(), ElementsAre("Low", "High"));
+  }
+
+  // A receiver's call by a note lasts until one of the two ports is being closed, and 200 ms longer if the
+  // closing waits for it.
+  int HoldNote(const Mlox_MidiData& iData) {
+    if (iData.mData[0] != kHeld) return 0;
+    EXPECT_TRUE(Test_WaitUntil([] { return GetDirectMusicReceivers()->size() == 1; }));
+    for (int i = 0; i < 200 && !mIsClosed; ++i) Sleep(1);
+    mWasClosedInside = mIsClosed.load();
+    return 0;
+  }
+  // By the first byte the thread learns of the second input.
+  void FeedUntilHeld(const Test_WaitableReceiver& iHeld) {
+    mKeys.Feed({0xF8});
+    ASSERT_TRUE(iHeld.WaitFor(1));
+    mKeys.FeedAll({{kHeld, 60, 100}, {0x80, 60, 64}});
+    ASSERT_TRUE(iHeld.WaitFor(2));
+  }
+  void Close(Mlox_InputPort& ioPort) {
+    const DirectMusicReceiveTask* const taskP = sReceiveTask.load();
+    ioPort.CloseCurrentConnections();
+    mIsClosed = true;
+    EXPECT_EQ(sReceiveTask.load(), taskP) << "the port of the machine stays open";
+  }
+
+  Test_FakePort& mKeys = PlugInput(1, "Keys", 0);
+  std::atomic<bool> mIsClosed{false};
+  std::atomic<bool> mWasClosedInside{false};
+};
+
+TEST_F(Mlox_DirectMusic_SharedPortTest, ClosingOneInputWaitsForItsReceiverWhichIsNotCalledAfterwards) {
+  mReceiver.mOnReceive = [&](Mlox_MidiData& ioData) { return HoldNote(ioData); };
+  const Port low = Connect(mReceiver, 0);
+  const Port high = Connect(mOther, 1);
+  ASSERT_NO_FATAL_FAILURE(FeedUntilHeld(mReceiver));
+  Close(*low);
+  mKeys.Feed({0xFA});
+  ASSERT_TRUE(mOther.WaitFor(3)) << "the other input is heard as before";
+  EXPECT_FALSE(mWasClosedInside);
+  EXPECT_THAT(mReceiver.Bytes(), ElementsAre(Bytes{0xF8}, Bytes{kHeld, 60, 100}));
+  EXPECT_THAT(mOther.Bytes(), ElementsAre(Bytes{kHeld, 60, 100}, Bytes{0x80, 60, 64}, Bytes{0xFA}));
+  high->CloseCurrentConnections();
+}
+
+// Who is to get the record is settled before the first gets it: the closing waits for both.
+TEST_F(Mlox_DirectMusic_SharedPortTest, ClosingWaitsForACallThatIsStillToComeInTheDeliveryInProgress) {
+  std::atomic<int> lateCalls{0};
+  mOther.mOnReceive = [&](Mlox_MidiData& ioData) { return HoldNote(ioData); };
+  mReceiver.mOnReceive = [&](Mlox_MidiData&) {
+    if (mIsClosed) ++lateCalls;
+    return 0;
+  };
+  const Port first = Connect(mOther, 0);
+  const Port both(Manager().CreateInputPort(&mReceiver));
+  both->ConnectToInputs({Service().GetInput(0), Service().GetInput(1)});
+  ASSERT_NO_FATAL_FAILURE(FeedUntilHeld(mOther));
+  Close(*both);
+  mKeys.Feed({0xFA});
+  ASSERT_TRUE(mOther.WaitFor(4));
+  EXPECT_FALSE(mWasClosedInside);
+  EXPECT_EQ(lateCalls, 0);
+  EXPECT_THAT(mReceiver.Bytes(), ElementsAre(Bytes{0xF8}, Bytes{kHeld, 60, 100}));
+  first->CloseCurrentConnections();
 }
 
 }  // namespace
