@@ -176,7 +176,9 @@ TEST_F(Mlox_DirectMusic_ServiceReceiversTest, AReceiverMayWriteAndAskForNamesAnd
                          input->GetDeviceDescriptor()->GetName() == "Keys" &&
                          Device(0)->GetName() == "Synth" && Service().GetInput(0)->GetInputID() == id;
     if (!isRight) ++wrong;
-    output->WriteEvent(Mdie_Timestamp(), Mdie_NoteOnEvent(ioData.mData[1], ioData.mData[2]),
+    const auto key = static_cast<signed char>(ioData.mData[1]);
+    const auto velocity = static_cast<signed char>(ioData.mData[2]);
+    output->WriteEvent(Mdie_Timestamp(), Mdie_NoteOnEvent(key, velocity),
                        Manager().GetDefaultOutputContext());
     return 0;
   };
