@@ -2,6 +2,8 @@
 #include "platform/directmusic/port.h"
 
 #include <gtest/gtest.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -11,6 +13,7 @@
 #include <vector>
 
 #include "platform/directmusic/musicbuffer.h"
+#include "platform/directmusic/windows_events.h"
 #include "tests/support/fake_time.h"
 
 namespace {
@@ -65,17 +68,68 @@ class FakeOutput : public Platform_DriverOutput {
   DriverState& mState;
 };
 
+// Hears what arrives while it is there. Like a driver whose events hold several messages each, it reads one
+// event at a time from its descriptor, and keeps the messages behind the first one.
+class FakeInput : public Platform_DriverInput {
+ public:
+  explicit FakeInput(FakeInput*& ioCurrentP) : mCurrentP(ioCurrentP) { mCurrentP = this; }
+  ~FakeInput() override {
+    mCurrentP = nullptr;
+    ::close(mDescriptor);
+  }
+  FakeInput(const FakeInput&) = delete;
+  FakeInput& operator=(const FakeInput&) = delete;
+
+  void Arrive(const std::vector<Bytes>& iEvent) {
+    mEvents.push_back(iEvent);
+    EXPECT_EQ(::eventfd_write(mDescriptor, 1), 0);
+  }
+
+  bool Read(Platform_Piece& oPiece) override {
+    eventfd_t count = 0;
+    if (mCut.empty() && ::eventfd_read(mDescriptor, &count) == 0) {
+      mCut.assign(mEvents.front().begin(), mEvents.front().end());
+      mEvents.pop_front();
+    }
+    if (mCut.empty()) {
+      return false;
+    }
+    oPiece.mLength = mCut.front().size();
+    std::copy(mCut.front().begin(), mCut.front().end(), oPiece.mBytes);
+    mCut.pop_front();
+    return true;
+  }
+  int Descriptor() const override { return mDescriptor; }
+  bool HasBuffered() const override { return !mCut.empty(); }
+  std::uint64_t LostPieces() const override { return 0; }
+
+ private:
+  FakeInput*& mCurrentP;
+  const int mDescriptor = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE);
+  std::deque<std::vector<Bytes>> mEvents;
+  std::deque<Bytes> mCut;
+};
+
 class FakeDriver : public Platform_Driver {
  public:
   const char* Name() const override { return "fake"; }
   bool Start(Platform_DriverHost*, std::string&) override { return true; }
   void Stop() override {}
   std::vector<Platform_PortInfo> Ports() override { return {}; }
-  std::unique_ptr<Platform_DriverInput> OpenInput(const Platform_PortInfo&) override { return nullptr; }
+  std::unique_ptr<Platform_DriverInput> OpenInput(const Platform_PortInfo&) override {
+    return std::make_unique<FakeInput>(mInputP);
+  }
   std::unique_ptr<Platform_DriverOutput> OpenOutput(const Platform_PortInfo&) override {
     return std::make_unique<FakeOutput>(mState);
   }
+  // A message that comes from the device: lost where nobody listens.
+  void Arrive(const Bytes& iMessage) {
+    if (mInputP != nullptr) {
+      mInputP->Arrive({iMessage});
+    }
+  }
   DriverState mState;
+  FakeInput* mInputP = nullptr;  // the open one
 };
 
 class FakeHost : public Platform_PortHost {
@@ -413,6 +467,103 @@ TEST_F(HoldingOutputPort, AfterAReplugNothingWaitsForWhatWasUnderWayBefore) {
   TakeSent();
   EXPECT_EQ(Play(kNow + 55000, kNoteOn), S_OK);
   EXPECT_EQ(TakeSent(), (std::vector<Sent>{{kNow + 55000, kNoteOn}}));
+}
+
+// ---- inputs ----
+
+class InputPort : public ::testing::Test {
+ protected:
+  InputPort() { SetActive(true); }
+
+  void SetActive(bool iActive) { mPort.SetActive(iActive, &mDriver, &mInfo); }
+  // The next message, empty when none waits.
+  Bytes Read() {
+    auto* const bufferP = new Platform_MusicBuffer(64);
+    Bytes bytes;
+    REFERENCE_TIME time = 0;
+    DWORD group = 0;
+    DWORD length = 0;
+    BYTE* dataP = nullptr;
+    if (mPort.Read(bufferP) == S_OK && bufferP->GetNextEvent(&time, &group, &length, &dataP) == S_OK) {
+      bytes.assign(dataP, dataP + length);
+    }
+    bufferP->Release();
+    return bytes;
+  }
+
+  Test_FakeTime mTime{kNow};
+  FakeHost mHost;
+  FakeDriver mDriver;
+  Platform_PortInfo mInfo;
+  Platform_InputPort mPort{mHost, DMUS_PORTCAPS{}};
+};
+
+class SignalledInputPort : public InputPort {
+ protected:
+  SignalledInputPort() {
+    mPort.SetReadNotificationHandle(mEvent);
+    IsSignalled();  // at first it always is
+  }
+  ~SignalledInputPort() override {
+    mPort.SetReadNotificationHandle(nullptr);
+    CloseHandle(mEvent);
+  }
+  bool IsSignalled() const { return MsgWaitForMultipleObjects(1, &mEvent, FALSE, 0, 0) == WAIT_OBJECT_0; }
+
+  const HANDLE mEvent = CreateEventW(nullptr, FALSE, FALSE, u"");
+};
+
+TEST_F(SignalledInputPort, AReadThatLeavesSomethingBehindSignalsTheEventThoughTheDescriptorShowsNothing) {
+  ASSERT_FALSE(IsSignalled());
+  const std::vector<Bytes> messages = {{0x90, 60, 100}, {0x90, 64, 100}, {0xF8}};
+  mDriver.mInputP->Arrive(messages);
+  for (const Bytes& message : messages) {
+    EXPECT_TRUE(IsSignalled());
+    EXPECT_EQ(Read(), message);
+  }
+  EXPECT_FALSE(IsSignalled()) << "nothing is left";
+  EXPECT_EQ(Read(), Bytes{});
+}
+
+TEST_F(SignalledInputPort, WhatWasReadAheadIsSignalledOnceForEachReadAndNotForWhatTheDescriptorShows) {
+  mDriver.mInputP->Arrive({{0xFA}, {0xF8}});
+  EXPECT_TRUE(IsSignalled());
+  EXPECT_EQ(Read(), Bytes{0xFA});
+  EXPECT_TRUE(IsSignalled());
+  EXPECT_FALSE(IsSignalled()) << "a wait takes the signal";
+  mDriver.Arrive({0xFC});
+  EXPECT_TRUE(IsSignalled());
+  EXPECT_TRUE(IsSignalled()) << "by the descriptor, until it is read";
+  EXPECT_EQ(Read(), Bytes{0xF8});
+  EXPECT_EQ(Read(), Bytes{0xFC});
+  EXPECT_FALSE(IsSignalled());
+}
+
+// The worker's rounds are calls of the test's here.
+TEST_F(InputPort, ARestartNineTenthsOfASecondLaterKeepsTheConnectionAndWhatArrived) {
+  SetActive(false);
+  EXPECT_EQ(mPort.Work(kNow), kNow + 1000000) << "the worker comes back when the second is over";
+  Test_FakeTime::Set(kNow + 900000);
+  EXPECT_EQ(mPort.Work(Test_FakeTime::Now()), kNow + 1000000);
+  mDriver.Arrive({0x90, 60, 100});
+  SetActive(true);
+  EXPECT_EQ(Read(), (Bytes{0x90, 60, 100}));
+  Test_FakeTime::Set(kNow + 1100000);
+  EXPECT_EQ(mPort.Work(Test_FakeTime::Now()), INT64_MAX);
+  EXPECT_TRUE(mPort.IsConnected()) << "the end of the second means nothing any more";
+}
+
+TEST_F(InputPort, ARestartElevenTenthsOfASecondLaterHearsNothingOfWhatArrivedMeanwhile) {
+  SetActive(false);
+  mDriver.Arrive({0x90, 60, 100});
+  Test_FakeTime::Set(kNow + 1100000);
+  EXPECT_EQ(mPort.Work(Test_FakeTime::Now()), INT64_MAX);
+  EXPECT_FALSE(mPort.IsConnected());
+  mDriver.Arrive({0x90, 61, 100});
+  SetActive(true);
+  EXPECT_EQ(Read(), Bytes{});
+  mDriver.Arrive({0x90, 62, 100});
+  EXPECT_EQ(Read(), (Bytes{0x90, 62, 100}));
 }
 
 }  // namespace
