@@ -362,6 +362,16 @@ TEST_F(PortsCommand, PlayTellsWhenNothingComesBack) {
                     "0 came back");
 }
 
+// A note of running status behind a gap is sent on whole, and an undone quarter frame not at all: as many
+// bytes as the song has, but others.
+TEST_F(PortsCommand, PlayTellsWhichByteCameBackAsAnother) {
+  const Result result = Ports(
+      "printf 'MThd\\0\\0\\0\\6\\0\\0\\0\\1\\0\\140MTrk\\0\\0\\0\\26' >a.mid\n"
+      "printf '\\0\\220<d\\12\\367\\2=d\\12\\367\\2\\361\\366\\12\\200<@\\0\\377/\\0' >>a.mid\n"
+      "$MLOX play a.mid --to Red --back Red");
+  ExpectOneLineWith(result, 1, "byte 4 of 10 came back as 90, not 3d");
+}
+
 TEST_F(PortsCommand, PlaySucceedsWhenOnlyWhatTheOutputHasNoChannelForIsLeftOut) {
   // A note-on each on channels 3, 2 and 16.
   const Result result = Ports(
