@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "mlox/mlox_devicedescriptor.h"
 #include "mlox/mlox_directmusic/mlox_directmusic_notificationcallback.h"
@@ -905,6 +906,49 @@ TEST_F(Mlox_DirectMusic_ServiceTest, RemovingAUserDefinedDeviceBringsTheRealPort
   mStudio->Tell({{mStudio->IDs("U", 0, false), 2}, {mStudio->IDs("U", 0, true), 2}});
   EXPECT_THAT(Devices(), ElementsAre("Port out"));
   EXPECT_THAT(Inputs(), ElementsAre("Port in"));
+}
+
+// A user-defined device that its user changes while it is listed. When it goes later, the studio tells of it
+// alone, and which port it was wired to can't be asked any more.
+class Mlox_DirectMusic_ServiceChangedUserDeviceTest : public Mlox_DirectMusic_ServiceTest {
+ protected:
+  using Change = std::function<void(Test_ModelDevice&)>;
+
+  static void Rename(Test_ModelDevice& ioDevice) { ioDevice.mName = "Strings"; }
+  static void ChangeChannels(Test_ModelDevice& ioDevice) {
+    ioDevice.mReceiveChannels = ioDevice.mTransmitChannels = 0x000F;
+  }
+
+  void ExpectPortBack(const Test_ModelDevice& iPort, const Change& iChange,
+                      std::vector<std::string> (*iListed)()) {
+    mStudio->PlugIn(iPort);
+    mStudio->AddUserDefined(UserDefined("U", "Synth"));
+    mStudio->Wire("U", iPort.mUniqueID);
+    Live();
+    ASSERT_THAT(iListed(), ElementsAre("Synth"));
+    const auto ids = mStudio->IDs("U", 0, iPort.mHasSource);
+    mStudio->SetRow("U", iChange);
+    mStudio->Tell({{ids, 4}});
+    mStudio->Silently([](Test_ModelStudio& ioStudio) { ioStudio.RemoveUserDefined("U"); });
+    mStudio->Tell({{ids, 2}});
+    EXPECT_THAT(iListed(), ElementsAre("Port"));
+  }
+};
+
+TEST_F(Mlox_DirectMusic_ServiceChangedUserDeviceTest, ARenamedOneBringsTheRealOutputBelowItBack) {
+  ExpectPortBack(Output("O", "Port"), &Rename, &Devices);
+}
+
+TEST_F(Mlox_DirectMusic_ServiceChangedUserDeviceTest, ARenamedOneBringsTheRealInputBelowItBack) {
+  ExpectPortBack(Input("I", "Port"), &Rename, &Inputs);
+}
+
+TEST_F(Mlox_DirectMusic_ServiceChangedUserDeviceTest, OneOfOtherChannelsBringsTheRealOutputBelowItBack) {
+  ExpectPortBack(Output("O", "Port"), &ChangeChannels, &Devices);
+}
+
+TEST_F(Mlox_DirectMusic_ServiceChangedUserDeviceTest, OneOfOtherChannelsBringsTheRealInputBelowItBack) {
+  ExpectPortBack(Input("I", "Port"), &ChangeChannels, &Inputs);
 }
 
 class Mlox_DirectMusic_ServiceLevelTest : public Mlox_DirectMusic_ServiceTest {
