@@ -137,6 +137,21 @@ TEST(SongReader, TakesTemposFromAnyTrackInOrderOfTime) {
   EXPECT_EQ(song.mTempos[2].mMicrosecondsPerQuarter, 1000000u);
 }
 
+// More of them than a sort takes for few: those it leaves in their order in any case.
+TEST(SongReader, ManyTemposAtOneTickKeepTheOrderOfTheFile) {
+  Test_Bytes events;
+  Test_Bytes expected;
+  for (std::uint8_t tempo = 200; tempo > 0; --tempo) {
+    events.insert(events.end(), {0x00, 0xFF, 0x51, 0x03, 0x00, 0x00, tempo});
+    expected.push_back(tempo);
+  }
+  Test_Bytes tempos;
+  for (const tool::SongTempo& tempo : Read(Test_OneTrackSong(events)).mTempos) {
+    tempos.push_back(static_cast<std::uint8_t>(tempo.mMicrosecondsPerQuarter));
+  }
+  EXPECT_EQ(tempos, expected);
+}
+
 TEST(SongReader, RefusesATempoOfZeroAndOfAnotherLength) {
   EXPECT_EQ(FaultOf(Test_OneTrackSong({0x00, 0xFF, 0x51, 0x03, 0, 0, 0})),
             "23: a tempo of 0 microseconds a quarter note");
