@@ -344,13 +344,16 @@ TEST_F(Command, AnOlderOutputSurvivesAFault) {
   EXPECT_EQ(Test_ReadFile(mFolder / "out.wav"), "old");
 }
 
-TEST_F(Command, AnInterruptedRenderingLeavesNothing) {
+// A second name keeps what was rendered when the file goes away.
+TEST_F(Command, AnInterruptedRenderingEndsEarlyAndLeavesNothing) {
   const Result result =
       Shell(std::string("$MLOX render ") + kSong +
             " out.wav --seconds 3600 & until ls *.part 2>/dev/null; do sleep 0.05; done >/dev/null; "
-            "sleep 0.2; kill -TERM $!; wait $!");
+            "ln *.part rendered; sleep 0.2; kill -TERM $!; wait $!");
   ExpectFault(result, 1, "mlox: interrupted");
-  EXPECT_THAT(Names(), ElementsAre());
+  EXPECT_THAT(Names(), ElementsAre("rendered"));
+  constexpr std::uintmax_t kBytesOfAnHour = 3600ull * 48000 * 2 * sizeof(float);
+  EXPECT_LT(std::filesystem::file_size(mFolder / "rendered"), kBytesOfAnHour);
 }
 
 TEST_F(Command, FiguresThatCannotBeWrittenLeaveNoOutput) {

@@ -218,10 +218,25 @@ TEST(Renderer, EndsWithTheFaultOfTheAudioThread) {
               testing::ThrowsMessage<std::runtime_error>("pulled badly"));
 }
 
+/// A way that knows how far it was pulled.
+class CountingWay : public NoneWay {
+ public:
+  void Pull(std::int64_t iFirst, std::int64_t iLast, tool::BlockMessages& oMessages) override {
+    NoneWay::Pull(iFirst, iLast, oMessages);
+    mPulled = iLast + 1;
+  }
+  /// Frames, after Run.
+  std::int64_t Pulled() const { return mPulled; }
+
+ private:
+  std::int64_t mPulled = 0;
+};
+
+// An hour takes many seconds; the onlooker is called some twenty times in each.
 TEST(Renderer, EndsWhenTheOnlookerThrows) {
   const Timeline timeline(tool::SongReader(Test_OneTrackSong({0, 0xC0, 1})).Read(), 48000, 48000 * 3600);
   const Test_TempFolder folder;
-  NoneWay way;
+  CountingWay way;
   Synthesizer synthesizer(kSoundFont, 48000);
   WavFile wav(folder / "a.wav", 48000);
   Renderer renderer({timeline, way, synthesizer, wav}, 64, 3);
@@ -233,6 +248,7 @@ TEST(Renderer, EndsWhenTheOnlookerThrows) {
   EXPECT_THAT([&] { renderer.Run(interrupt); }, testing::ThrowsMessage<std::runtime_error>("enough"));
   EXPECT_GE(done, 0.0);
   EXPECT_LT(done, 1.0);
+  EXPECT_LT(way.Pulled(), timeline.Frames());
 }
 
 }  // namespace
