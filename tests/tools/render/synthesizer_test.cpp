@@ -1,13 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "tools/mlox/render/synthesizer.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "tests/support/test_files.h"
 #include "tests/support/test_temp_folder.h"
+#include "tests/tools/render/sine_soundfont.h"
 #include "tools/mlox/tool_error.h"
 
 namespace {
@@ -83,6 +89,123 @@ TEST(Synthesizer, PassesOverWhatIsCutShortOrMeansNothing) {
   std::vector<float> frames(2 * 480);
   synthesizer.Render(frames.data(), 480);
   EXPECT_LT(PeakOf(frames), 0.0001f);
+}
+
+// ---- what messages do ----
+
+const Bytes kNote{0x90, 69, 100};
+
+/// A synthesizer that plays a sine.
+class SineSynthesizer {
+ public:
+  explicit SineSynthesizer(std::uint32_t iSampleRate = 48000)
+      : mSampleRate(iSampleRate),
+        mSynthesizer(mFolder.MakeFile("sine.sf2", SineSoundFont::Content()), iSampleRate) {}
+
+  /// What sounds in the tenths of a second after the messages, left and right in turn.
+  std::vector<float> Play(const std::vector<Bytes>& iMessages, int iTenths) {
+    for (const Bytes& message : iMessages) {
+      mSynthesizer.Feed(message);
+    }
+    const std::int64_t frames = mSampleRate * iTenths / 10;
+    std::vector<float> sound(static_cast<std::size_t>(2 * frames));
+    mSynthesizer.Render(sound.data(), frames);
+    return sound;
+  }
+
+ private:
+  Test_TempFolder mFolder;
+  std::int64_t mSampleRate;
+  Synthesizer mSynthesizer;
+};
+
+/// How often the left side of a second of sound rises through zero, Hz.
+int PitchOf(const std::vector<float>& iSecond) {
+  int rises = 0;
+  for (std::size_t i = 2; i < iSecond.size(); i += 2) {
+    rises += iSecond[i - 2] < 0 && iSecond[i] >= 0 ? 1 : 0;
+  }
+  return rises;
+}
+
+/// The pitch of key 69 after the messages.
+int PitchAfter(std::vector<Bytes> iMessages) {
+  iMessages.push_back(kNote);
+  return PitchOf(SineSynthesizer().Play(iMessages, 10));
+}
+
+/// The pitch of key 69, raised by so many semitones.
+double Raised(double iSemitones) { return 440 * std::exp2(iSemitones / 12); }
+
+TEST(Synthesizer, PlaysAKeyAtItsPitchWhateverTheSampleRateIs) {
+  for (const std::uint32_t rate : {8000u, 44100u, 48000u, 96000u}) {
+    EXPECT_NEAR(PitchOf(SineSynthesizer(rate).Play({kNote}, 10)), 440, 2) << rate;
+  }
+}
+
+TEST(Synthesizer, ANoteOffEndsTheNoteOfItsKeyAndChannel) {
+  SineSynthesizer synthesizer;
+  synthesizer.Play({kNote, {0x80, 70, 0}, {0x81, 69, 0}}, 10);
+  EXPECT_GT(PeakOf(synthesizer.Play({}, 1)), 0.01f);
+  synthesizer.Play({{0x80, 69, 0}}, 20);  // the room goes on for a while
+  EXPECT_LT(PeakOf(synthesizer.Play({}, 1)), 0.0001f);
+}
+
+TEST(Synthesizer, AControllerHoldsForItsChannel) {
+  EXPECT_LT(PeakOf(SineSynthesizer().Play({{0xB0, 7, 0}, kNote}, 1)), 0.0001f);
+  EXPECT_GT(PeakOf(SineSynthesizer().Play({{0xB1, 7, 0}, kNote}, 1)), 0.01f);
+}
+
+TEST(Synthesizer, AProgramIsOfItsChannel) {
+  EXPECT_NEAR(PitchAfter({{0xC0, 1}}), Raised(12), 2);
+  EXPECT_NEAR(PitchAfter({{0xC1, 1}}), Raised(0), 2);
+}
+
+TEST(Synthesizer, KeyPressureIsOfItsKeyAndChannel) {
+  EXPECT_NEAR(PitchAfter({{0xA0, 69, 64}}), Raised(6), 2);
+  EXPECT_NEAR(PitchAfter({{0xA0, 64, 69}, {0xA1, 69, 64}}), Raised(0), 2);
+}
+
+TEST(Synthesizer, ChannelPressureIsOfItsChannel) {
+  EXPECT_NEAR(PitchAfter({{0xD0, 64}}), Raised(-6), 2);
+  EXPECT_NEAR(PitchAfter({{0xD1, 64}}), Raised(0), 2);
+}
+
+TEST(Synthesizer, ABendHasSevenBitsInEachByteTheLowerOnesFirst) {
+  EXPECT_NEAR(PitchAfter({{0xE0, 0x00, 0x60}}), Raised(1), 2);
+  EXPECT_NEAR(PitchAfter({{0xE0, 0x00, 0x00}}), Raised(-2), 2);
+  EXPECT_NEAR(PitchAfter({{0xE1, 0x00, 0x60}}), Raised(0), 2);
+  // Two octaves each way show the lower bits.
+  const std::vector<Bytes> wide{{0xB0, 101, 0}, {0xB0, 100, 0}, {0xB0, 6, 24}, {0xE0, 0x7F, 0x40}};
+  EXPECT_NEAR(PitchAfter(wide), Raised(24.0 * 0x7F / 0x2000), 2);
+}
+
+TEST(Synthesizer, ASystemExclusiveMessageTunesTheOctave) {
+  Bytes lower{0xF0, 0x7F, 0x7F, 0x08, 0x08, 0x03, 0x7F, 0x7F};
+  lower.insert(lower.end(), 12, 0x00);  // 64 cents less for each key
+  lower.push_back(0xF7);
+  EXPECT_NEAR(PitchAfter({lower}), Raised(-0.64), 2);
+}
+
+TEST(Synthesizer, ASystemResetUndoesAll) {
+  EXPECT_NEAR(PitchAfter({{0xC0, 1}, {0xE0, 0x00, 0x60}, {0xB0, 7, 0}, {0xFF}}), Raised(0), 2);
+}
+
+// ---- the sound font ----
+
+// Threads of OpenMP would belong to the thread that loads, and here end with it. It asks for some of them, so
+// that their number isn't a matter of the machine's processors.
+TEST(Synthesizer, StartsNoThreads) {
+  using SetThreads = void (*)(int);
+  const auto setThreads = reinterpret_cast<SetThreads>(::dlsym(RTLD_DEFAULT, "omp_set_num_threads"));
+  std::thread([setThreads] {
+    if (setThreads != nullptr) {
+      setThreads(4);
+    }
+    const auto before = Test_NamesIn("/proc/self/task");
+    const Synthesizer synthesizer(kSoundFont, 48000);
+    EXPECT_THAT(Test_NamesIn("/proc/self/task"), testing::IsSubsetOf(before));
+  }).join();
 }
 
 TEST(Synthesizer, NeedsASoundFontThatIsThere) {
