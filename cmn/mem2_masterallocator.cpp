@@ -22,8 +22,11 @@ constexpr std::uint32_t kMagic = 0x6D6C6F78;
 // Threads that allocate at once look in different places; more places than cores would only spread the
 // blocks.
 constexpr std::size_t kHints = 8;
-// A chunk has at least a sixteenth of the blocks that its class has already: a class is out of places only
-// when no machine has the memory for one more, however it grew.
+// What waits for a reader that has stopped for good must not take a machine's memory: 1.4 million events.
+constexpr std::size_t kMaxClassBytes = std::size_t{256} * 1024 * 1024;
+constexpr std::size_t kLeastMaxBlocks = 4;
+// A chunk has at least a sixteenth of the blocks that its class has already: a class that grows comes to its
+// end before it is out of places.
 constexpr std::size_t kMaxChunks = 128;
 constexpr std::size_t kLeastShare = 16;
 // Small enough that an allocation which has to grow the pool isn't late by more than it must be.
@@ -192,15 +195,23 @@ struct Mem2_MasterAllocator::Impl {
     std::atomic<Chunk*> mChunks[kMaxChunks] = {};
     std::atomic<std::uint32_t> mCurrent{0};  // where the last block came from
 
-    // How many blocks a new chunk has that is to be about so many bytes.
-    std::size_t BlocksOfChunk(std::size_t iBytes, std::size_t iStride) const noexcept {
+    std::size_t Blocks() const noexcept {
       std::size_t blocks = 0;
       for (const std::atomic<Chunk*>& place : mChunks) {
         const Chunk* chunkP = place.load(std::memory_order_acquire);
         if (chunkP == nullptr) break;
         blocks += chunkP->mBlocks;
       }
-      return std::max({std::size_t{1}, iBytes / iStride, blocks / kLeastShare});
+      return blocks;
+    }
+
+    // How many blocks a new chunk has that is to be about so many bytes. 0: the class has all it may have.
+    std::size_t BlocksOfChunk(std::size_t iBytes, std::size_t iStride) const noexcept {
+      if (mChunks[kMaxChunks - 1].load(std::memory_order_acquire) != nullptr) return 0;
+      const std::size_t blocks = Blocks();
+      const std::size_t most = std::max(kLeastMaxBlocks, kMaxClassBytes / iStride);
+      const std::size_t wanted = std::max({std::size_t{1}, iBytes / iStride, blocks / kLeastShare});
+      return std::min(wanted, most - std::min(most, blocks));
     }
   };
 
@@ -282,11 +293,10 @@ void* Mem2_MasterAllocator::Impl::Take(const SizeClass& iClass) noexcept {
 
 Chunk* Mem2_MasterAllocator::Impl::Grow(const SizeClass& iClass, std::size_t iBlocks,
                                         std::atomic<std::uint64_t>& ioCounter) noexcept {
-  Class& sizeClass = mClasses[iClass.mIndex];
-  if (sizeClass.mChunks[kMaxChunks - 1].load(std::memory_order_relaxed) != nullptr) return nullptr;
+  if (iBlocks == 0) return nullptr;
   Chunk* newP = MakeChunk(iClass.mStride, iBlocks);
   if (newP == nullptr) return nullptr;
-  for (std::atomic<Chunk*>& chunkP : sizeClass.mChunks) {
+  for (std::atomic<Chunk*>& chunkP : mClasses[iClass.mIndex].mChunks) {
     Chunk* expectedP = nullptr;
     if (!chunkP.compare_exchange_strong(expectedP, newP, std::memory_order_acq_rel)) continue;
     mUsedClasses[iClass.mIndex / 64].fetch_or(std::uint64_t{1} << (iClass.mIndex % 64),
@@ -328,9 +338,9 @@ void Mem2_MasterAllocator::Impl::GrowClassAhead(std::size_t iIndex) noexcept {
     free += places[i].load(std::memory_order_acquire)->FreeCount(enough - free);
   }
   if (free >= enough) return;
-  const std::size_t perChunk = mClasses[iIndex].BlocksOfChunk(kAheadChunkBytes, stride);
   // n more blocks make at least half of them free when free + n is at least used.
   while (free < total - free) {
+    const std::size_t perChunk = mClasses[iIndex].BlocksOfChunk(kAheadChunkBytes, stride);
     const std::size_t missing = static_cast<std::size_t>(total - 2 * free);
     const std::size_t blocks = std::min(perChunk, std::max<std::size_t>(missing, total));
     if (Grow({iIndex, stride}, blocks, mGrownAhead) == nullptr) return;
@@ -355,11 +365,11 @@ void* Mem2_MasterAllocator::Alloc(int iSize, Statistics*) {
   if (iSize >= 0 && iSize <= kMaxBlockSize) {
     const SizeClass sizeClass = ClassOf(iSize);
     if (void* blockP = mImplP->Take(sizeClass)) return blockP;
-    const std::size_t blocks =
-        mImplP->mClasses[sizeClass.mIndex].BlocksOfChunk(kInPlaceChunkBytes, sizeClass.mStride);
     // The new chunk is open to all, so others may empty it before this thread comes to it; two rounds are
     // fair.
     for (int round = 0; round < 2; ++round) {
+      const std::size_t blocks =
+          mImplP->mClasses[sizeClass.mIndex].BlocksOfChunk(kInPlaceChunkBytes, sizeClass.mStride);
       if (mImplP->Grow(sizeClass, blocks, mImplP->mGrownInPlace) == nullptr) break;
       if (void* blockP = mImplP->Take(sizeClass)) return blockP;
     }

@@ -16,7 +16,8 @@
 /// Alloc and Free take no lock. Free is one atomic operation and never fails. Alloc looks through a bounded
 /// number of words and takes a block with one atomic operation; only if every block of the class is out does
 /// it map more memory in place, which is counted: GrowAhead exists so that this doesn't happen. Memory is
-/// never given back to the system before the pool ends, so no Free is a system call.
+/// never given back to the system before the pool ends, so no Free is a system call. A class grows to 256 MB
+/// (4 blocks at least) and no further, so that a reader which has stopped for good doesn't take all memory.
 ///
 /// Which blocks are free stands in words beside the blocks, one bit a block, never in the blocks: there are
 /// no links that a late reader could follow, and none that need a tag.
@@ -59,16 +60,17 @@ class MLOX_EXPORT Mem2_MasterAllocator {
   /// Gives all memory back. Blocks that are out are gone with it. [main]
   ~Mem2_MasterAllocator();
 
-  /// A block of at least iSize bytes, aligned to 16, or null if iSize is below 0 or above kMaxBlockSize or
-  /// there is no memory. iStatisticsP: passed through untouched. [any] Lock-free and bounded while the class
-  /// has free blocks.
+  /// A block of at least iSize bytes, aligned to 16, or null if iSize is below 0 or above kMaxBlockSize, if
+  /// 256 MB of blocks of this size are out, or if there is no memory. iStatisticsP: passed through untouched.
+  /// [any] Lock-free and bounded while the class has free blocks.
   void* Alloc(int iSize, Statistics* iStatisticsP);
 
   /// Gives a block of this pool back; null is ignored, a second Free of the same block is reported and
   /// ignored. [any] Wait-free.
   void Free(void* iBlockP, Statistics* iStatisticsP);
 
-  /// Adds blocks to each class that is in use, until at least half of them are free. [main]
+  /// Adds blocks to each class that is in use, until at least half of them are free or the class has all it
+  /// may have. [main]
   void GrowAhead();
   /// GrowAhead for each pool of the process. [main]
   static void GrowAllAhead();

@@ -193,6 +193,36 @@ TEST(Mem2_MasterAllocatorTest, GrowthInPlaceGoesOnHoweverManyBlocksAreOut) {
   for (void* blockP : blocks) pool.Free(blockP, nullptr);
 }
 
+TEST(Mem2_MasterAllocatorTest, ASizeOfWhich256MegabytesAreOutIsRefused) {
+  constexpr int kSize = 64 * 1024 - 16;
+  constexpr std::size_t kMost = 256 * 16;
+  Mem2_MasterAllocator pool(std::span<const Presize>{});
+  std::vector<void*> blocks;
+  while (blocks.size() < kMost) blocks.push_back(pool.Alloc(kSize, nullptr));
+  EXPECT_EQ(std::count(blocks.begin(), blocks.end(), nullptr), 0);
+  EXPECT_EQ(pool.Alloc(kSize, nullptr), nullptr);
+  EXPECT_EQ(pool.GetCounters().mRefused, 1u);
+  const std::uint64_t bytes = pool.GetCounters().mBytes;
+  pool.GrowAhead();
+  EXPECT_EQ(pool.GetCounters().mBytes, bytes);
+  void* otherP = pool.Alloc(136, nullptr);
+  EXPECT_NE(otherP, nullptr) << "other sizes have their own";
+  pool.Free(otherP, nullptr);
+  pool.Free(blocks.back(), nullptr);
+  blocks.back() = pool.Alloc(kSize, nullptr);
+  EXPECT_NE(blocks.back(), nullptr) << "what comes back can be had again";
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, FourBlocksOfTheLargestSizesCanBeHad) {
+  constexpr int kSize = 100 * 1024 * 1024;
+  Mem2_MasterAllocator pool(std::span<const Presize>{});
+  std::vector<void*> blocks;
+  for (int i = 0; i < 4; ++i) blocks.push_back(pool.Alloc(kSize, nullptr));
+  EXPECT_EQ(std::count(blocks.begin(), blocks.end(), nullptr), 0);
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
 // Pages that this thread has come by.
 long FaultsOfThread() {
   rusage usage{};
