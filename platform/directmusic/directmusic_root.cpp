@@ -111,6 +111,7 @@ class Root final : public IDirectMusic8,
   void SetIdentityTable(Platform_IdentityTable* iTableP) override;
   void Watch(Platform_PresenceWatcher* iWatcherP) override;
   void Unwatch(Platform_PresenceWatcher* iWatcherP) override;
+  void IdentitiesChanged() override { PortsMayHaveChanged(); }
 
   void StopAtExit();
 

@@ -16,8 +16,10 @@ struct Platform_PresentPort {
   Platform_PortInfo mInfo;
 };
 
-/// Gets the list of the ports that are there, whenever it has changed. Called on the root's worker with no
-/// lock held, after active ports whose hardware came back have been connected again.
+/// Gets the list of the ports that are there, whenever it has changed: the first time on the thread of Watch,
+/// later on the root's worker, after active ports whose hardware came back have been connected again. The
+/// root holds its lock of reports meanwhile and no other. Watch and Unwatch wait for that one: called from
+/// inside, they would wait for themselves.
 class Platform_PresenceWatcher {
  public:
   virtual ~Platform_PresenceWatcher() = default;
@@ -32,6 +34,9 @@ struct IPlatformPresence : IUnknown {
   virtual void Watch(Platform_PresenceWatcher* iWatcherP) = 0;
   /// Ends it; returns when no report to the watcher runs.
   virtual void Unwatch(Platform_PresenceWatcher* iWatcherP) = 0;
+  /// What the table answers has changed: soon all ports are identified again and watchers are told. A port
+  /// that is held open follows its GUID to other hardware. Only posts. [any thread]
+  virtual void IdentitiesChanged() = 0;
 
  protected:
   ~IPlatformPresence() = default;

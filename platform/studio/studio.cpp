@@ -143,8 +143,11 @@ Platform_Studio::Platform_Studio(IDirectMusic8* iRootP, const std::string& iPath
       mWorker(std::make_shared<Platform_StudioWorker>(mCore, mSubscribers, iPath, iUse)) {
   mWorker->Start(mPresence->NeedsPolling()
                      ? std::function<void()>([presence = mPresence] { presence->Poll(); })
-                     : std::function<void()>());
-  // The table of identities comes from the file, and the root asks for it before it lists anything.
+                     : std::function<void()>(),
+                 [presence = mPresence] { presence->SettleIdentities(); });
+  // The table of identities comes from the file, and the root asks for it before it lists anything. Where the
+  // first try brings nothing, identities are provisional until the file has been read, and settled again
+  // then.
   mWorker->WaitForFirstTry(kPatience);
   mPresence->Start();
 }

@@ -15,7 +15,7 @@
 /// file is read and written by a thread of its own. Subscribers are called on that thread. [any thread]
 class Platform_Studio final : public IDirectMusicStudio, public Platform_StudioManagement {
  public:
-  /// Reads the file, for which it waits 50 ms at most, then takes over what is plugged in.
+  /// Waits until the file has been tried once, 50 ms at most, then takes over what is plugged in.
   Platform_Studio(IDirectMusic8* iRootP, const std::string& iPath,
                   Platform_StudioUse iUse = Platform_StudioUse::kPlaying);
   Platform_Studio(const Platform_Studio&) = delete;

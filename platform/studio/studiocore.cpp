@@ -120,18 +120,23 @@ void Platform_StudioCore::SetNumber(const Platform_StudioNumberKey& iKey,
   }
 }
 
-std::vector<Platform_IdentityRow> Platform_StudioCore::Identities() const {
+Platform_StudioIdentityRows Platform_StudioCore::Identities() const {
   const std::lock_guard lock(mMutex);
-  return mIdentities;
+  return {mIdentities, mHasFile};
 }
 
-void Platform_StudioCore::PutIdentity(const Platform_IdentityRow& iRow) {
+void Platform_StudioCore::PutIdentity(const Platform_IdentityRow& iRow, bool iHadFile) {
   const std::lock_guard lock(mMutex);
+  if (mHasFile && !iHadFile) {
+    return;
+  }
   Platform_StudioContents contents;
   contents.mIdentities.swap(mIdentities);
   Platform_StudioApply(Platform_StudioPutIdentity{iRow}, contents);
   mIdentities.swap(contents.mIdentities);
-  Queue(Platform_StudioPutIdentity{iRow});
+  if (mHasFile) {
+    Queue(Platform_StudioPutIdentity{iRow});
+  }
 }
 
 void Platform_StudioCore::SetPresent(const std::vector<Platform_StudioDeviceP>& iPorts) {
@@ -151,12 +156,19 @@ void Platform_StudioCore::SetPresent(const std::vector<Platform_StudioDeviceP>& 
   Become(Platform_StudioState(std::move(records), std::move(present)));
 }
 
-void Platform_StudioCore::Replace(Platform_StudioContents iContents) {
+bool Platform_StudioCore::Replace(Platform_StudioContents iContents) {
   const std::lock_guard lock(mMutex);
+  const bool isFirst = !std::exchange(mHasFile, true);
+  // Provisional rows. Those that a new file is to get wait among the changes.
+  if (isFirst) {
+    mIdentities.clear();
+  }
   for (const Platform_StudioChange& change : mChanges) {
     Platform_StudioApply(change, iContents);
   }
-  // What is plugged in has its row, whatever others did to the file.
+  // What is plugged in has its row, whatever others did to the file. A port that was listed under a
+  // provisional identity has one too; when the file doesn't bear that identity out the row stays, as that of
+  // an absent port: the user may have wired something to it meanwhile.
   Platform_StudioPutPorts missing{Missing(*mState, iContents.mRecords)};
   if (!missing.mPorts.empty()) {
     Platform_StudioApply(missing, iContents.mRecords);
@@ -183,6 +195,7 @@ void Platform_StudioCore::Replace(Platform_StudioContents iContents) {
     }
   }
   Become(Platform_StudioState(std::move(iContents.mRecords), mState->PresentPorts()));
+  return isFirst;
 }
 
 void Platform_StudioCore::QueueAll() {

@@ -24,6 +24,12 @@ struct Platform_StudioNews {
   std::vector<Platform_StudioItem> mItems;
 };
 
+/// What is known of cards with serial numbers.
+struct Platform_StudioIdentityRows {
+  std::vector<Platform_IdentityRow> mRows;
+  bool mHasFile = false;  ///< whether the file's rows are among them
+};
+
 /// [any thread] One mutex, innermost: nothing else is called under it.
 class Platform_StudioCore {
  public:
@@ -45,16 +51,22 @@ class Platform_StudioCore {
   void SetNumber(const Platform_StudioNumberKey& iKey, const Platform_StudioNumber& iNumber,
                  bool iIsPersistent);
 
-  [[nodiscard]] std::vector<Platform_IdentityRow> Identities() const;
-  void PutIdentity(const Platform_IdentityRow& iRow);
+  [[nodiscard]] Platform_StudioIdentityRows Identities() const;
+  /// Until the file has been read for the first time rows are provisional: they hold in memory alone, so that
+  /// none is written over what the file knows.
+  /// \param iHadFile whether the rows that this one follows from held the file's; one that knew nothing of
+  /// them is ignored once the file has been read
+  void PutIdentity(const Platform_IdentityRow& iRow, bool iHadFile);
 
   /// The ports that are there now. Those not known yet get rows.
   void SetPresent(const std::vector<Platform_StudioDeviceP>& iPorts);
 
   /// \name For the worker
   /// @{
-  /// Takes over what the file holds, with all that waits to be written made again on top.
-  void Replace(Platform_StudioContents iContents);
+  /// Takes over what the file holds, with all that waits to be written made again on top. The first time it
+  /// drops provisional identities.
+  /// \returns whether it was the first time: identities are to be settled again
+  bool Replace(Platform_StudioContents iContents);
   /// Queues everything that is known, for a new file.
   void QueueAll();
   /// Up to iMost changes from the front that make one transaction; they stay queued. A change that a person
@@ -85,6 +97,7 @@ class Platform_StudioCore {
   StateP mState;
   Platform_StudioNumbers mNumbers;
   std::vector<Platform_IdentityRow> mIdentities;
+  bool mHasFile = false;  ///< the file has been read
   std::deque<Platform_StudioChange> mChanges;
   std::size_t mInHand = 0;  ///< how many at the front the worker is writing just now
   std::deque<Platform_StudioNews> mNews;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/studio/studioidentities.h"
 
+#include <utility>
+
 Platform_StudioIdentities& Platform_StudioIdentities::Singleton() {
   static Platform_StudioIdentities* const sIdentities = new Platform_StudioIdentities;
   return *sIdentities;
@@ -19,14 +21,26 @@ void Platform_StudioIdentities::Detach(const std::shared_ptr<Platform_StudioCore
   std::erase(mCores, iCore);
 }
 
+Platform_StudioIdentityRows Platform_StudioIdentities::Known() const {
+  for (const std::shared_ptr<Platform_StudioCore>& core : mCores) {
+    Platform_StudioIdentityRows rows = core->Identities();
+    if (rows.mHasFile) {
+      return rows;
+    }
+  }
+  return mCores.empty() ? mLast : mCores.front()->Identities();
+}
+
 std::vector<Platform_IdentityRow> Platform_StudioIdentities::Rows() {
   const std::lock_guard lock(mMutex);
-  return mCores.empty() ? mLast : mCores.front()->Identities();
+  Platform_StudioIdentityRows known = Known();
+  mAnswerHadFile = known.mHasFile;
+  return std::move(known.mRows);
 }
 
 void Platform_StudioIdentities::Put(const Platform_IdentityRow& iRow) {
   const std::lock_guard lock(mMutex);
   for (const std::shared_ptr<Platform_StudioCore>& core : mCores) {
-    core->PutIdentity(iRow);
+    core->PutIdentity(iRow, mAnswerHadFile);
   }
 }

@@ -58,8 +58,8 @@ class MLOX_EXPORT Platform_StudioManagement {
  public:
   virtual ~Platform_StudioManagement() = default;
 
-  /// Waits until the file has been read, which opening the studio does for 50 ms only. False when it can't be
-  /// read, or not in that time; Trouble says why.
+  /// Waits until the file has been read. Opening the studio waits for the end of the first try alone, good or
+  /// bad, and 50 ms at most. False when the file can't be read, or not in that time; Trouble says why.
   virtual bool WaitUntilRead(std::chrono::milliseconds iTime) = 0;
   /// Everything that the database knows, absent hardware too, oldest first.
   virtual std::vector<Platform_StudioEntry> Entries() = 0;
@@ -104,7 +104,9 @@ struct Platform_StudioFaces {
 MLOX_EXPORT Platform_StudioFaces Platform_OpenStudio(IDirectMusic8* iRootP, const std::string& iPath = {});
 
 /// Opens the studio for a program that looks or changes something and ends: nothing is plugged in, and memory
-/// keeps nothing for it. What stands between the studio and its file is told by Trouble alone and printed
-/// nowhere, and another process has five seconds to let go of the file until it counts as trouble.
-/// \param iPath the file; empty means the one that the environment names
+/// keeps nothing for it. What stands between the studio and its file is told by Trouble and not printed, and
+/// another process has five seconds to let go of the file until it counts as trouble. Printed are two things
+/// of which Trouble doesn't tell: that a damaged file was set aside, and that last changes did not reach the
+/// file though there was no trouble until then. \param iPath the file; empty means the one that the
+/// environment names
 MLOX_EXPORT Platform_StudioFaces Platform_OpenStudioForEdits(const std::string& iPath = {});

@@ -79,7 +79,7 @@ void Platform_StudioPresence::Stop() {
   LetGo();
 }
 
-// The worker, which polls, may outlive the studio; the root may not.
+// The worker, which polls and has identities settled, may outlive the studio; the root may not.
 void Platform_StudioPresence::LetGo() {
   const std::lock_guard lock(mPolling);
   if (mPresenceP != nullptr) {
@@ -89,6 +89,13 @@ void Platform_StudioPresence::LetGo() {
   if (mRootP != nullptr) {
     mRootP->Release();
     mRootP = nullptr;
+  }
+}
+
+void Platform_StudioPresence::SettleIdentities() {
+  const std::lock_guard lock(mPolling);
+  if (mPresenceP != nullptr) {
+    mPresenceP->IdentitiesChanged();
   }
 }
 

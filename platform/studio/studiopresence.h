@@ -30,6 +30,9 @@ class Platform_StudioPresence final : private Platform_PresenceWatcher {
   [[nodiscard]] bool NeedsPolling() const { return mIsPolled; }
   /// Asks the root what is there.
   void Poll();
+  /// Has the root settle the identities of cards again. Also before Start, which makes no difference then,
+  /// and after Stop, when it does nothing. [any thread]
+  void SettleIdentities();
 
  private:
   void LetGo();
@@ -38,7 +41,7 @@ class Platform_StudioPresence final : private Platform_PresenceWatcher {
   const std::shared_ptr<Platform_StudioCore> mCore;
   IDirectMusic8* mRootP;  ///< under mPolling once started
   const PortNameTable mTable;
-  IPlatformPresence* mPresenceP = nullptr;
+  IPlatformPresence* mPresenceP = nullptr;  ///< likewise
   bool mIsPolled = false;
   std::mutex mPolling;
   /// What marks emulated ports here, once a port has shown it. Only system drivers do: none of our own.

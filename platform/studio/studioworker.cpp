@@ -67,10 +67,11 @@ Platform_StudioWorker::~Platform_StudioWorker() {
   }
 }
 
-void Platform_StudioWorker::Start(std::function<void()> iPoll) {
+void Platform_StudioWorker::Start(std::function<void()> iPoll, std::function<void()> iSettle) {
   static const int sRegistered = std::atexit(&Platform_StudioWorker::StopAll);
   static_cast<void>(sRegistered);
   mPoll = std::move(iPoll);
+  mSettle = std::move(iSettle);
   const std::lock_guard lock(TheRunning().mMutex);
   std::erase_if(TheRunning().mWorkers, [](const std::shared_ptr<Platform_StudioWorker>& iWorker) {
     const bool isDone = iWorker->WaitUntilDone(milliseconds(0));
@@ -197,16 +198,23 @@ Standing Platform_StudioWorker::OpenAndRead() {
   Platform_StudioContents contents;
   const Standing standing = mDatabase.Open(contents);
   if (mDatabase.IsOpen()) {
-    mCore->Replace(std::move(contents));
+    TakeOver(std::move(contents));
   }
   return standing;
+}
+
+// What was settled without the file's table of cards is settled again with it.
+void Platform_StudioWorker::TakeOver(Platform_StudioContents iContents) {
+  if (mCore->Replace(std::move(iContents))) {
+    mSettle();
+  }
 }
 
 void Platform_StudioWorker::Read() {
   Platform_StudioContents contents;
   const Standing standing = mDatabase.Load(contents);
   if (standing == Standing::kGood) {
-    mCore->Replace(std::move(contents));
+    TakeOver(std::move(contents));
   }
   // A good reading tells nothing of what stood against writing.
   if (standing != Standing::kGood || mStanding == Standing::kBusy) {

@@ -35,7 +35,8 @@ class Platform_StudioWorker : public std::enable_shared_from_this<Platform_Studi
   ~Platform_StudioWorker();
 
   /// \param iPoll called on the thread at each look; may be empty
-  void Start(std::function<void()> iPoll);
+  /// \param iSettle called on the thread when the file has been read for the first time
+  void Start(std::function<void()> iPoll, std::function<void()> iSettle);
   /// Waits for the first attempt at reading the file, whatever its end.
   void WaitForFirstTry(std::chrono::milliseconds iTime);
   /// Waits until the file has been read; false when there is trouble with it, or after the time.
@@ -55,6 +56,7 @@ class Platform_StudioWorker : public std::enable_shared_from_this<Platform_Studi
   void Round();
   void Step();
   Platform_StudioStanding OpenAndRead();
+  void TakeOver(Platform_StudioContents iContents);
   void Read();
   void WriteChanges();
   bool WriteSome();
@@ -70,6 +72,7 @@ class Platform_StudioWorker : public std::enable_shared_from_this<Platform_Studi
   Platform_StudioDatabase mDatabase;
   const Platform_StudioUse mUse;
   std::function<void()> mPoll;
+  std::function<void()> mSettle;
   std::thread mThread;
   std::atomic<bool> mStop{false};
   std::atomic<bool> mIsHurried{false};

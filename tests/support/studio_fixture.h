@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -54,7 +56,19 @@ inline std::string Test_PortGuid(const std::string& iName, bool iIsInput) {
   return Platform_GuidToText(Test_Port(iName, iIsInput).mGuid);
 }
 
-/// A root that has ports and nothing else.
+/// An input of a card with a serial number; its GUID is the root's matter.
+inline Platform_PresentPort Test_CardPort(const std::string& iPath, const std::string& iSerial = "S1") {
+  Platform_PresentPort port = Test_Port("Keys", true);
+  port.mInfo.mProduct = "1235:8010";
+  port.mInfo.mSerial = iSerial;
+  port.mInfo.mPath = iPath;
+  port.mInfo.mPlace = "0.0";
+  port.mGuid = {};
+  return port;
+}
+
+/// A root that has ports and nothing else. Cards with serial numbers get their GUIDs as the real one gives
+/// them; all else keeps the one that it was plugged with.
 class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
  public:
   /// \param iTellsPresence whether it has the private interface
@@ -74,12 +88,34 @@ class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
     }
     Tell();
   }
+  void UnplugCard(const std::string& iPath) {
+    {
+      const std::lock_guard lock(mMutex);
+      std::erase_if(mPorts, [&](const Platform_PresentPort& iPort) {
+        return !iPort.mInfo.mSerial.empty() && iPort.mInfo.mPath == iPath;
+      });
+    }
+    Tell();
+  }
   /// How many calls of EnumPort fail before the first port is told.
   void FailFirst(int iCount) {
     const std::lock_guard lock(mMutex);
     mFailures = iCount;
   }
-  [[nodiscard]] Platform_IdentityTable* Table() const { return mTableP; }
+  [[nodiscard]] Platform_IdentityTable* Table() const {
+    const std::lock_guard lock(mMutex);
+    return mTableP;
+  }
+  /// The GUID's text of the card with that path; empty when none is there.
+  [[nodiscard]] std::string GuidOfCard(const std::string& iPath) const {
+    const std::lock_guard lock(mMutex);
+    for (const Platform_PresentPort& port : mPorts) {
+      if (!port.mInfo.mSerial.empty() && port.mInfo.mPath == iPath) return Platform_GuidToText(port.mGuid);
+    }
+    return "";
+  }
+  /// How often somebody had identities settled again.
+  [[nodiscard]] int TimesSettled() const { return mTimesSettled.load(); }
   /// What the table held when somebody last began to watch.
   [[nodiscard]] const std::vector<Platform_IdentityRow>& RowsAtWatch() const { return mRowsAtWatch; }
 
@@ -91,11 +127,14 @@ class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
   ULONG AddRef() override { return 2; }
   ULONG Release() override { return 1; }
 
-  void SetIdentityTable(Platform_IdentityTable* iTableP) override { mTableP = iTableP; }
+  void SetIdentityTable(Platform_IdentityTable* iTableP) override {
+    const std::lock_guard lock(mMutex);
+    mTableP = iTableP;
+  }
   /// The first enumeration: it needs the table.
   void Watch(Platform_PresenceWatcher* iWatcherP) override {
-    ASSERT_NE(mTableP, nullptr);
-    mRowsAtWatch = mTableP->Rows();
+    ASSERT_NE(Table(), nullptr);
+    mRowsAtWatch = Table()->Rows();
     {
       const std::lock_guard lock(mMutex);
       mWatchers.push_back(iWatcherP);
@@ -106,6 +145,11 @@ class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
     const std::lock_guard report(mReport);
     const std::lock_guard lock(mMutex);
     std::erase(mWatchers, iWatcherP);
+  }
+  /// At once, on the caller's thread: a stricter caller than a worker that gets round to it.
+  void IdentitiesChanged() override {
+    ++mTimesSettled;
+    Tell();
   }
 
   HRESULT EnumPort(DWORD iIndex, DMUS_PORTCAPS* oCapsP) override {
@@ -140,20 +184,32 @@ class Test_StudioRoot final : public IDirectMusic8, public IPlatformPresence {
     std::vector<Platform_PresenceWatcher*> watchers;
     {
       const std::lock_guard lock(mMutex);
+      IdentifyCards();
       ports = mPorts;
       watchers = mWatchers;
     }
     for (Platform_PresenceWatcher* const watcher : watchers) watcher->PresenceChanged(ports);
   }
 
+  void IdentifyCards() {
+    if (mTableP == nullptr) return;
+    std::vector<Platform_PortInfo> infos;
+    for (const Platform_PresentPort& port : mPorts) infos.push_back(port.mInfo);
+    const std::vector<GUID> guids = Platform_IdentifyPorts(infos, mTableP);
+    for (std::size_t i = 0; i < mPorts.size(); ++i) {
+      if (!infos[i].mSerial.empty()) mPorts[i].mGuid = guids[i];
+    }
+  }
+
   const bool mTellsPresence;
   std::mutex mReport;
-  std::mutex mMutex;
+  mutable std::mutex mMutex;
   std::vector<Platform_PresentPort> mPorts;
   std::vector<Platform_PresenceWatcher*> mWatchers;
   Platform_IdentityTable* mTableP = nullptr;
   std::vector<Platform_IdentityRow> mRowsAtWatch;
   int mFailures = 0;
+  std::atomic<int> mTimesSettled{0};
 };
 
 /// Writes down what it is told: "kind guid source" or "kind guid destination".
