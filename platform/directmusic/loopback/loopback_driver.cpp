@@ -98,6 +98,7 @@ class Reader {
 // One pair. It outlives its place in the list while somebody is connected to it.
 struct Pair {
   std::string mName;
+  std::string mSerial;
   // No two of the process have the same: one of this name that is plugged later is another pair, also for
   // whoever did not look in between.
   std::string mHandle;
@@ -125,11 +126,12 @@ class Exchange {
   std::shared_ptr<Pair> Find(const std::string& iName) { return FindBy(&Pair::mName, iName); }
   std::shared_ptr<Pair> FindByHandle(const std::string& iHandle) { return FindBy(&Pair::mHandle, iHandle); }
 
-  void Plug(const std::string& iName) {
+  void Plug(const std::string& iName, const std::string& iSerial = {}) {
     if (Find(iName) == nullptr) {
       const std::lock_guard lock(mMutex);
       auto pair = std::make_shared<Pair>();
       pair->mName = iName;
+      pair->mSerial = iSerial;
       pair->mHandle = std::to_string(++mPlugged);
       mPairs.push_back(std::move(pair));
     }
@@ -353,6 +355,7 @@ Platform_PortInfo InfoOf(const Pair& iPair, bool iIsInput) {
   info.mModel = "loopback";
   info.mIsInput = iIsInput;
   info.mIsVirtual = true;
+  info.mSerial = iPair.mSerial;
   info.mPath = iPair.mName;
   info.mHandle = iPair.mHandle;
   return info;
@@ -361,6 +364,9 @@ Platform_PortInfo InfoOf(const Pair& iPair, bool iIsInput) {
 }  // namespace
 
 void Platform_LoopbackPorts::Plug(const std::string& iName) { Exchange::Singleton().Plug(iName); }
+void Platform_LoopbackPorts::PlugCard(const std::string& iName, const std::string& iSerial) {
+  Exchange::Singleton().Plug(iName, iSerial);
+}
 void Platform_LoopbackPorts::Unplug(const std::string& iName) { Exchange::Singleton().Unplug(iName); }
 
 std::vector<std::string> Platform_LoopbackPorts::Names() {

@@ -692,6 +692,152 @@ TEST_F(DirectMusicRoot, WhoBeginsToWatchIsNotToldOfAPortThatHasGone) {
   presence->Unwatch(&other);
 }
 
+// ---- cards of one serial ----
+
+class SilentHost : public Platform_DriverHost {
+ public:
+  void PortsMayHaveChanged() override {}
+};
+
+// Two cards of one serial, A and B, B seen first, and a table of what is known of them that a test changes.
+// The output held open is the one that has the first card's GUID, which goes by the serial alone: B's.
+class DirectMusicRootCards : public DirectMusicRoot,
+                             private Platform_IdentityTable,
+                             private Platform_PresenceWatcher {
+ protected:
+  void SetUp() override {
+    DirectMusicRoot::SetUp();
+    mA = mName + " A";
+    mB = mName + " B";
+    ASSERT_EQ(mRootP->QueryInterface(IID_IPlatformPresence, reinterpret_cast<void**>(&mPresenceP)), S_OK);
+    mPresenceP->SetIdentityTable(this);
+    mPresenceP->Watch(this);
+    std::string reason;
+    ASSERT_TRUE(mDriver.Start(&mHost, reason));
+    PlugCard(mB);
+    mFirst = GuidOf(mB);
+    mOutputP = OpenGuid(mFirst);
+    ASSERT_EQ(mOutputP->Activate(TRUE), S_OK);
+  }
+  void TearDown() override {
+    mPresenceP->Unwatch(this);
+    mPresenceP->SetIdentityTable(nullptr);
+    mDriver.Stop();
+    Platform_LoopbackPorts::Unplug(mA);
+    Platform_LoopbackPorts::Unplug(mB);
+    DirectMusicRoot::TearDown();
+  }
+
+  void PlugCard(const std::string& iName) {
+    Platform_LoopbackPorts::PlugCard(iName, mName);
+    ASSERT_TRUE(WaitUntil([&] { return IsThere(iName); }));
+  }
+  IDirectMusicPort* OpenGuid(const GUID& iGuid) {
+    IDirectMusicPort* port = nullptr;
+    DMUS_PORTPARAMS8 params{};
+    params.dwSize = sizeof(params);
+    EXPECT_EQ(mRootP->CreatePort(iGuid, &params, &port, nullptr), S_OK);
+    return port;
+  }
+
+  // From now on the table says that the first card's GUID is A's.
+  void SayThatTheFirstIsA() {
+    {
+      const std::lock_guard lock(mMutex);
+      mRows.clear();
+      for (const Platform_PresentPort& port : mPorts) {
+        AddRow(port, mB, Platform_GuidToText(Platform_GuidOfText(mName + (port.mInfo.mIsInput ? "i" : "o"))));
+        AddRow(port, mA, Platform_GuidToText(port.mGuid));
+      }
+    }
+    mPresenceP->IdentitiesChanged();
+  }
+
+  // What arrives at the input of a pair, whatever the root calls it; empty when nothing does.
+  Bytes HeardAt(const std::string& iName, const std::function<void()>& iPlay, int iMilliseconds = 60000) {
+    for (const Platform_PortInfo& info : mDriver.Ports()) {
+      if (info.mName != iName || !info.mIsInput) continue;
+      const std::unique_ptr<Platform_DriverInput> input = mDriver.OpenInput(info);
+      iPlay();
+      const auto piece = std::make_unique<Platform_Piece>();
+      for (int i = 0; i < iMilliseconds; ++i) {
+        if (input->Read(*piece)) return {piece->mBytes, piece->mBytes + piece->mLength};
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+    }
+    return {};
+  }
+
+  static bool WaitUntil(const std::function<bool()>& iHolds) {
+    for (int i = 0; i < 60000 && !iHolds(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return iHolds();
+  }
+  // Of the output, as a watcher is told.
+  GUID GuidOf(const std::string& iName) const {
+    const std::lock_guard lock(mMutex);
+    for (const Platform_PresentPort& port : mPorts) {
+      if (port.mInfo.mName == iName && !port.mInfo.mIsInput) return port.mGuid;
+    }
+    return {};
+  }
+  bool IsThere(const std::string& iName) const { return !(GuidOf(iName) == GUID{}); }
+
+  std::string mA;
+  std::string mB;
+  GUID mFirst{};
+  IPlatformPresence* mPresenceP = nullptr;
+
+ private:
+  void AddRow(const Platform_PresentPort& iPort, const std::string& iName, const std::string& iGuid) {
+    if (iPort.mInfo.mName == mB) {
+      mRows.push_back({iGuid, "", mName, iName + (iPort.mInfo.mIsInput ? "||in" : "||out")});
+    }
+  }
+  std::vector<Platform_IdentityRow> Rows() override {
+    const std::lock_guard lock(mMutex);
+    return mRows;
+  }
+  void Put(const Platform_IdentityRow&) override {}
+  void PresenceChanged(const std::vector<Platform_PresentPort>& iPorts) override {
+    const std::lock_guard lock(mMutex);
+    mPorts = iPorts;
+  }
+
+  SilentHost mHost;
+  Platform_LoopbackDriver mDriver;
+  mutable std::mutex mMutex;
+  std::vector<Platform_IdentityRow> mRows;
+  std::vector<Platform_PresentPort> mPorts;
+};
+
+TEST_F(DirectMusicRootCards, APortHeldOpenGoesToTheCardThatHasItsGuidOnceTheTableIsKnown) {
+  PlugCard(mA);
+  const auto play = [this] { EXPECT_EQ(Play(INT64_MIN, {0x90, 61, 100}), S_OK); };
+  ASSERT_EQ(HeardAt(mB, play), (Bytes{0x90, 61, 100}));
+  SayThatTheFirstIsA();
+  ASSERT_TRUE(WaitUntil([&] { return GuidOf(mA) == mFirst; }));
+  EXPECT_TRUE(IsThere(mB));
+  EXPECT_FALSE(GuidOf(mB) == mFirst);
+  EXPECT_EQ(HeardAt(mA, play), (Bytes{0x90, 61, 100}));
+  EXPECT_EQ(HeardAt(mB, play, 50), Bytes{});
+}
+
+TEST_F(DirectMusicRootCards, APortHeldOpenGoesAwayWhenItsGuidIsThatOfACardThatIsNotThere) {
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), S_OK);
+  SayThatTheFirstIsA();
+  ASSERT_TRUE(WaitUntil([&] { return IsThere(mB) && !(GuidOf(mB) == mFirst); }));
+  EXPECT_EQ(Play(INT64_MIN, {0xF8}), E_FAIL);
+  PlugCard(mA);
+  ASSERT_TRUE(GuidOf(mA) == mFirst);
+  EXPECT_EQ(HeardAt(mA,
+                    [this] {
+                      EXPECT_EQ(Play(INT64_MIN, {0x90, 61, 100}), S_OK);
+                    }),
+            (Bytes{0x90, 61, 100}));
+}
+
 TEST_F(DirectMusicRoot, ThousandsWrittenInOneGoArriveInOrder) {
   OpenBoth();
   const REFERENCE_TIME start = Now() + 1'000'000;

@@ -289,6 +289,21 @@ TEST_F(StudioDatabaseTest, AFileThatSomebodyRemovesIsMadeAnewOutOfMemory) {
   }));
 }
 
+TEST_F(StudioDatabaseTest, ThePortThatIsPluggedInGetsItsRowBackWhenSomebodyDeletesIt) {
+  Test_StudioRoot root;
+  root.Plug(Test_Port("P", false));
+  const Platform_StudioFaces faces = Platform_OpenStudio(&root, mPath);
+  ASSERT_TRUE(faces.mManagement->WaitUntilRead(Test_kPatience));
+  ASSERT_TRUE(faces.mManagement->Flush(Test_kPatience));
+  SQLite::Database other(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
+  const std::string row = " FROM device WHERE guid = '" + Test_PortGuid("P", false) + "' AND name = 'P'";
+  ASSERT_EQ(other.exec("DELETE" + row), 1);
+  EXPECT_TRUE(Test_Eventually([&] { return other.execAndGet("SELECT count(*)" + row).getInt() == 1; }));
+  int count = 0;
+  EXPECT_EQ(faces.mStudio->GetDeviceCount(VARIANT_TRUE, &count), S_OK);
+  EXPECT_EQ(count, 1);
+}
+
 // ---- left in place ----
 
 TEST_F(StudioDatabaseTest, AFutureVersionIsLeftInPlaceAndReadAsFarAsItIsUnderstood) {
