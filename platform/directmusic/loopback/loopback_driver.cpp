@@ -364,9 +364,6 @@ Platform_PortInfo InfoOf(const Pair& iPair, bool iIsInput) {
 }  // namespace
 
 void Platform_LoopbackPorts::Plug(const std::string& iName) { Exchange::Singleton().Plug(iName); }
-void Platform_LoopbackPorts::PlugCard(const std::string& iName, const std::string& iSerial) {
-  Exchange::Singleton().Plug(iName, iSerial);
-}
 void Platform_LoopbackPorts::Unplug(const std::string& iName) { Exchange::Singleton().Unplug(iName); }
 
 std::vector<std::string> Platform_LoopbackPorts::Names() {
@@ -382,6 +379,10 @@ void Platform_LoopbackPorts::SetPace(const std::string& iName, std::int64_t iMic
     const std::lock_guard lock(pair->mMutex);
     pair->mMicrosecondsPerByte = iMicrosecondsPerByte;
   }
+}
+
+void Platform_PlugLoopbackCard(const std::string& iName, const std::string& iSerial) {
+  Exchange::Singleton().Plug(iName, iSerial);
 }
 
 Platform_LoopbackDriver::~Platform_LoopbackDriver() { Stop(); }

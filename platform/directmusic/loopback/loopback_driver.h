@@ -28,4 +28,8 @@ class Platform_LoopbackDriver final : public Platform_Driver {
   Platform_DriverHost* mHostP = nullptr;
 };
 
+/// Plugs a pair in that stands for a card with that serial number, in the socket that its name tells. For
+/// tests; it is pulled out as every pair. [any thread]
+void Platform_PlugLoopbackCard(const std::string& iName, const std::string& iSerial);
+
 #endif

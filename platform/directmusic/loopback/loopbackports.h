@@ -18,8 +18,6 @@ class MLOX_EXPORT Platform_LoopbackPorts {
  public:
   /// Plugs a pair in; one that is there stays as it is.
   static void Plug(const std::string& iName);
-  /// Plugs a pair in that stands for a card with that serial number, in the socket that its name tells.
-  static void PlugCard(const std::string& iName, const std::string& iSerial);
   /// Pulls a pair out: what waits in it is gone.
   static void Unplug(const std::string& iName);
   static std::vector<std::string> Names();

@@ -36,7 +36,7 @@ class StudioCardsTest : public ::testing::Test {
     mFaces = {};
     ASSERT_TRUE(Test_Eventually([this] { return !std::filesystem::exists(mPath + "-wal"); }));
   }
-  static void Plug(const std::string& iName) { Platform_LoopbackPorts::PlugCard(iName, "one for all"); }
+  static void Plug(const std::string& iName) { Platform_PlugLoopbackCard(iName, "one for all"); }
   static void UnplugBoth() {
     for (const char* const name : {"card A", "card B"}) Platform_LoopbackPorts::Unplug(name);
   }

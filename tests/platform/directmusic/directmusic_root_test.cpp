@@ -729,7 +729,7 @@ class DirectMusicRootCards : public DirectMusicRoot,
   }
 
   void PlugCard(const std::string& iName) {
-    Platform_LoopbackPorts::PlugCard(iName, mName);
+    Platform_PlugLoopbackCard(iName, mName);
     ASSERT_TRUE(WaitUntil([&] { return IsThere(iName); }));
   }
   IDirectMusicPort* OpenGuid(const GUID& iGuid) {
