@@ -210,18 +210,33 @@ TEST_F(Cmn_AssertTest, TheNextReportOffARealTimeThreadDrainsTheRingFirst) {
   EXPECT_FALSE(recorder.Reports()[1].mRealTime);
 }
 
-TEST_F(Cmn_AssertTest, ANewHandlerDoesntGetOldRecords) {
+TEST_F(Cmn_AssertTest, ANewHandlerDoesntGetOldRecordsTheyGoToTheOneBefore) {
+  using Heard = std::vector<std::string>;
+  const Cmn_Assert::Handler hear = [](void* iHeardP, const Cmn_AssertReport& iReport) {
+    static_cast<Heard*>(iHeardP)->push_back(iReport.mStringP);
+  };
+  Heard before, after;
+  Cmn_Assert::SetHandler(hear, &before);
+  {
+    const Cmn_RealTimeScope scope;
+    CMN_ASSERT_FROM(kAssertSource, false, "for the one before");
+  }
+  EXPECT_TRUE(before.empty()) << "it waits in the ring";
+  Cmn_Assert::SetHandler(hear, &after);
+  EXPECT_EQ(before, (Heard{"for the one before@$^$@tests/source_of_this_test"}));
+  CMN_ASSERT_FROM(kAssertSource, false, "for the new one");
+  EXPECT_EQ(after, (Heard{"for the new one@$^$@tests/source_of_this_test"}));
+  Cmn_Assert::SetHandler(nullptr, nullptr);
+}
+
+TEST_F(Cmn_AssertTest, RecordersNestAndTheInnerOneGetsTheReports) {
   {
     Test_AssertRecorder outer;
-    {
-      const Cmn_RealTimeScope scope;
-      CMN_ASSERT_FROM(kAssertSource, false, "for the outer one");
-    }
+    CMN_ASSERT_FROM(kAssertSource, false, "for the outer one");
     {
       Test_AssertRecorder inner;
-      EXPECT_EQ(inner.Count(), 0);
       CMN_ASSERT_FROM(kAssertSource, false, "for the inner one");
-      EXPECT_EQ(inner.Count("for the inner one"), 1);
+      EXPECT_EQ(inner.Texts(), (std::vector<std::string>{"for the inner one"}));
     }
     EXPECT_EQ(outer.Texts(), (std::vector<std::string>{"for the outer one"}));
   }
