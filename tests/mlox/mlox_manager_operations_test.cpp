@@ -219,6 +219,44 @@ TEST_F(Mlox_ManagerOperationsTest, AnUnknownMatchTypeOfAnOutputIsReportedAndFall
   EXPECT_THAT(recorder.Texts(), ElementsAre("0"));
 }
 
+// The match type is asked behind the exact search, in which the only holder may let go.
+TEST_F(Mlox_ManagerOperationsTest, TheIdentityOfADeviceThatIsLetGoInTheExactSearchLivesUntilTheSearchEnds) {
+  class EndingDescriptor : public Test_FakeDescriptor {
+   public:
+    explicit EndingDescriptor(bool* oHasEndedP)
+        : Test_FakeDescriptor("Piano", 7, 1), mHasEndedP(oHasEndedP) {}
+    ~EndingDescriptor() override { *mHasEndedP = true; }
+
+   private:
+    bool* mHasEndedP;
+  };
+  class InterruptedService : public Test_FakeService {
+   public:
+    using Test_FakeService::Test_FakeService;
+    Mlox_Output* FindOutputExactlyMatchingDescriptor(const Mlox_OutputDescriptor*) override {
+      return mInterrupt();
+    }
+    std::function<Mlox_Output*()> mInterrupt;
+  };
+  bool hasEnded = false, hadEndedInTheSearch = false;
+  Cmn_AliasedRefCountPtr<const Mlox_OutputDescriptor> holder(
+      new Mlox_OutputDescriptor(std::make_shared<EndingDescriptor>(&hasEnded), -1));
+  auto* serviceP = new InterruptedService("a", &mLog);
+  Manager().AddService(serviceP, 16);
+  Test_FakeDevice& device = serviceP->AddDevice("Piano", 1);
+  mLog.clear();
+  serviceP->mInterrupt = [&]() -> Mlox_Output* {
+    holder = nullptr;
+    hadEndedInTheSearch = hasEnded;
+    // A search that has lost its identity ends here, with what the test doesn't expect.
+    return hasEnded ? device.mCommonOutput.get() : nullptr;
+  };
+  EXPECT_EQ(Manager().FindOutputBestMatchingDescriptor(holder.get()), nullptr);
+  EXPECT_FALSE(hadEndedInTheSearch);
+  EXPECT_TRUE(hasEnded) << "the search has kept no count";
+  EXPECT_THAT(mLog, IsEmpty()) << "it wanted an exact match";
+}
+
 // ---- inputs ----
 
 TEST_F(Mlox_ManagerOperationsTest, InputsMatchExactlyThenByNameThenByEverythingButTheName) {
