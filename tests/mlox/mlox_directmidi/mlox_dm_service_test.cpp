@@ -864,6 +864,43 @@ TEST_F(Mlox_DM_ServiceTest, AnotherQuestionInsideAQueryStillReachesTheOuter) {
   EXPECT_EQ(resultP, &outer);
 }
 
+TEST_F(Mlox_DM_ServiceTest, AnotherServiceThatIsAskedTheSameInsideAQueryStillReachesItsOwnOuter) {
+  Outer outer, otherOuter;
+  Mlox_DM_Service service(&outer, &Allocator(), nullptr);
+  Mlox_DM_Service otherService(&otherOuter, &Allocator(), nullptr);
+  outer.mAskBack = [&](const _qcfUID& iUID, void** oResultP) {
+    return otherService.InternalQueryInterface(iUID, oResultP);
+  };
+  otherOuter.mAskBack = [&](const _qcfUID&, void** oResultP) {
+    *oResultP = &otherOuter;
+    return 0;
+  };
+  void* resultP = nullptr;
+  EXPECT_EQ(service.InternalQueryInterface(IQCFUnknown::kUID, &resultP), 0);
+  EXPECT_EQ(resultP, &otherOuter);
+  EXPECT_EQ(outer.mQueries, 1);
+  EXPECT_EQ(otherOuter.mQueries, 1);
+}
+
+TEST_F(Mlox_DM_ServiceTest, AQueryThatComesBackThroughAnotherServiceGetsNoInterface) {
+  Outer outer, otherOuter;
+  Mlox_DM_Service service(&outer, &Allocator(), nullptr);
+  Mlox_DM_Service otherService(&otherOuter, &Allocator(), nullptr);
+  outer.mAskBack = [&](const _qcfUID& iUID, void** oResultP) {
+    return otherService.InternalQueryInterface(iUID, oResultP);
+  };
+  otherOuter.mAskBack = [&](const _qcfUID& iUID, void** oResultP) {
+    // Rather a wrong answer than two services that ask each other for ever.
+    if (otherOuter.mQueries > 1) return 0;
+    return service.InternalQueryInterface(iUID, oResultP);
+  };
+  void* resultP = &outer;
+  EXPECT_EQ(static_cast<uint32_t>(service.InternalQueryInterface(IQCFUnknown::kUID, &resultP)), 0x80000004u);
+  EXPECT_EQ(resultP, nullptr);
+  EXPECT_EQ(outer.mQueries, 1);
+  EXPECT_EQ(otherOuter.mQueries, 1);
+}
+
 TEST_F(Mlox_DM_ServiceTest, TheOuterUnknownCountsTheReferences) {
   Outer outer;
   Mlox_DM_Service service(&outer, &Allocator(), nullptr);
