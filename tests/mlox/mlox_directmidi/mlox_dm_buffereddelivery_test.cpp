@@ -17,6 +17,7 @@
 #include "cmn/cmn_assert.h"
 #include "mdid/mdie_systemevents.h"
 #include "mlox/mlox_directmidi/mlox_dm_queuedevent.h"
+#include "tests/mlox/mlox_directmidi/call_on_report.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
 #include "tests/mlox/mlox_directmidi/trace_site.h"
 #include "tests/mlox/mlox_directmidi/uncopyable_sysex.h"
@@ -692,10 +693,18 @@ TEST(Mlox_DM_BufferedDeliveryTest, TheAllocationIsTracedAlsoWhenThereIsNoBlock) 
 }
 
 // Where the block that a trace line tells of lies.
-const Mlox_DM_QueuedEvent* BlockOf(const std::string& iLine) {
+Mlox_DM_QueuedEvent* BlockOf(const std::string& iLine) {
   void* blockP = nullptr;
   EXPECT_EQ(std::sscanf(iLine.c_str(), "Mlox_DM_BufferedDelivery alloc %p", &blockP), 1) << iLine;
-  return static_cast<const Mlox_DM_QueuedEvent*>(blockP);
+  return static_cast<Mlox_DM_QueuedEvent*>(blockP);
+}
+
+// Writes a timed event and tells where its block lies.
+Mlox_DM_QueuedEvent* WriteToKnownBlock(Test_Delivery& ioDelivery, int64_t iSample, const Mdie_Event& iEvent,
+                                       std::size_t iContext) {
+  const Test_TraceSite trace(0x2000F27);
+  ioDelivery.Write(iSample, iEvent, iContext);
+  return trace.sLines.empty() ? nullptr : BlockOf(trace.sLines[0]);
 }
 
 // The work of a pull is bounded by what has arrived since the pull that ended the block before, however long
@@ -781,6 +790,35 @@ TEST(Mlox_DM_BufferedDeliveryTest, AnEventThatAClearDropsUnderAPullIsReportedAnd
   }
   EXPECT_GT(recorder.Count(), 0) << "no clear met a pull";
   EXPECT_EQ(recorder.Count(), recorder.Count(kLaterMessage));
+}
+
+// A drain's reports come at once, and here each stands for another thread. An event without a time is
+// reported when a pull has looked at the heads and compares their times: a clear takes both away. The other
+// report comes when the first message of the event that was chosen is on its way out: the transport jumps
+// back, so that the next message lies behind the end of the range.
+TEST(Mlox_DM_BufferedDeliveryTest, AnEventThatAClearTakesUnderAPullAndAJumpBackCutsShortIsCountedOnceReport) {
+  const Test_AssertMode mode(Cmn_Assert::kReport);
+  Test_Delivery delivery;
+  Mlox_DM_QueuedEvent* const chosenP = WriteToKnownBlock(delivery, 0, Test_BankAndProgram(1, 2, 3), 0);
+  Mlox_DM_QueuedEvent* const untimedP = WriteToKnownBlock(delivery, 0, Note(1), 1);
+  ASSERT_TRUE(chosenP != nullptr && untimedP != nullptr);
+  untimedP->mTimedEvent.mTimestamp = Mdie_Timestamp();
+  int reports = 0;
+  {
+    const Test_CallOnReport otherThread([&] {
+      if (++reports == 1) return delivery->ClearQueues();
+      chosenP->mTimedEvent.mTimestamp = Test_At(262143);
+    });
+    delivery->ClearQueues();
+  }
+  EXPECT_EQ(reports, 2);
+  EXPECT_EQ(delivery.InUse(), 2u);
+  EXPECT_EQ(delivery.Abandoned(), 2u)
+      << "the clear has counted both, and the event cut short isn't counted anew";
+  delivery.Write(1, Note(2));
+  EXPECT_THAT(delivery.Pull(0, 63), ElementsAre(NoteAt(1, 2)));
+  EXPECT_EQ(delivery.InUse(), 2u) << "the event behind it is freed";
+  EXPECT_EQ(delivery.Abandoned(), 2u);
 }
 
 // ---- queries ----
