@@ -3,19 +3,37 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
 #include "cmn/cmn_aliasedrefcountptr.h"
 #include "tests/mlox/mlox_directmidi/delivery_support.h"
+#include "tests/mlox/mlox_directmidi/failing_heap.h"
 
 namespace {
 
 class Mlox_DM_DeliveryStateTest : public ::testing::Test {
  protected:
-  Mlox_DM_BufferedDelivery* NewDelivery() {
+  Mlox_DM_BufferedDelivery* NewUnlistedDelivery() {
     auto* const deliveryP = new Mlox_DM_BufferedDelivery(&mAllocator, mState.get(), {}, mState);
     deliveryP->AddRef();
+    return deliveryP;
+  }
+
+  Mlox_DM_BufferedDelivery* NewDelivery() {
+    auto* const deliveryP = NewUnlistedDelivery();
     mState->AddBufferedDelivery(deliveryP);
     mState->SetCurrentDelivery(deliveryP);
     return deliveryP;
+  }
+
+  bool IsListedWithoutTheHeap(Mlox_DM_BufferedDelivery* iDeliveryP) {
+    const Test_FailingHeap heap;
+    try {
+      mState->AddBufferedDelivery(iDeliveryP);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+    return true;
   }
 
   Mem2_MasterAllocator mAllocator;
@@ -81,6 +99,29 @@ TEST_F(Mlox_DM_DeliveryStateTest, ClearOwnersReachesEveryLivingDeliveryAndNoneTh
   EXPECT_EQ(mState->GetCurrentDelivery(), static_cast<Mlox_DM_GeneralDelivery*>(fourthP))
       << "without an owner a release tells nobody";
   fourthP->Release();
+}
+
+TEST_F(Mlox_DM_DeliveryStateTest, ThePlacesOfDeliveriesThatAreGoneAreUsedAgainBeforeNewOnesAreMade) {
+  Mlox_DM_BufferedDelivery* firstP = NewDelivery();
+  Mlox_DM_BufferedDelivery* secondP = NewDelivery();
+  for (int round = 0; round < 3; ++round) {
+    firstP->Release();
+    secondP->Release();
+    firstP = NewUnlistedDelivery();
+    EXPECT_TRUE(IsListedWithoutTheHeap(firstP)) << round;
+    secondP = NewUnlistedDelivery();
+    EXPECT_TRUE(IsListedWithoutTheHeap(secondP)) << round;
+  }
+  Mlox_DM_BufferedDelivery* const thirdP = NewUnlistedDelivery();
+  EXPECT_FALSE(IsListedWithoutTheHeap(thirdP)) << "both places are taken";
+  mState->AddBufferedDelivery(thirdP);
+  mState->ClearOwners();
+  EXPECT_FALSE(firstP->HasOwner());
+  EXPECT_FALSE(secondP->HasOwner());
+  EXPECT_FALSE(thirdP->HasOwner());
+  firstP->Release();
+  secondP->Release();
+  thirdP->Release();
 }
 
 }  // namespace

@@ -1,80 +1,23 @@
 // SPDX-License-Identifier: MIT
-// The making of a sorted queue where the heap gives nothing. This program's operator new fails when the
-// thread asks it to.
+// The making of a sorted queue where the heap gives nothing.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
-#include <new>
 
 #include "mlox/mlox_directmidi/mlox_dm_sortedeventqueue.h"
+#include "tests/mlox/mlox_directmidi/failing_heap.h"
 
 namespace {
 
-constexpr int kNever = -1;
-thread_local int sAllocationsUntilFailure = kNever;
-
-// Whether this allocation is the one that fails, and all behind it.
-bool Fails() {
-  if (sAllocationsUntilFailure == kNever) return false;
-  if (sAllocationsUntilFailure == 0) return true;
-  --sAllocationsUntilFailure;
-  return false;
+std::unique_ptr<Mlox_DM_SortedEventQueue> NewQueueOnAHeapOf(int iAllocations) {
+  const Test_FailingHeap heap(iAllocations);
+  return std::unique_ptr<Mlox_DM_SortedEventQueue>(NewSortedEventQueue(3));
 }
-
-void* Take(std::size_t iSize, std::size_t iAlignment) noexcept {
-  if (Fails()) return nullptr;
-  if (iAlignment <= alignof(std::max_align_t)) return std::malloc(iSize == 0 ? 1 : iSize);
-  return std::aligned_alloc(iAlignment, (iSize + iAlignment - 1) / iAlignment * iAlignment);
-}
-
-void* TakeOrThrow(std::size_t iSize, std::size_t iAlignment) {
-  if (void* const blockP = Take(iSize, iAlignment)) return blockP;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-// Not inlined: g++ would see malloc's block reach operator delete, and warn of a mismatched pair.
-[[gnu::noinline]] void* operator new(std::size_t iSize) { return TakeOrThrow(iSize, 1); }
-[[gnu::noinline]] void* operator new[](std::size_t iSize) { return TakeOrThrow(iSize, 1); }
-[[gnu::noinline]] void* operator new(std::size_t iSize, const std::nothrow_t&) noexcept {
-  return Take(iSize, 1);
-}
-[[gnu::noinline]] void* operator new[](std::size_t iSize, const std::nothrow_t&) noexcept {
-  return Take(iSize, 1);
-}
-[[gnu::noinline]] void* operator new(std::size_t iSize, std::align_val_t iAlignment) {
-  return TakeOrThrow(iSize, static_cast<std::size_t>(iAlignment));
-}
-[[gnu::noinline]] void* operator new(std::size_t iSize, std::align_val_t iAlignment,
-                                     const std::nothrow_t&) noexcept {
-  return Take(iSize, static_cast<std::size_t>(iAlignment));
-}
-[[gnu::noinline]] void operator delete(void* iBlockP) noexcept { std::free(iBlockP); }
-[[gnu::noinline]] void operator delete[](void* iBlockP) noexcept { std::free(iBlockP); }
-[[gnu::noinline]] void operator delete(void* iBlockP, std::size_t) noexcept { std::free(iBlockP); }
-[[gnu::noinline]] void operator delete[](void* iBlockP, std::size_t) noexcept { std::free(iBlockP); }
-[[gnu::noinline]] void operator delete(void* iBlockP, const std::nothrow_t&) noexcept { std::free(iBlockP); }
-[[gnu::noinline]] void operator delete[](void* iBlockP, const std::nothrow_t&) noexcept {
-  std::free(iBlockP);
-}
-[[gnu::noinline]] void operator delete(void* iBlockP, std::align_val_t) noexcept { std::free(iBlockP); }
-[[gnu::noinline]] void operator delete(void* iBlockP, std::size_t, std::align_val_t) noexcept {
-  std::free(iBlockP);
-}
-[[gnu::noinline]] void operator delete(void* iBlockP, std::align_val_t, const std::nothrow_t&) noexcept {
-  std::free(iBlockP);
-}
-
-namespace {
 
 TEST(Mlox_DM_SortedEventQueueHeapTest, IfTheHeapGivesNothingAtAnyPointTheResultIsNull) {
   int failures = 0;
   for (;; ++failures) {
-    sAllocationsUntilFailure = failures;
-    std::unique_ptr<Mlox_DM_SortedEventQueue> queueP(NewSortedEventQueue(3));
-    sAllocationsUntilFailure = kNever;
+    const auto queueP = NewQueueOnAHeapOf(failures);
     if (queueP == nullptr) continue;
     EXPECT_EQ(queueP->PeekNextEvent(), nullptr);
     break;
