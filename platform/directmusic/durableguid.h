@@ -26,7 +26,8 @@ class Platform_IdentityTable {
  public:
   virtual ~Platform_IdentityTable() = default;
   virtual std::vector<Platform_IdentityRow> Rows() = 0;
-  /// Adds a row, or gives the row of that GUID another path.
+  /// Adds a row, or gives the row of that GUID another path. What is put follows from the last answer of
+  /// Rows.
   virtual void Put(const Platform_IdentityRow& iRow) = 0;
 };
 
