@@ -4,7 +4,7 @@
 
 Opens the site as a reader would, in Chromium: the start page, every page of the navigation and one of the reference, in
 light, in dark and on a narrow screen. Says what is wrong, a line each, and leaves a screenshot of each look of each page.
-Before, it shows on planted pages that it sees what is too wide.
+Before, it shows on planted pages that it sees what is too wide and what can hardly be read.
 """
 
 import os
@@ -28,26 +28,41 @@ NARROW = (390, 844)
 # One page of the reference stands for all, which Doxygen makes alike.
 REFERENCE = "classMlox__Manager.html"
 
+# Which page Doxygen makes of a tab of the layout that isn't a document's.
+MADE_BY_DOXYGEN = {
+    "mainpage": "index.html",
+    "classlist": "annotated.html",
+    "classindex": "classes.html",
+    "hierarchy": "hierarchy.html",
+    "filelist": "files.html",
+}
+
 # What a page shows, as the browser has laid it out. Contrast is that of WCAG 2: 4.5 and more is readable.
 LOOK = """
-function channels(color) { return color.match(/[0-9.]+/g).slice(0, 3).map(Number); }
+// Red, green, blue, each up to 255, and how much of it hides what is behind, up to 1.
+function channels(color) {
+  const [red, green, blue, alpha = 1] = color.match(/[0-9.]+/g).map(Number);
+  return [red, green, blue, alpha];
+}
+function over(behind, front) { return [0, 1, 2].map(i => front[i] * front[3] + behind[i] * (1 - front[3])); }
 function luminance(color) {
-  const part = channels(color).map(c => (c /= 255) <= 0.03928 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4);
+  const part = color.map(c => (c /= 255) <= 0.03928 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4);
   return 0.2126 * part[0] + 0.7152 * part[1] + 0.0722 * part[2];
 }
+// The colours behind the element's text, one over the other; behind all is the browser's white.
 function background(element) {
-  for (; element; element = element.parentElement) {
-    const color = getComputedStyle(element).backgroundColor;
-    if (!/, 0\\)$/.test(color)) return color;
-  }
-  return getComputedStyle(document.documentElement).backgroundColor;
+  const colors = [];
+  for (; element; element = element.parentElement) colors.push(channels(getComputedStyle(element).backgroundColor));
+  return colors.reduceRight(over, [255, 255, 255]);
 }
 function contrast(element) {
-  const one = luminance(getComputedStyle(element).color), other = luminance(background(element));
+  const ground = background(element);
+  const one = luminance(over(ground, channels(getComputedStyle(element).color))), other = luminance(ground);
   return (Math.max(one, other) + 0.05) / (Math.min(one, other) + 0.05);
 }
 const shown = selector => [...document.querySelectorAll(selector)].filter(e => e.offsetWidth > 0);
 const readable = shown(".contents p, .contents li, .contents td, .contents th, .contents a[href], .contents code, " +
+    ".contents div, .contents dt, .contents dd, " +
     ".contents span, .contents b, .contents em, #nav-tree .label a, .headertitle, #projectname");
 // Doxygen's pages scroll inside #doc-content, so that the document never gets wider than the screen.
 const room = document.querySelector("#doc-content") || document.scrollingElement;
@@ -173,11 +188,14 @@ class Site:
 
 
 def navigation(layout):
-    """The titles of the pages of ours and where they lie, from the layout: the start page first."""
-    pages = [("mlox", "index.html")]
+    """The titles of the pages of the navigation and where they lie, from the layout: the start page first."""
+    pages = []
     for tab in xml.etree.ElementTree.parse(layout).iter("tab"):
-        if tab.get("type") == "user":
+        kind = tab.get("type")
+        if kind == "user":
             pages.append((tab.get("title"), tab.get("url").split()[-1] + ".html"))
+        elif kind != "usergroup":
+            pages.append(("mlox" if kind == "mainpage" else tab.get("title"), MADE_BY_DOXYGEN[kind]))
     return pages
 
 
@@ -205,7 +223,7 @@ class Checker:
         if not condition:
             self.faults.append(f"{where}: {words}")
 
-    def content(self, page, title, look, document, titles):
+    def content(self, page, look, document):
         lines = document.read_text(encoding="utf-8").splitlines()
         heading = next(line[2:] for line in lines if line.startswith("# "))
         self.expect(heading in look["title"], page, f"the window's title is {look['title']!r}, not {heading!r}")
@@ -214,6 +232,8 @@ class Checker:
         self.expect(look["blocks"] == blocks, page, f"{look['blocks']} blocks of code in place of {blocks}")
         tables = sum(line.startswith("|--") for line in lines)
         self.expect(look["tables"] == tables, page, f"{look['tables']} tables in place of {tables}")
+
+    def place(self, page, title, look, titles):
         for wanted in titles:
             self.expect(wanted in look["entries"], page, f"the navigation has no entry {wanted!r}")
         self.expect(title in look["chosen"], page, f"the navigation shows {look['chosen']}, not {title!r}")
@@ -223,9 +243,12 @@ class Checker:
         self.expect((look["lightness"] < 0.1) if is_dark else (look["lightness"] > 0.9), page,
                     f"the page's ground is {'too light' if is_dark else 'too dark'}: {look['lightness']:.2f}")
         self.expect("Segoe UI" in look["family"], page, f"the typeface is {look['family']!r}")
-        self.expect(not look["faint"], page, f"hardly readable: {look['faint']}")
+        self.colors(page, look)
         self.width(page, look, width)
         self.expect(not look["broken"], page, f"pictures that don't show: {look['broken']}")
+
+    def colors(self, page, look):
+        self.expect(not look["faint"], page, f"hardly readable: {look['faint']}")
 
     def width(self, page, look, width):
         self.expect(look["width"] <= width, page, f"it is {look['width']} wide on a screen of {width}: {look['wide']}")
@@ -235,33 +258,42 @@ class Checker:
 LOOKS = (("light", False, WIDE), ("dark", True, WIDE), ("narrow", False, NARROW), ("narrow-dark", True, NARROW))
 
 # What is planted in a page, and whether it makes the page too wide: it may scroll in itself.
-PLANTS = (
+WIDE_PLANTS = (
     ('<div style="min-width: 3000px">planted</div>', True),
     ('<div style="min-width: 3000px; margin-left: -3000px">planted and out on the left</div>', True),
     ('<div style="overflow: hidden"><div style="min-width: 3000px">planted and cut off</div></div>', True),
     ('<div style="overflow-x: auto"><div style="min-width: 3000px">planted and scrolling</div></div>', False),
 )
 
+# And whether it can hardly be read: it may stand on a shade, and on what the shade lets through.
+FAINT_PLANTS = (
+    ('<p style="background: white; color: #999">planted</p>', True),
+    ('<p style="background: white; color: black">planted and black</p>', False),
+    ('<p style="background: white; color: rgba(0, 0, 0, 0.3)">planted and nearly clear</p>', True),
+    ('<div style="background: white"><p style="background: rgba(0, 0, 0, 0.03); color: white">planted in a shade</p></div>', True),
+    ('<div style="background: white"><p style="background: rgba(0, 0, 0, 0.03); color: black">black in a shade</p></div>', False),
+)
 
-def prove_widths(folder, browser, checker):
-    """Whether the check of widths can fail: pages with a wide element, made of one that isn't too wide, in a folder of
-    their own beside all that they need."""
+
+def prove(folder, browser, checker, plants, judge):
+    """Whether a check can fail: pages with what is planted, made of one that has no fault, in a folder of their own beside
+    all that they need. The check tells a Checker what it sees of a page on a screen of a width."""
     page = (pathlib.Path(folder) / "index.html").read_text(encoding="utf-8")
     front = '<div class="textblock">'
     with tempfile.TemporaryDirectory() as planted:
         for path in pathlib.Path(folder).resolve().iterdir():
             (pathlib.Path(planted) / path.name).symlink_to(path)
-        for number, (plant, is_wide) in enumerate(PLANTS):
+        for number, (plant, is_fault) in enumerate(plants):
             name = f"planted{number}.html"
             (pathlib.Path(planted) / name).write_text(page.replace(front, front + plant, 1), encoding="utf-8")
             for look_name, is_dark, size in LOOKS:
                 browser.set_look(is_dark, size)
                 browser.open(name, planted)
                 probe = Checker()
-                probe.width(name, browser.look(), size[0])
+                judge(probe, name, browser.look(), size[0])
                 told = bool(probe.faults)
-                checker.expect(told == is_wide, f"{plant} ({look_name})",
-                               f"the check of widths {'tells' if told else 'does not tell'} of it: {probe.faults}")
+                checker.expect(told == is_fault, f"{plant} ({look_name})",
+                               f"the check {'tells' if told else 'does not tell'} of it: {probe.faults}")
 
 
 def check(folder, layout, screenshots):
@@ -276,7 +308,8 @@ def check(folder, layout, screenshots):
         checker.expect(link.endswith(": #nested-classes"), "dead link", link)
     site = Site(folder, screenshots)
     try:
-        prove_widths(folder, site, checker)
+        prove(folder, site, checker, WIDE_PLANTS, Checker.width)
+        prove(folder, site, checker, FAINT_PLANTS, lambda probe, name, look, _: probe.colors(name, look))
         site.complaints()  # of the planted pages
         for look_name, is_dark, size in LOOKS:
             site.set_look(is_dark, size)
@@ -290,7 +323,9 @@ def check(folder, layout, screenshots):
                     site.unfold_navigation(len(groups(layout)))
                 look = site.look()
                 if look_name == "light" and page in made:
-                    checker.content(where, title, look, made[page], [entry for entry, _ in pages])
+                    checker.content(where, look, made[page])
+                if look_name == "light" and page != REFERENCE:
+                    checker.place(where, title, look, [entry for entry, _ in pages])
                 checker.style(where, look, is_dark, size[0])
                 for complaint in site.complaints():
                     checker.expect(False, where, complaint)
