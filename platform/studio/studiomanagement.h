@@ -107,6 +107,6 @@ MLOX_EXPORT Platform_StudioFaces Platform_OpenStudio(IDirectMusic8* iRootP, cons
 /// keeps nothing for it. What stands between the studio and its file is told by Trouble and not printed, and
 /// another process has five seconds to let go of the file until it counts as trouble. Printed are two things
 /// of which Trouble doesn't tell: that a damaged file was set aside, and that last changes did not reach the
-/// file though there was no trouble until then. \param iPath the file; empty means the one that the
-/// environment names
+/// file though there was no trouble until then.
+/// \param iPath the file; empty means the one that the environment names
 MLOX_EXPORT Platform_StudioFaces Platform_OpenStudioForEdits(const std::string& iPath = {});
