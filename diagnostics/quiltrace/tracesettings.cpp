@@ -23,7 +23,11 @@ std::optional<Number> NumberOf(std::string_view iDigits, int iBase) {
   return number;
 }
 
-std::string Quoted(std::string_view iText) { return "\"" + std::string(iText) + "\""; }
+std::string Quoted(std::string_view iText) {
+  std::string quoted = "\"";
+  quoted += iText;  // "+" in front of a string is warned of by g++ 12 at -O3
+  return quoted + "\"";
+}
 
 void ReadCategory(std::string_view iWord, QuilTrace_Settings& ioSettings) {
   if (iWord == "all") {
