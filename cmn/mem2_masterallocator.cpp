@@ -22,8 +22,9 @@ constexpr std::uint32_t kMagic = 0x6D6C6F78;
 // Threads that allocate at once look in different places; more places than cores would only spread the
 // blocks.
 constexpr std::size_t kHints = 8;
-// What waits for a reader that has stopped for good must not take a machine's memory: 1.4 million events.
-constexpr std::size_t kMaxClassBytes = std::size_t{256} * 1024 * 1024;
+// What waits for a reader that has stopped for good must not take a machine's memory: a class may have this
+// part of it out, and these blocks in any case.
+constexpr std::size_t kShareOfMemory = 4;
 constexpr std::size_t kLeastMaxBlocks = 4;
 // A chunk has at least a sixteenth of the blocks that its class has already: a class that grows comes to its
 // end before it is out of places.
@@ -194,6 +195,7 @@ struct Mem2_MasterAllocator::Impl {
   struct Class {
     std::atomic<Chunk*> mChunks[kMaxChunks] = {};
     std::atomic<std::uint32_t> mCurrent{0};  // where the last block came from
+    std::atomic<std::uint64_t> mAbandoned{0};
 
     std::size_t Blocks() const noexcept {
       std::size_t blocks = 0;
@@ -205,17 +207,20 @@ struct Mem2_MasterAllocator::Impl {
       return blocks;
     }
 
-    // How many blocks a new chunk has that is to be about so many bytes. 0: the class has all it may have.
-    std::size_t BlocksOfChunk(std::size_t iBytes, std::size_t iStride) const noexcept {
+    std::size_t Abandoned() const noexcept { return mAbandoned.load(std::memory_order_relaxed); }
+
+    // How many blocks a new chunk has that is to be about so many bytes. 0: the class has all it may have,
+    // not counted what never comes back.
+    std::size_t BlocksOfChunk(std::size_t iBytes, std::size_t iStride,
+                              std::size_t iMostBytes) const noexcept {
       if (mChunks[kMaxChunks - 1].load(std::memory_order_acquire) != nullptr) return 0;
       const std::size_t blocks = Blocks();
-      const std::size_t most = std::max(kLeastMaxBlocks, kMaxClassBytes / iStride);
-      const std::size_t wanted = std::max({std::size_t{1}, iBytes / iStride, blocks / kLeastShare});
-      return std::min(wanted, most - std::min(most, blocks));
+      if (blocks >= Abandoned() + std::max(kLeastMaxBlocks, iMostBytes / iStride)) return 0;
+      return std::max({std::size_t{1}, iBytes / iStride, blocks / kLeastShare});
     }
   };
 
-  Impl();
+  explicit Impl(std::size_t iMostBytes);
   ~Impl();
 
   void* Take(const SizeClass& iClass) noexcept;
@@ -223,6 +228,7 @@ struct Mem2_MasterAllocator::Impl {
   void GrowAhead() noexcept;
   void GrowClassAhead(std::size_t iIndex) noexcept;
 
+  const std::size_t mMostBytes;  // of a class
   std::array<Class, kClasses> mClasses;
   // A bit for each class that has a chunk: few have, and their records lie far from each other.
   std::array<std::atomic<std::uint64_t>, (kClasses + 63) / 64> mUsedClasses{};
@@ -231,7 +237,6 @@ struct Mem2_MasterAllocator::Impl {
   std::atomic<std::uint64_t> mGrownInPlace{0};
   std::atomic<std::uint64_t> mRefused{0};
   std::atomic<std::uint64_t> mLockFailures{0};
-  std::atomic<std::uint64_t> mAbandoned{0};
   std::atomic<std::uint64_t> mBadFrees{0};
   Impl* mNextP = nullptr;  // in the registry
 };
@@ -253,7 +258,7 @@ constexpr Mem2_MasterAllocator::Presize kSharedPresizes[] = {{112, 64},  {240, 6
 
 }  // namespace
 
-Mem2_MasterAllocator::Impl::Impl() {
+Mem2_MasterAllocator::Impl::Impl(std::size_t iMostBytes) : mMostBytes(iMostBytes) {
   const std::lock_guard lock(sRegistryMutex);
   mNextP = static_cast<Impl*>(sFirstPoolP);
   sFirstPoolP = this;
@@ -330,6 +335,8 @@ void Mem2_MasterAllocator::Impl::GrowClassAhead(std::size_t iIndex) noexcept {
     total += chunkP->mBlocks;
     ++chunks;
   }
+  // What never comes back needs nothing free beside it.
+  total -= std::min<std::uint64_t>(total, mClasses[iIndex].Abandoned());
   // This runs often, and each word that is read is fetched from the thread that takes blocks from it. So no
   // more are read than it takes to see that half of the blocks are free.
   const std::uint64_t enough = total - total / 2;
@@ -340,7 +347,7 @@ void Mem2_MasterAllocator::Impl::GrowClassAhead(std::size_t iIndex) noexcept {
   if (free >= enough) return;
   // n more blocks make at least half of them free when free + n is at least used.
   while (free < total - free) {
-    const std::size_t perChunk = mClasses[iIndex].BlocksOfChunk(kAheadChunkBytes, stride);
+    const std::size_t perChunk = mClasses[iIndex].BlocksOfChunk(kAheadChunkBytes, stride, mMostBytes);
     const std::size_t missing = static_cast<std::size_t>(total - 2 * free);
     const std::size_t blocks = std::min(perChunk, std::max<std::size_t>(missing, total));
     if (Grow({iIndex, stride}, blocks, mGrownAhead) == nullptr) return;
@@ -352,7 +359,10 @@ void Mem2_MasterAllocator::Impl::GrowClassAhead(std::size_t iIndex) noexcept {
 Mem2_MasterAllocator::Mem2_MasterAllocator() : Mem2_MasterAllocator(kDefaultPresizes) {}
 
 Mem2_MasterAllocator::Mem2_MasterAllocator(std::span<const Presize> iPresizes)
-    : mImplP(std::make_unique<Impl>()) {
+    : Mem2_MasterAllocator(iPresizes, PSUtil_MemoryOfMachine() / kShareOfMemory) {}
+
+Mem2_MasterAllocator::Mem2_MasterAllocator(std::span<const Presize> iPresizes, std::size_t iMostBytes)
+    : mImplP(std::make_unique<Impl>(iMostBytes)) {
   for (const Presize& presize : iPresizes) {
     if (presize.mSize <= 0 || presize.mBlocks <= 0 || presize.mSize > kMaxBlockSize) continue;
     mImplP->Grow(ClassOf(presize.mSize), static_cast<std::size_t>(presize.mBlocks), mImplP->mGrownAtStart);
@@ -368,8 +378,8 @@ void* Mem2_MasterAllocator::Alloc(int iSize, Statistics*) {
     // The new chunk is open to all, so others may empty it before this thread comes to it; two rounds are
     // fair.
     for (int round = 0; round < 2; ++round) {
-      const std::size_t blocks =
-          mImplP->mClasses[sizeClass.mIndex].BlocksOfChunk(kInPlaceChunkBytes, sizeClass.mStride);
+      const std::size_t blocks = mImplP->mClasses[sizeClass.mIndex].BlocksOfChunk(
+          kInPlaceChunkBytes, sizeClass.mStride, mImplP->mMostBytes);
       if (mImplP->Grow(sizeClass, blocks, mImplP->mGrownInPlace) == nullptr) break;
       if (void* blockP = mImplP->Take(sizeClass)) return blockP;
     }
@@ -398,8 +408,8 @@ void Mem2_MasterAllocator::GrowAllAhead() {
   }
 }
 
-void Mem2_MasterAllocator::CountAbandoned(std::uint64_t iBlocks) noexcept {
-  mImplP->mAbandoned.fetch_add(iBlocks, std::memory_order_relaxed);
+void Mem2_MasterAllocator::CountAbandoned(std::uint64_t iBlocks, int iSize) noexcept {
+  mImplP->mClasses[ClassOf(iSize).mIndex].mAbandoned.fetch_add(iBlocks, std::memory_order_relaxed);
 }
 
 Mem2_MasterAllocator::Counters Mem2_MasterAllocator::GetCounters() const {
@@ -408,9 +418,9 @@ Mem2_MasterAllocator::Counters Mem2_MasterAllocator::GetCounters() const {
   counters.mGrownInPlace = mImplP->mGrownInPlace.load();
   counters.mRefused = mImplP->mRefused.load();
   counters.mLockFailures = mImplP->mLockFailures.load();
-  counters.mAbandoned = mImplP->mAbandoned.load();
   counters.mBadFrees = mImplP->mBadFrees.load();
   for (const Impl::Class& sizeClass : mImplP->mClasses) {
+    counters.mAbandoned += sizeClass.Abandoned();
     for (const std::atomic<Chunk*>& place : sizeClass.mChunks) {
       const Chunk* chunkP = place.load(std::memory_order_acquire);
       if (chunkP == nullptr) break;

@@ -16,8 +16,9 @@
 /// Alloc and Free take no lock. Free is one atomic operation and never fails. Alloc looks through a bounded
 /// number of words and takes a block with one atomic operation; only if every block of the class is out does
 /// it map more memory in place, which is counted: GrowAhead exists so that this doesn't happen. Memory is
-/// never given back to the system before the pool ends, so no Free is a system call. A class grows to 256 MB
-/// (4 blocks at least) and no further, so that a reader which has stopped for good doesn't take all memory.
+/// never given back to the system before the pool ends, so no Free is a system call. Of one size a quarter of
+/// the machine's memory can be out at most, so that a reader which has stopped for good doesn't take all of
+/// it.
 ///
 /// Which blocks are free stands in words beside the blocks, one bit a block, never in the blocks: there are
 /// no links that a late reader could follow, and none that need a tag.
@@ -55,14 +56,17 @@ class MLOX_EXPORT Mem2_MasterAllocator {
   Mem2_MasterAllocator();
   /// A pool with just these blocks at first. [main]
   explicit Mem2_MasterAllocator(std::span<const Presize> iPresizes);
+  /// The same with another end: about iMostBytes bytes of blocks of a size, 4 blocks at least. Abandoned ones
+  /// don't count. [main]
+  Mem2_MasterAllocator(std::span<const Presize> iPresizes, std::size_t iMostBytes);
   Mem2_MasterAllocator(const Mem2_MasterAllocator&) = delete;
   Mem2_MasterAllocator& operator=(const Mem2_MasterAllocator&) = delete;
   /// Gives all memory back. Blocks that are out are gone with it. [main]
   ~Mem2_MasterAllocator();
 
   /// A block of at least iSize bytes, aligned to 16, or null if iSize is below 0 or above kMaxBlockSize, if
-  /// 256 MB of blocks of this size are out, or if there is no memory. iStatisticsP: passed through untouched.
-  /// [any] Lock-free and bounded while the class has free blocks.
+  /// as many of this size are out as may be, or if there is no memory. iStatisticsP: passed through
+  /// untouched. [any] Lock-free and bounded while the class has free blocks.
   void* Alloc(int iSize, Statistics* iStatisticsP);
 
   /// Gives a block of this pool back; null is ignored, a second Free of the same block is reported and
@@ -75,8 +79,9 @@ class MLOX_EXPORT Mem2_MasterAllocator {
   /// GrowAhead for each pool of the process. [main]
   static void GrowAllAhead();
 
-  /// Notes iBlocks blocks as dropped by their owner: they stay out for ever. [any] Wait-free.
-  void CountAbandoned(std::uint64_t iBlocks) noexcept;
+  /// Notes iBlocks blocks that were asked for with iSize as dropped by their owner: they stay out for ever.
+  /// [any] Wait-free.
+  void CountAbandoned(std::uint64_t iBlocks, int iSize) noexcept;
 
   /// What the pool has met so far. [any but real-time]
   Counters GetCounters() const;

@@ -36,3 +36,7 @@ void PSUtil_PageAlignedFree(void* iBlockP) {
 bool PSUtil_VMLock(void* iBlockP, std::size_t iSize) { return mlock(iBlockP, iSize) == 0; }
 
 bool PSUtil_VMUnlock(void* iBlockP, std::size_t iSize) { return munlock(iBlockP, iSize) == 0; }
+
+std::size_t PSUtil_MemoryOfMachine() {
+  return static_cast<std::size_t>(sysconf(_SC_PHYS_PAGES)) * PageSize();
+}

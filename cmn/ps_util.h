@@ -20,3 +20,6 @@ MLOX_EXPORT bool PSUtil_VMLock(void* iBlockP, std::size_t iSize);
 
 /// Takes PSUtil_VMLock back. False if the system refuses. [any but real-time]
 MLOX_EXPORT bool PSUtil_VMUnlock(void* iBlockP, std::size_t iSize);
+
+/// Bytes of physical memory. [any but real-time]
+MLOX_EXPORT std::size_t PSUtil_MemoryOfMachine();

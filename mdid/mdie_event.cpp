@@ -207,7 +207,7 @@ void Mdie_Event::LongSysexDestruct() {
 }
 
 void Mdie_Event::CountBlockAsAbandoned() const {
-  if (mU.mBase.mType == kLongSysex) Mem2_MasterAllocator::Shared().CountAbandoned(1);
+  if (mU.mBase.mType == kLongSysex) Mem2_MasterAllocator::Shared().CountAbandoned(1, mU.mLongSysex.mLength);
 }
 
 // ---- Mdie_SysexEvent ----

@@ -17,6 +17,7 @@ namespace {
 
 constexpr char kAssertSource[] = "mlox/mlox_directmidi/mlox_dm_buffereddelivery";
 constexpr uint32_t kTraceCategory = 0x2000F27;
+constexpr int kEventSize = static_cast<int>(sizeof(Mlox_DM_QueuedEvent));
 
 // How far a clear pulls, in samples. A small constant on purpose and not the largest time: the drain ends at
 // the first event beyond it, and what lies there is dropped without being freed.
@@ -119,9 +120,8 @@ int32_t Mlox_DM_BufferedDelivery::InternalQueryInterface(const _qcfUID& iUID, vo
 
 void Mlox_DM_BufferedDelivery::WriteEvent(const Mdie_Timestamp& iTimestamp, const Mdie_Event& iEvent,
                                           int16_t iChannel, const Mlox_OutputContextRef& iContext) {
-  constexpr int kSize = static_cast<int>(sizeof(Mlox_DM_QueuedEvent));
-  void* const blockP = mAllocatorP->Alloc(kSize, &sStatistics);
-  QUIL_TRACE(kTraceCategory, "Mlox_DM_BufferedDelivery alloc %p %d", blockP, kSize);
+  void* const blockP = mAllocatorP->Alloc(kEventSize, &sStatistics);
+  QUIL_TRACE(kTraceCategory, "Mlox_DM_BufferedDelivery alloc %p %d", blockP, kEventSize);
   if (blockP == nullptr) return;
   auto* const elementP = new (blockP) Mlox_DM_QueuedEvent;
   // A long sysex is copied deep here, on the writer's thread.
@@ -147,7 +147,7 @@ int32_t Mlox_DM_BufferedDelivery::FindQueueTimestampedIndex(const Mlox_OutputCon
 
 void Mlox_DM_BufferedDelivery::CountAsAbandoned(const Mlox_DM_QueuedEvent& iEvent) {
   iEvent.mTimedEvent.mEvent.CountBlockAsAbandoned();
-  mAllocatorP->CountAbandoned(1);
+  mAllocatorP->CountAbandoned(1, kEventSize);
 }
 
 void Mlox_DM_BufferedDelivery::ClearQueues() { Clear(EClear::kWhilePlaying); }
@@ -159,7 +159,7 @@ void Mlox_DM_BufferedDelivery::Clear(EClear iHow) {
   if (inside.IsAlone() && (!IsMessageHeld() || iHow == EClear::kForGood)) Drain();
   // Also when another thread is in a pull: that race is left open on purpose, and costs no more than an event
   // that is dropped and yet delivered.
-  mAllocatorP->CountAbandoned(static_cast<uint64_t>(mEventQueueTimestamped->ClearEvents()));
+  mAllocatorP->CountAbandoned(static_cast<uint64_t>(mEventQueueTimestamped->ClearEvents()), kEventSize);
 }
 
 void Mlox_DM_BufferedDelivery::Drain() {

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "cmn/ps_util.h"
 #include "tests/support/assert_recorder.h"
 #include "tests/support/sanitizers.h"
 
@@ -193,14 +194,16 @@ TEST(Mem2_MasterAllocatorTest, GrowthInPlaceGoesOnHoweverManyBlocksAreOut) {
   for (void* blockP : blocks) pool.Free(blockP, nullptr);
 }
 
-TEST(Mem2_MasterAllocatorTest, ASizeOfWhich256MegabytesAreOutIsRefused) {
-  constexpr int kSize = 64 * 1024 - 16;
-  constexpr std::size_t kMost = 256 * 16;
-  Mem2_MasterAllocator pool(std::span<const Presize>{});
+constexpr std::size_t kMostBytes = 4 * 1024 * 1024;
+constexpr int kBlockSize = 64 * 1024 - 16;
+constexpr std::size_t kMostBlocks = kMostBytes / (64 * 1024);
+
+TEST(Mem2_MasterAllocatorTest, ASizeOfWhichAsMuchIsOutAsMayBeIsRefused) {
+  Mem2_MasterAllocator pool(std::span<const Presize>{}, kMostBytes);
   std::vector<void*> blocks;
-  while (blocks.size() < kMost) blocks.push_back(pool.Alloc(kSize, nullptr));
-  EXPECT_EQ(std::count(blocks.begin(), blocks.end(), nullptr), 0);
-  EXPECT_EQ(pool.Alloc(kSize, nullptr), nullptr);
+  while (void* blockP = pool.Alloc(kBlockSize, nullptr)) blocks.push_back(blockP);
+  EXPECT_GE(blocks.size(), kMostBlocks);
+  EXPECT_LT(blocks.size(), kMostBlocks + 8) << "a chunk more at most";
   EXPECT_EQ(pool.GetCounters().mRefused, 1u);
   const std::uint64_t bytes = pool.GetCounters().mBytes;
   pool.GrowAhead();
@@ -209,14 +212,53 @@ TEST(Mem2_MasterAllocatorTest, ASizeOfWhich256MegabytesAreOutIsRefused) {
   EXPECT_NE(otherP, nullptr) << "other sizes have their own";
   pool.Free(otherP, nullptr);
   pool.Free(blocks.back(), nullptr);
-  blocks.back() = pool.Alloc(kSize, nullptr);
+  blocks.back() = pool.Alloc(kBlockSize, nullptr);
   EXPECT_NE(blocks.back(), nullptr) << "what comes back can be had again";
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, AQuarterOfTheMemoryIsTheEndWhereNoneIsGiven) {
+  // Too much to be taken: that more is there than the small ends of these tests must do.
+  EXPECT_GT(PSUtil_MemoryOfMachine(), std::size_t{512} * 1024 * 1024);
+  Mem2_MasterAllocator pool(std::span<const Presize>{});
+  std::vector<void*> blocks;
+  while (blocks.size() < 2 * kMostBlocks) blocks.push_back(pool.Alloc(kBlockSize, nullptr));
+  EXPECT_EQ(std::count(blocks.begin(), blocks.end(), nullptr), 0);
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, AbandonedBlocksDontCountAgainstTheEndOfTheirSize) {
+  Mem2_MasterAllocator pool(std::span<const Presize>{}, kMostBytes);
+  constexpr int kRounds = 10;
+  for (int round = 0; round < kRounds; ++round) {
+    for (std::size_t i = 0; i < kMostBlocks; ++i)
+      ASSERT_NE(pool.Alloc(kBlockSize, nullptr), nullptr) << round;
+    pool.CountAbandoned(kMostBlocks, kBlockSize);
+  }
+  EXPECT_EQ(pool.GetCounters().mAbandoned, kRounds * kMostBlocks);
+  std::vector<void*> blocks;
+  while (void* blockP = pool.Alloc(kBlockSize, nullptr)) blocks.push_back(blockP);
+  EXPECT_GE(blocks.size(), kMostBlocks);
+  for (void* blockP : blocks) pool.Free(blockP, nullptr);
+}
+
+TEST(Mem2_MasterAllocatorTest, GrowAheadNeedsNothingFreeBesideAbandonedBlocks) {
+  const Presize presize[] = {{136, 100}};
+  Mem2_MasterAllocator pool(presize);
+  std::vector<void*> blocks;
+  for (int i = 0; i < 80; ++i) blocks.push_back(pool.Alloc(136, nullptr));
+  pool.CountAbandoned(60, 136);
+  pool.GrowAhead();
+  EXPECT_EQ(pool.GetCounters().mBlocks, 100u) << "20 of the 40 that come back are free";
+  blocks.push_back(pool.Alloc(136, nullptr));
+  pool.GrowAhead();
+  EXPECT_GT(pool.GetCounters().mBlocks, 100u);
   for (void* blockP : blocks) pool.Free(blockP, nullptr);
 }
 
 TEST(Mem2_MasterAllocatorTest, FourBlocksOfTheLargestSizesCanBeHad) {
   constexpr int kSize = 100 * 1024 * 1024;
-  Mem2_MasterAllocator pool(std::span<const Presize>{});
+  Mem2_MasterAllocator pool(std::span<const Presize>{}, kMostBytes);
   std::vector<void*> blocks;
   for (int i = 0; i < 4; ++i) blocks.push_back(pool.Alloc(kSize, nullptr));
   EXPECT_EQ(std::count(blocks.begin(), blocks.end(), nullptr), 0);
@@ -355,7 +397,7 @@ TEST(Mem2_MasterAllocatorTest, AbandonedBlocksAreCountedAndStayOut) {
   Mem2_MasterAllocator pool(presize);
   pool.Alloc(136, nullptr);
   pool.Alloc(136, nullptr);
-  pool.CountAbandoned(2);
+  pool.CountAbandoned(2, 136);
   EXPECT_EQ(pool.GetCounters().mAbandoned, 2u);
   EXPECT_EQ(pool.GetCounters().mBlocksInUse, 2u);
 }

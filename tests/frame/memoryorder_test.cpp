@@ -131,8 +131,8 @@ const std::map<std::string, std::set<std::string>>& AllowedWeakOrders() {
         "chunkP compare_exchange_strong acq_rel", "mChunks load acquire", "place load acquire",
         "places load acquire", "mUsedClasses fetch_or release", "mUsedClasses load acquire",
         "hint load relaxed", "hint store relaxed", "mCurrent load relaxed", "mCurrent store relaxed",
-        "ioCounter fetch_add relaxed", "mAbandoned fetch_add relaxed", "mBadFrees fetch_add relaxed",
-        "mLockFailures fetch_add relaxed", "mRefused fetch_add relaxed"}},
+        "ioCounter fetch_add relaxed", "mAbandoned fetch_add relaxed", "mAbandoned load relaxed",
+        "mBadFrees fetch_add relaxed", "mLockFailures fetch_add relaxed", "mRefused fetch_add relaxed"}},
       // A writer releases what it has linked and the reader acquires it; a link is a writer's own until then,
       // and the reader's from then on.
       {"cmn/ps_atomicfifo",

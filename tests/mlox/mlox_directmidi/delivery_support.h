@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 #include <ostream>
 #include <vector>
 
@@ -92,7 +93,9 @@ class Test_DeliveryOwner : public Mlox_DM_BufferedDelivery_Owner {
 /// A buffered delivery of one reference over a small pool of its own, with the manager's three contexts.
 class Test_Delivery {
  public:
-  Test_Delivery() : mAllocator(Presizes()) {
+  /// \param iMostBytes what the pool may have of blocks of one size
+  explicit Test_Delivery(std::size_t iMostBytes = std::numeric_limits<std::size_t>::max())
+      : mAllocator(Presizes(), iMostBytes) {
     const Mlox_Manager* const managerP = Mlox_Manager::Singleton();
     mContexts = {managerP->GetImmediateOutputContext(), managerP->GetPatchThruContext(),
                  managerP->GetSlightlyEarlyPlayerContext()};

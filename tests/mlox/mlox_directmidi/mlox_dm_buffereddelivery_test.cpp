@@ -391,10 +391,12 @@ TEST(Mlox_DM_BufferedDeliveryTest, ALongSysexWhoseCopyFindsNoBlockReportsAndIsNe
   EXPECT_EQ(delivery.InUse(), 0u);
 }
 
+constexpr std::size_t kSmallPool = 1024 * 1024;
+
 TEST(Mlox_DM_BufferedDeliveryTest, AnEventForWhichThereIsNoBlockIsDroppedWithoutAWord) {
   Test_AssertRecorder recorder;
-  Test_Delivery delivery;
-  constexpr uint64_t kWrites = 65000;  // more blocks of one size than a pool ever has
+  Test_Delivery delivery(kSmallPool);
+  constexpr uint64_t kWrites = 20000;  // more blocks than such a pool ever has
   for (uint64_t i = 0; i < kWrites; ++i) delivery.WriteNow(Note(1));
   const auto counters = delivery.mAllocator.GetCounters();
   ASSERT_GT(counters.mRefused, 0u);
@@ -682,9 +684,24 @@ TEST(Mlox_DM_BufferedDeliveryTest, WithTheCategoryOffNothingIsTraced) {
   EXPECT_THAT(trace.sLines, IsEmpty());
 }
 
+TEST(Mlox_DM_BufferedDeliveryTest, WhatStopsDropForGoodTakesNothingFromWhatMayWait) {
+  Test_Delivery delivery(kSmallPool);
+  constexpr int kStops = 100;
+  constexpr int kAhead = 1000;
+  constexpr int64_t kLater = 480000;  // farther than a stop drains
+  for (int stop = 0; stop < kStops; ++stop) {
+    for (int i = 0; i < kAhead; ++i) delivery.Write(kLater, Note(1));
+    delivery->ClearQueues();
+  }
+  EXPECT_EQ(delivery.Abandoned(), static_cast<uint64_t>(kStops) * kAhead);
+  EXPECT_EQ(delivery.mAllocator.GetCounters().mRefused, 0u);
+  delivery.Write(1, Note(2));
+  EXPECT_THAT(delivery.Pull(0, 63), ElementsAre(NoteAt(1, 2)));
+}
+
 TEST(Mlox_DM_BufferedDeliveryTest, TheAllocationIsTracedAlsoWhenThereIsNoBlock) {
-  Test_Delivery delivery;
-  for (int i = 0; i < 65000; ++i) delivery.WriteNow(Note(1));
+  Test_Delivery delivery(kSmallPool);
+  for (int i = 0; i < 20000; ++i) delivery.WriteNow(Note(1));
   ASSERT_GT(delivery.mAllocator.GetCounters().mRefused, 0u);
   const Test_TraceSite trace(0x2000F27);
   delivery.WriteNow(Note(1));
