@@ -838,6 +838,32 @@ TEST(Mlox_DM_BufferedDeliveryTest, AnEventThatAClearTakesUnderAPullAndAJumpBackC
   EXPECT_EQ(delivery.Abandoned(), 2u);
 }
 
+// As above, with an event that no pull hands out: what was taken away under it is left alone all the same.
+TEST(Mlox_DM_BufferedDeliveryTest, AnEventOfNoMessagesThatAClearTakesUnderAPullIsNotFreedAsWellReport) {
+  const Test_AssertMode mode(Cmn_Assert::kReport);
+  Test_Delivery delivery;
+  delivery.Write(0, Mdie_Event(), 0);
+  Mlox_DM_QueuedEvent* const untimedP = WriteToKnownBlock(delivery, 0, Note(1), 1);
+  ASSERT_NE(untimedP, nullptr);
+  untimedP->mTimedEvent.mTimestamp = Mdie_Timestamp();
+  int reports = 0;
+  {
+    const Test_CallOnReport otherThread([&] {
+      if (++reports == 1) delivery->ClearQueues();
+    });
+    delivery->ClearQueues();
+  }
+  EXPECT_EQ(reports, 2) << "a time that is none, and an event that is no head any more";
+  EXPECT_EQ(delivery.Abandoned(), 2u);
+  EXPECT_EQ(delivery.InUse(), 2u)
+      << "freed as well, its block would be the next writer's and counted as lost";
+  delivery.Write(1, Mdie_Event());
+  delivery.Write(2, Note(2));
+  EXPECT_THAT(delivery.Pull(0, 63), ElementsAre(NoteAt(2, 2)));
+  EXPECT_EQ(delivery.InUse(), 2u) << "the events behind it are freed";
+  EXPECT_EQ(delivery.Abandoned(), 2u);
+}
+
 // ---- queries ----
 
 TEST(Mlox_DM_BufferedDeliveryTest, QueryInterfaceAnswersForTheDeliveryInterface) {
