@@ -39,6 +39,15 @@ class NamedListener : public MidiOutputIDMapper_Listener, public Test_NamedListe
   void MidiOutputIDMapper_IDsChanged() override { Hear(); }
 };
 
+// An application's listener of the manager that stands before the mapper's own.
+class EarlyManagerListener : public Mlox_Manager_Listener {
+ public:
+  void Mlox_Manager_OutputsChanged(bool) override {
+    if (mAct) mAct();
+  }
+  std::function<void()> mAct;
+};
+
 class MidiOutputIDMapperTest : public Test_ManagerFixture {
  protected:
   MidiOutputIDMapperTest() : mServiceP(new Test_FakeService("service")) {
@@ -191,6 +200,25 @@ TEST_F(MidiOutputIDMapperTest, AnIDOutsideReportsAndIsTheNoneEntry) {
   ASSERT_THAT(recorder.Texts(), ElementsAre(text, text, text));
   EXPECT_EQ(recorder.Reports()[0].mSource, "mlox/midioutputidmapper");
   EXPECT_FALSE(recorder.Reports()[0].mThrowing);
+}
+
+TEST_F(MidiOutputIDMapperTest, AnOldIDLookedUpInsideAnEarlierManagerListenerIsAnsweredWithoutACrash) {
+  EarlyManagerListener early;
+  Manager().AddListener(&early);
+  AddDevice("Synth", 0xFFFF);
+  ASSERT_EQ(MidiOutputIDMapper::GetMaxID(), 16);
+  // The first look-up has installed the mapper's own listener, behind the early one.
+  mServiceP->mDevices.clear();
+  Manager().ServiceOutputListChanged(mServiceP, true);
+  const Test_AssertRecorder recorder;
+  bool isCalled = false;
+  early.mAct = [&] {
+    isCalled = true;
+    EXPECT_EQ(MidiOutputIDMapper::IDToDevice(16), nullptr);
+    EXPECT_EQ(MidiOutputIDMapper::IDToOutput(16), nullptr);
+  };
+  Manager().CheckStudioSetup();
+  EXPECT_TRUE(isCalled);
 }
 
 // ---- changes ----
