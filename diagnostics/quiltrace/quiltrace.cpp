@@ -46,7 +46,7 @@ constexpr std::size_t kRingRecords = 4096;
 constexpr std::chrono::milliseconds kRound{5};
 // How long the end waits for a thread that was stopped while it was leaving a line.
 constexpr std::chrono::milliseconds kPatience{1000};
-constexpr std::size_t kMostCategories = 64;
+constexpr std::size_t kMostCategories = QuilTrace_Settings::kMostCategories;
 
 // What callers use. It is made at compile time and needs no destructor: threads may trace while the process
 // ends.

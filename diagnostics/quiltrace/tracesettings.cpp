@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <limits>
 #include <optional>
 #include <string_view>
 
@@ -57,12 +58,12 @@ void ReadFileSize(std::string_view iText, QuilTrace_Settings& ioSettings) {
   if (iText.empty()) return;
   std::string_view digits = iText;
   const int shift = ShiftOf(digits);
-  const auto number = NumberOf<std::uint32_t>(digits, 10);
-  if (!number) {
+  const auto number = NumberOf<std::size_t>(digits, 10);
+  if (!number || *number > std::numeric_limits<std::size_t>::max() >> shift) {
     ioSettings.mFaults.push_back("no size of a trace file: " + Quoted(iText));
     return;
   }
-  const std::size_t bytes = static_cast<std::size_t>(*number) << shift;
+  const std::size_t bytes = *number << shift;
   ioSettings.mFileBytes = bytes == 0 ? 0 : std::max(bytes, QuilTrace_Settings::kLeastFileBytes);
 }
 

@@ -15,8 +15,10 @@
 /// | MLOX_TRACE | "all", or hexadecimal categories with commas between them; unset or empty: tracing is off |
 /// | MLOX_TRACE_FILE | The file that lines are appended to; unset or empty: standard error |
 /// | MLOX_TRACE_FILE_SIZE | Bytes that it may grow to, or with k, M or G behind; 0: no limit |
-/// | MLOX_TRACE_FILES | How many full files are kept beside it |
+/// | MLOX_TRACE_FILES | How many full files are kept beside it, kMostOlderFiles at most |
 struct QuilTrace_Settings {
+  /// How many categories are on at most, the first ones of more; "all" has no such limit.
+  static constexpr std::size_t kMostCategories = 64;
   /// What a file may grow to where nothing else is asked for.
   static constexpr std::size_t kUsualFileBytes = 10 * 1024 * 1024;
   /// The smallest limit that is taken; less would turn over files line by line.

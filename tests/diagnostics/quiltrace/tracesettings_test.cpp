@@ -60,7 +60,16 @@ TEST(QuilTrace_SettingsTest, WordsThatAreNoCategoriesAreToldOneByOneAndTheOthers
 
 TEST(QuilTrace_SettingsTest, ASizeHasBytesOrALetterForPowersOf1024) {
   const std::vector<std::pair<std::string, std::size_t>> sizes = {
-      {"5000", 5000}, {"64k", 65536}, {"2M", 2097152}, {"3G", 3221225472}, {"0", 0}, {"0k", 0}, {"10", 1024},
+      {"5000", 5000},
+      {"64k", 65536},
+      {"2M", 2097152},
+      {"3G", 3221225472},
+      {"0", 0},
+      {"0k", 0},
+      {"10", 1024},
+      {"5000000000", 5000000000},
+      {"18446744073709551615", 18446744073709551615U},
+      {"17179869183G", 17179869183U << 30},
   };
   for (const auto& [text, bytes] : sizes) {
     const QuilTrace_Settings settings = ReadWith("MLOX_TRACE_FILE_SIZE", text);
@@ -70,7 +79,7 @@ TEST(QuilTrace_SettingsTest, ASizeHasBytesOrALetterForPowersOf1024) {
 }
 
 TEST(QuilTrace_SettingsTest, WhatIsNoSizeIsToldAndTheUsualOneHolds) {
-  for (const std::string text : {"big", "M", "5T", "5 k", "-1", "5000000000"}) {
+  for (const std::string text : {"big", "M", "5T", "5 k", "-1", "18446744073709551616", "17179869184G"}) {
     const QuilTrace_Settings settings = ReadWith("MLOX_TRACE_FILE_SIZE", text);
     EXPECT_EQ(settings.mFileBytes, QuilTrace_Settings::kUsualFileBytes) << text;
     EXPECT_THAT(settings.mFaults, ElementsAre("no size of a trace file: \"" + text + "\""));

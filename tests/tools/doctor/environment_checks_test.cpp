@@ -76,14 +76,15 @@ TEST_F(EnvironmentChecks, OtherWordsThanThereAreCountForNothing) {
 }
 
 TEST_F(EnvironmentChecks, NumbersOfTraceFilesAreNumbers) {
-  for (const char* const size : {"k", "10 M", "-1", "4294967296", "1.5G", "10m"}) {
+  for (const char* const size : {"k", "10 M", "-1", "18446744073709551616", "17179869184G", "1.5G", "10m"}) {
     ExpectWrong("MLOX_TRACE_FILE_SIZE", size, "no number of bytes", "export MLOX_TRACE_FILE_SIZE=10M");
   }
   for (const char* const files : {"many", "-1", "3k"}) {
     ExpectWrong("MLOX_TRACE_FILES", files, "no number of files", "export MLOX_TRACE_FILES=3");
   }
   Set("MLOX_TRACE_FILES", "5");
-  for (const char* const size : {"", "0", "10M", "1k", "4294967295G"}) {
+  for (const char* const size :
+       {"", "0", "10M", "1k", "5000000000", "18446744073709551615", "17179869183G"}) {
     Set("MLOX_TRACE_FILE_SIZE", size);
     Test_ExpectOk(Check(), "MLOX_TRACE_FILES");
   }
@@ -269,6 +270,23 @@ TEST_F(EnvironmentChecks, ATracingLibraryWritesTheCategoriesThatStandBesideWhatI
                 "/lib/libQuilTrace.so writes MLOX_TRACE=xyz,4000E0F, but for what is no category");
   Set("MLOX_TRACE", "0x4,4000E0F");
   EXPECT_EQ(CheckTracing(mMachine).mSeen, "/lib/libQuilTrace.so writes MLOX_TRACE=0x4,4000E0F");
+}
+
+TEST_F(EnvironmentChecks, ATracingLibraryWritesTheFirst64CategoriesOnly) {
+  mMachine.mTracing.mLibrary = "/lib/libQuilTrace.so";
+  std::string categories = "1";
+  for (int i = 2; i <= 64; ++i) categories += "," + std::to_string(i);
+  Set("MLOX_TRACE", categories);
+  Test_ExpectOk(Check(), "MLOX_TRACE");
+  EXPECT_EQ(CheckTracing(mMachine).mSeen, "/lib/libQuilTrace.so writes MLOX_TRACE=" + categories);
+  Set("MLOX_TRACE", categories + ",65");
+  Test_ExpectWrong(Check(),
+                   "MLOX_TRACE=" + categories + ",65: of so many categories only the first 64 are on",
+                   {"export MLOX_TRACE=all"});
+  EXPECT_EQ(CheckTracing(mMachine).mSeen,
+            "/lib/libQuilTrace.so writes the first 64 categories of MLOX_TRACE=" + categories + ",65");
+  Set("MLOX_TRACE", categories + ",65,all");
+  EXPECT_EQ(CheckTracing(mMachine).mSeen, "/lib/libQuilTrace.so writes MLOX_TRACE=" + categories + ",65,all");
 }
 
 TEST_F(EnvironmentChecks, ATracingLibraryThatLacksNamesIsNotUsed) {

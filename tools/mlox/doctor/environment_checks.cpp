@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <limits>
 #include <sstream>
 #include <string_view>
 #include <utility>
 
+#include "diagnostics/quiltrace/tracesettings.h"
 #include "tools/mlox/doctor/driver_checks.h"
 #include "tools/mlox/doctor/mending.h"
 #include "tools/mlox/doctor/options.h"
@@ -85,6 +87,14 @@ bool IsTraceCategory(std::string_view iWord) {
   return result.ec == std::errc() && result.ptr == endP;
 }
 
+// Whether some of the categories that are asked for are not on.
+bool HasTooManyCategories(const std::string& iAsked) {
+  const std::vector<std::string> words = Split(iAsked);
+  if (std::find(words.begin(), words.end(), "all") != words.end()) return false;
+  const auto categories = std::count_if(words.begin(), words.end(), IsTraceCategory);
+  return static_cast<std::size_t>(categories) > QuilTrace_Settings::kMostCategories;
+}
+
 void CheckTraceCategories(const Machine& iMachine, Findings& ioFindings) {
   const std::string value = iMachine.Variable("MLOX_TRACE");
   for (const std::string& word : Split(value)) {
@@ -95,6 +105,11 @@ void CheckTraceCategories(const Machine& iMachine, Findings& ioFindings) {
         {kMendOfCategories}));
     return;
   }
+  if (!HasTooManyCategories(value)) return;
+  ioFindings.push_back(Wrong(kName,
+                             fmt::format("{}: of so many categories only the first {} are on",
+                                         Setting("MLOX_TRACE", value), QuilTrace_Settings::kMostCategories),
+                             {kMendOfCategories}));
 }
 
 bool IsCount(std::string_view iText) {
@@ -104,10 +119,24 @@ bool IsCount(std::string_view iText) {
   return result.ec == std::errc() && result.ptr == endP;
 }
 
+// A number of bytes that a machine counts, or of kilobytes and so on by the letter behind it.
+bool IsFileSize(std::string_view iText) {
+  constexpr std::string_view kLetters = "kMG";
+  int shift = 0;
+  if (const std::size_t at = kLetters.find(iText.back()); at != std::string_view::npos) {
+    shift = 10 * (static_cast<int>(at) + 1);
+    iText.remove_suffix(1);
+  }
+  std::size_t number = 0;
+  const char* const endP = iText.data() + iText.size();
+  const std::from_chars_result result = std::from_chars(iText.data(), endP, number);
+  return result.ec == std::errc() && result.ptr == endP &&
+         number <= std::numeric_limits<std::size_t>::max() >> shift;
+}
+
 void CheckTraceNumbers(const Machine& iMachine, Findings& ioFindings) {
   const std::string size = iMachine.Variable("MLOX_TRACE_FILE_SIZE");
-  const bool hasUnit = !size.empty() && std::string_view("kMG").find(size.back()) != std::string_view::npos;
-  if (!size.empty() && !IsCount(std::string_view(size).substr(0, size.size() - (hasUnit ? 1 : 0)))) {
+  if (!size.empty() && !IsFileSize(size)) {
     ioFindings.push_back(Wrong(kName,
                                fmt::format("{}: no number of bytes, with k, M or G behind it or nothing",
                                            Setting("MLOX_TRACE_FILE_SIZE", size)),
@@ -268,9 +297,12 @@ Finding WhatIsTraced(const std::string& iLibrary, const std::string& iAsked) {
         fmt::format("{} is there, but {} names no category, so nothing is traced", iLibrary, setting),
         {kMendOfCategories});
   }
+  const std::string first = HasTooManyCategories(iAsked) ? fmt::format("the first {} categories of ",
+                                                                       QuilTrace_Settings::kMostCategories)
+                                                         : "";
   const bool isWhole = static_cast<std::size_t>(categories) == words.size();
-  return Ok(kTracing,
-            fmt::format("{} writes {}{}", iLibrary, setting, isWhole ? "" : ", but for what is no category"));
+  return Ok(kTracing, fmt::format("{} writes {}{}{}", iLibrary, first, setting,
+                                  isWhole ? "" : ", but for what is no category"));
 }
 
 }  // namespace
