@@ -111,7 +111,7 @@ class Root final : public IDirectMusic8,
   void SetIdentityTable(Platform_IdentityTable* iTableP) override;
   void Watch(Platform_PresenceWatcher* iWatcherP) override;
   void Unwatch(Platform_PresenceWatcher* iWatcherP) override;
-  void IdentitiesChanged() override { PortsMayHaveChanged(); }
+  void IdentitiesChanged() override;
 
   void StopAtExit();
 
@@ -308,6 +308,18 @@ void Root::Unwatch(Platform_PresenceWatcher* iWatcherP) {
   const std::lock_guard lock(mMutex);
   std::erase(mWatchers, iWatcherP);
   StopDriversIfIdle();
+}
+
+void Root::IdentitiesChanged() {
+  {
+    const std::lock_guard lock(mMutex);
+    if (!mDriversRun) {
+      return;
+    }
+    Rescan();
+    WakeWorker();
+  }
+  ReportChanges();
 }
 
 // ---- what ports and drivers ask ----

@@ -34,8 +34,8 @@ struct IPlatformPresence : IUnknown {
   virtual void Watch(Platform_PresenceWatcher* iWatcherP) = 0;
   /// Ends it; returns when no report to the watcher runs.
   virtual void Unwatch(Platform_PresenceWatcher* iWatcherP) = 0;
-  /// What the table answers has changed: soon all ports are identified again and watchers are told. A port
-  /// that is held open follows its GUID to other hardware. Only posts. [any thread]
+  /// What the table answers has changed: all ports are identified again and watchers told, before this
+  /// returns. A port that is held open follows its GUID to other hardware. Not from inside a watcher's call.
   virtual void IdentitiesChanged() = 0;
 
  protected:

@@ -14,6 +14,7 @@
 #include "platform/studio/studiokeys.h"
 #include "platform/studio/studiorawdevice.h"
 #include "platform/studio/studiotext.h"
+#include "platform/studio/studiowalk.h"
 
 namespace {
 
@@ -24,6 +25,14 @@ using std::chrono::milliseconds;
 constexpr milliseconds kPatience{45};
 constexpr std::int32_t kAllChannels = 0xFFFF;
 constexpr int kChannels = 16;
+
+using GroupWalk = Platform_StudioWalk<Platform_StudioCore::StateP>;
+
+// One for each group: a walk over both may count both first.
+GroupWalk& WalkOver(VARIANT_BOOL iOnline) {
+  static thread_local GroupWalk sWalks[2];
+  return sWalks[iOnline != VARIANT_FALSE ? 1 : 0];
+}
 
 std::string NewGuid() {
   const std::string digits = Sys_Umid::Create().AsString();
@@ -170,7 +179,9 @@ HRESULT Platform_Studio::GetDeviceCount(VARIANT_BOOL iOnline, int* oCount) {
   if (oCount == nullptr) {
     return E_POINTER;
   }
-  *oCount = static_cast<int>(mCore->State()->Group(iOnline != VARIANT_FALSE).size());
+  const Platform_StudioCore::StateP state = mCore->State();
+  WalkOver(iOnline).Begin(mCore, {}, state);
+  *oCount = static_cast<int>(state->Group(iOnline != VARIANT_FALSE).size());
   return S_OK;
 }
 
@@ -180,8 +191,13 @@ HRESULT Platform_Studio::GetDevice(VARIANT_BOOL iOnline, int iIndex,
     return E_POINTER;
   }
   oDevice->reset();
-  const Platform_StudioCore::StateP state = mCore->State();
+  GroupWalk& walk = WalkOver(iOnline);
+  const Platform_StudioCore::StateP* const counted = walk.Find(mCore, {});
+  const Platform_StudioCore::StateP state = counted != nullptr ? *counted : mCore->State();
   const std::vector<Platform_StudioDeviceP>& group = state->Group(iOnline != VARIANT_FALSE);
+  if (static_cast<std::size_t>(iIndex) + 1 >= group.size()) {
+    walk.End();
+  }
   if (iIndex < 0 || static_cast<std::size_t>(iIndex) >= group.size()) {
     return E_INVALIDARG;
   }

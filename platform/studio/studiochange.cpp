@@ -187,6 +187,17 @@ bool Platform_StudioReplaces(const Platform_StudioChange& iLater, const Platform
   return std::visit(SameThing(), iLater, iEarlier);
 }
 
+bool Platform_StudioJoins(const Platform_StudioChange& iLater, Platform_StudioChange& ioEarlier) {
+  constexpr std::size_t kMostPorts = 512;
+  const auto* const later = std::get_if<Platform_StudioPutPorts>(&iLater);
+  auto* const earlier = std::get_if<Platform_StudioPutPorts>(&ioEarlier);
+  if (later == nullptr || earlier == nullptr || earlier->mPorts.size() + later->mPorts.size() > kMostPorts) {
+    return false;
+  }
+  earlier->mPorts.insert(earlier->mPorts.end(), later->mPorts.begin(), later->mPorts.end());
+  return true;
+}
+
 std::vector<Platform_StudioChange> Platform_StudioChangesThatMake(const Platform_StudioContents& iContents) {
   std::vector<Platform_StudioChange> changes;
   for (const Platform_StudioDeviceP& device : iContents.mRecords.mDevices) {

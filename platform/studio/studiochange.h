@@ -72,5 +72,10 @@ void Platform_StudioApply(const Platform_StudioChange& iChange, Platform_StudioC
 /// Whether a change that waits is made needless by a later one of the same thing.
 bool Platform_StudioReplaces(const Platform_StudioChange& iLater, const Platform_StudioChange& iEarlier);
 
+/// Makes a later change part of an earlier one that waits: ports, up to some hundreds. Making a change of
+/// ports costs a look at every row, so that one for each port would make thousands of them slow. \returns
+/// whether it did
+bool Platform_StudioJoins(const Platform_StudioChange& iLater, Platform_StudioChange& ioEarlier);
+
 /// The changes that make these contents out of nothing.
 std::vector<Platform_StudioChange> Platform_StudioChangesThatMake(const Platform_StudioContents& iContents);

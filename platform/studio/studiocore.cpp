@@ -55,6 +55,9 @@ void Platform_StudioCore::Queue(Platform_StudioChange iChange) {
   // From the back to the last change that makes or takes rows; what the worker has in hand stays.
   const std::size_t end = mChanges.size() - std::min(mChanges.size() - mInHand, kLookBack);
   for (std::size_t i = mChanges.size(); i > end; --i) {
+    if (Platform_StudioJoins(iChange, mChanges[i - 1])) {
+      return;
+    }
     if (Platform_StudioReplaces(iChange, mChanges[i - 1])) {
       mChanges[i - 1] = std::move(iChange);
       return;

@@ -12,8 +12,9 @@
 
 /// The process's one table of identities. Studios come and go, more than one at a time where one is opened to
 /// look beside another; the root keeps one table, so that no card changes its name when a studio closes. With
-/// no studio open it tells what the last one knew. A studio that has read its file goes before one that
-/// hasn't yet. [any thread; one scan of a root at a time] Its lock comes before a core's.
+/// no studio open it tells what the last one knew, and so also while none that is open has read its file. A
+/// studio that has goes before one that hasn't. [any thread; one scan of a root at a time] Its lock comes
+/// before a core's.
 class Platform_StudioIdentities final : public Platform_IdentityTable {
  public:
   /// Never destroyed.

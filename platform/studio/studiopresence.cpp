@@ -65,6 +65,8 @@ void Platform_StudioPresence::Start() {
   if (mPresenceP != nullptr) {
     Platform_StudioIdentities::Singleton().Attach(mCore);
     mPresenceP->SetIdentityTable(&Platform_StudioIdentities::Singleton());
+    // Where drivers run already: this studio may know what the others don't.
+    mPresenceP->IdentitiesChanged();
     mPresenceP->Watch(this);
   } else if (mRootP != nullptr) {
     Poll();

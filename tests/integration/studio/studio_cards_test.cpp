@@ -36,6 +36,11 @@ class StudioCardsTest : public ::testing::Test {
     mFaces = {};
     ASSERT_TRUE(Test_Eventually([this] { return !std::filesystem::exists(mPath + "-wal"); }));
   }
+  // As in a process that has just begun: what it knew last are the cards of a file that has none.
+  void ForgetCards() {
+    const Platform_StudioFaces other = Platform_OpenStudio(mRootP, mFolder / "other.db");
+    ASSERT_TRUE(other.mManagement->WaitUntilRead(Test_kPatience));
+  }
   static void Plug(const std::string& iName) { Platform_PlugLoopbackCard(iName, "one for all"); }
   static void UnplugBoth() {
     for (const char* const name : {"card A", "card B"}) Platform_LoopbackPorts::Unplug(name);
@@ -72,6 +77,7 @@ TEST_F(StudioCardsTest, CardsThatWereSeenBeforeTheFileCouldBeReadGetTheirOwnName
   Close();
   UnplugBoth();
 
+  ForgetCards();
   auto holder = std::make_unique<SQLite::Database>(mPath, SQLite::OPEN_READWRITE, kBusyMilliseconds);
   holder->exec("PRAGMA locking_mode = EXCLUSIVE");
   holder->exec("BEGIN EXCLUSIVE; UPDATE device SET model = model; COMMIT");
@@ -82,7 +88,8 @@ TEST_F(StudioCardsTest, CardsThatWereSeenBeforeTheFileCouldBeReadGetTheirOwnName
   ASSERT_EQ(GuidOf("card B"), guidA);
   ASSERT_FALSE(Are(guidA, guidB));
   holder.reset();
-  EXPECT_TRUE(Test_Eventually([&] { return HasRead() && Are(guidA, guidB); }));
+  ASSERT_TRUE(mFaces.mManagement->WaitUntilRead(Test_kPatience));
+  EXPECT_TRUE(Are(guidA, guidB)) << "who has waited for the file counts what it says";
   Close();
 
   Open();

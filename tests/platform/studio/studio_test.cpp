@@ -5,10 +5,12 @@
 
 #include <atomic>
 #include <chrono>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/studio/studiocore.h"
 #include "tests/support/studio_fixture.h"
 #include "tests/support/test_environment.h"
 
@@ -821,6 +823,80 @@ TEST_F(StudioTest, TheTableStaysWhenASecondStudioGoes) {
   EXPECT_EQ(mRoot.Table()->Rows().size(), 1u);
   Close();
   EXPECT_EQ(mRoot.Table()->Rows().size(), 1u);
+}
+
+// ---- walks ----
+
+TEST_F(StudioTest, AGroupThatWasCountedStaysAsItWasUntilItsLastDeviceWasAskedFor) {
+  const std::vector<std::string> guids = {Plug("A", false), Plug("B", false), Plug("C", false)};
+  ASSERT_EQ(CountOf(Studio(), VARIANT_TRUE), 3);
+  Unplug("A", false);
+  std::thread([this] {
+    EXPECT_EQ(CountOf(Studio(), VARIANT_TRUE), 2) << "each thread has its own walk";
+  }).join();
+  EXPECT_EQ(CountOf(Studio(), VARIANT_FALSE), 0) << "and each group";
+  std::shared_ptr<IDeviceProperties> device;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(Studio().GetDevice(VARIANT_TRUE, i, &device), S_OK) << i;
+    EXPECT_EQ(Test_TextOf(*device, kStudio_DeviceUniqueID), "0:" + guids[static_cast<std::size_t>(i)]);
+  }
+  EXPECT_EQ(Studio().GetDevice(VARIANT_TRUE, 2, &device), E_INVALIDARG) << "the walk is over";
+}
+
+TEST_F(StudioTest, AWalkOverOneStudioIsNoneOverAnother) {
+  Plug("A", false);
+  ASSERT_EQ(CountOf(Studio(), VARIANT_TRUE), 1);
+  Unplug("A", false);
+  const Platform_StudioFaces second = Platform_OpenStudio(&mRoot, mPath);
+  std::shared_ptr<IDeviceProperties> device;
+  EXPECT_EQ(second.mStudio->GetDevice(VARIANT_TRUE, 0, &device), E_INVALIDARG);
+}
+
+TEST_F(StudioTest, WiresThatWereCountedStayAsTheyWereUntilTheLastWasAskedFor) {
+  const std::string user = Add("U");
+  for (const char* const name : {"A", "B"}) {
+    ASSERT_EQ(Manage().Wire(user, Plug(name, false)), Result::kDone);
+  }
+  const auto end = FindEndpoint(user, false);
+  ASSERT_NE(end, nullptr);
+  ASSERT_EQ(ConnectionsOf(*end), 2);
+  Unplug("A", false);
+  std::shared_ptr<IEndpointIDs> other;
+  EXPECT_EQ(end->GetConnection(0, &other), S_OK);
+  EXPECT_EQ(Test_TextOf(*other, kStudio_DeviceUniqueID), "0:" + Test_PortGuid("A", false));
+  EXPECT_EQ(end->GetConnection(1, &other), S_OK);
+  EXPECT_EQ(Test_TextOf(*other, kStudio_DeviceUniqueID), "0:" + Test_PortGuid("B", false));
+  EXPECT_EQ(end->GetConnection(1, &other), E_INVALIDARG) << "the walk is over";
+}
+
+// ---- many ports that can't be written ----
+
+TEST(StudioCoreTest, PortsThatComeOneByOneWaitTogetherSoThatAReadingTakesThemInOneGo) {
+  Platform_StudioCore core;
+  std::vector<Platform_StudioDeviceP> ports;
+  constexpr int kPorts = 2000;
+  for (int i = 0; i < kPorts; ++i) {
+    auto port = std::make_shared<Platform_StudioDevice>();
+    port->mGuid = "{" + std::to_string(i) + "}";
+    port->mName = "port";
+    core.SetPresent({port});
+    Platform_StudioNumberKey key;
+    key.mPlace.mGuid = port->mGuid;
+    key.mKey = kStudio_MloxID;
+    core.SetNumber(key, {}, true);
+  }
+  std::set<std::string> written;
+  int portChanges = 0;
+  while (core.HasChanges()) {
+    const auto front = core.FrontChanges(1);
+    if (const auto* const changeP = std::get_if<Platform_StudioPutPorts>(&front.front())) {
+      ++portChanges;
+      for (const Platform_StudioDeviceP& port : changeP->mPorts) written.insert(port->mGuid);
+    }
+    core.PopChanges(1);
+  }
+  EXPECT_EQ(written.size(), static_cast<std::size_t>(kPorts));
+  EXPECT_LE(portChanges, kPorts / 50);
 }
 
 }  // namespace

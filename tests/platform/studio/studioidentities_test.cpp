@@ -54,8 +54,20 @@ class StudioIdentitiesTest : public Test_StudioFixture {
     ASSERT_TRUE(Test_Eventually([this] { return !std::filesystem::exists(mPath + "-wal"); }));
   }
 
-  // Opens the studio while somebody holds the file.
+  // As in a process that has just begun: what it knew last are the cards of a file that has none.
+  void ForgetCards() {
+    Test_StudioRoot empty;
+    const Test_TempFolder folder;
+    const Platform_StudioFaces other = Platform_OpenStudio(&empty, folder / "other.db");
+    ASSERT_TRUE(other.mManagement->WaitUntilRead(Test_kPatience));
+  }
+
+  // Opens the studio while somebody holds the file, in a process that has just begun.
   void OpenHeld() {
+    ForgetCards();
+    OpenHeldAgain();
+  }
+  void OpenHeldAgain() {
     Hold();
     mFaces = Platform_OpenStudio(&mRoot, mPath);
     ASSERT_FALSE(HasRead());
@@ -195,6 +207,31 @@ TEST_F(StudioIdentitiesTest, CardsOfAFileThatIsHeldAllTheWhileHaveGuidsAndWorkAn
   EXPECT_EQ(CardsOfFile(), mCards);
 }
 
+TEST_F(StudioIdentitiesTest, CardsThatTheProcessKnowsKeepTheirGuidsWhenTheFileCanNotBeReadAgain) {
+  PlugCard(kB);
+  PlugCard(kA);
+  for (int round = 0; round < 3; ++round) {
+    OpenHeldAgain();
+    EXPECT_EQ(mRoot.GuidOfCard(kA), mGuidA) << round;
+    EXPECT_EQ(mRoot.GuidOfCard(kB), mGuidB) << round;
+    Close();
+    mHolderP.reset();
+    WaitUntilClosed();
+  }
+  EXPECT_EQ(CardsOfFile(), mCards);
+}
+
+TEST_F(StudioIdentitiesTest, AStudioThatOpensHasCardsSettledAgainWhereAnotherWatchesAlready) {
+  PlugCard(kB);
+  OpenHeld();
+  ASSERT_EQ(mRoot.GuidOfCard(kB), mGuidA);
+  const std::string copy = mFolder / "copy.db";
+  { const SQLite::Database database(copy, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE); }
+  const int timesSettled = mRoot.TimesSettled();
+  const Platform_StudioFaces second = Platform_OpenStudio(&mRoot, copy);
+  EXPECT_GT(mRoot.TimesSettled(), timesSettled);
+}
+
 // The file is read while ports are listed, while all is settled again, or while the studio goes.
 TEST_F(StudioIdentitiesTest, WheneverTheFileIsReadItsCardsStayAsTheyAre) {
   PlugCard(kB);
@@ -281,6 +318,37 @@ TEST_F(StudioIdentityRowsTest, WhatANewFileIsToGetInThePlaceOfADamagedOneStays) 
   EXPECT_TRUE(mCore->Replace({}));
   EXPECT_EQ(Texts(mIdentities.Rows()), (Lines{"{A} usb 1|0.0|in"}));
   ASSERT_EQ(mCore->FrontChanges(2).size(), 1u);
+}
+
+TEST_F(StudioIdentityRowsTest, WhatAFileKnewIsAnsweredUntilAStudioHasReadItsOwn) {
+  mCore->Replace(FileOf({kRow}));
+  mIdentities.Attach(mCore);
+  mIdentities.Detach(mCore);
+  const auto second = std::make_shared<Platform_StudioCore>();
+  mIdentities.Attach(second);
+  EXPECT_EQ(Texts(mIdentities.Rows()), (Lines{"{A} usb 1|0.0|in"}));
+  mIdentities.Put({"{B}", "1235:8010", "S2", "usb 3|0.0|in"});
+  EXPECT_EQ(Texts(mIdentities.Rows()), (Lines{"{A} usb 1|0.0|in", "{B} usb 3|0.0|in"}));
+  EXPECT_FALSE(second->HasChanges());
+  mIdentities.Detach(second);
+  EXPECT_EQ(Texts(mIdentities.Rows()), (Lines{"{A} usb 1|0.0|in"})) << "its file was never read";
+  mIdentities.Attach(second);
+  mIdentities.Rows();
+  second->Replace(FileOf({kRowElsewhere}));
+  mIdentities.Put(kRow);
+  EXPECT_FALSE(second->HasChanges()) << "what follows from an older file goes into no newer one";
+  EXPECT_EQ(Texts(mIdentities.Rows()), (Lines{"{A} usb 2|0.0|in"}));
+}
+
+TEST_F(StudioIdentityRowsTest, OfTwoStudiosThatGoWhatAFileKnewStays) {
+  const auto unread = std::make_shared<Platform_StudioCore>();
+  mCore->Replace(FileOf({kRow}));
+  mIdentities.Attach(unread);
+  mIdentities.Attach(mCore);
+  mIdentities.Detach(mCore);
+  EXPECT_EQ(Texts(mIdentities.Rows()), (Lines{"{A} usb 1|0.0|in"}));
+  mIdentities.Detach(unread);
+  EXPECT_EQ(Texts(mIdentities.Rows()), (Lines{"{A} usb 1|0.0|in"}));
 }
 
 TEST_F(StudioIdentityRowsTest, AStudioThatHasReadItsFileGoesBeforeOneThatHasNot) {
