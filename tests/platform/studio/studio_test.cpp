@@ -862,9 +862,9 @@ TEST_F(StudioTest, WiresThatWereCountedStayAsTheyWereUntilTheLastWasAskedFor) {
   ASSERT_EQ(ConnectionsOf(*end), 2);
   Unplug("A", false);
   std::shared_ptr<IEndpointIDs> other;
-  EXPECT_EQ(end->GetConnection(0, &other), S_OK);
+  ASSERT_EQ(end->GetConnection(0, &other), S_OK);
   EXPECT_EQ(Test_TextOf(*other, kStudio_DeviceUniqueID), "0:" + Test_PortGuid("A", false));
-  EXPECT_EQ(end->GetConnection(1, &other), S_OK);
+  ASSERT_EQ(end->GetConnection(1, &other), S_OK);
   EXPECT_EQ(Test_TextOf(*other, kStudio_DeviceUniqueID), "0:" + Test_PortGuid("B", false));
   EXPECT_EQ(end->GetConnection(1, &other), E_INVALIDARG) << "the walk is over";
 }
