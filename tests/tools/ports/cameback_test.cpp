@@ -4,8 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cmn/sys_clock.h"
@@ -55,6 +57,25 @@ TEST_F(CameBackTest, ByteThatDiffersIsToldWithItsPlaceAndBothValues) {
 TEST_F(CameBackTest, TheFirstByteThatDiffersIsToldBeforeHowManyCame) {
   EXPECT_EQ(VerdictOn(mSent, {{0xC0, 1}, {0x90, 60, 100}, {0xB0, 7, 90}, {0x80, 60, 64}}),
             "byte 1 of 9 came back as c0, not 90");
+}
+
+TEST_F(CameBackTest, ALongSongComesBackThoughNobodyCollectsUntilItsEnd) {
+  const tool::PortSession session;
+  constexpr std::size_t kMost = 10;
+  tool::CameBack back(session, kPort, kMost);
+  const std::unique_ptr<Platform_DriverOutput> output = OpenOutput(kPort);
+  const Bytes message{0xC0, 5};
+  for (std::size_t sent = 0; sent < 2 * kMost; ++sent) {
+    if (sent == kMost) {
+      ASSERT_TRUE(WaitUntilHeard(sent));
+      // Long enough for a busy machine to receive them on the other way, too.
+      std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    }
+    back.Expect(message, Sys_Clock::Microseconds());
+    EXPECT_EQ(output->Send(kPlatform_AtOnce, message.data(), message.size()), Platform_SendResult::kTaken);
+  }
+  EXPECT_TRUE(WaitUntil([&] { return back.Collect(); }));
+  EXPECT_THAT(back.Verdict(), StartsWith("20 messages, 40 bytes: every byte came back; "));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -29,6 +30,7 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::Ge;
 using testing::Le;
+using testing::MatchesRegex;
 
 constexpr std::array<std::uint8_t, 3> kFirst{0x90, 60, 100};
 
@@ -140,6 +142,47 @@ TEST_F(MonitorTest, ReceivesInTimeWhileItsOutputStandsStill) {
   const std::vector<std::string> lines = LinesOf(reader.Text());
   EXPECT_GT(lines.size(), 500u);
   EXPECT_LE(TimeOf(lines.back()), beforeReading) << "received only when what came before it was printed";
+}
+
+TEST_F(MonitorTest, TellsAtTheirPlaceHowManyMessagesWereDroppedWhileItsOutputStoodStill) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  ASSERT_GE(::fcntl(ends[1], F_SETPIPE_SZ, 4096), 0);
+  PipeReader reader(ends[0]);
+  const Test_RedirectedOutput printed(ends[1]);
+  tool::MonitorRequest request = Request();
+  request.mMostWaiting = 10;
+  testing::internal::CaptureStderr();
+  auto fault = FaultOf([&] { tool::Monitor(request); });
+  const std::unique_ptr<Platform_DriverOutput> output = OpenOutput(kPort);
+  ASSERT_TRUE(WaitUntil([&] {
+    output->Send(0, kFirst.data(), kFirst.size());
+    return !reader.Text().empty();
+  })) << "it doesn't listen";
+  constexpr std::array<std::uint8_t, 2> kMany{0xC0, 5};
+  for (int i = 0; i < 500; ++i) output->Send(0, kMany.data(), kMany.size());
+  // Long enough for a busy machine to receive them all.
+  std::this_thread::sleep_for(2s);
+  std::size_t lastSent = 0;
+  EXPECT_TRUE(WaitUntil([&] {
+    constexpr std::array<std::uint8_t, 2> kLast{0xC0, 6};
+    output->Send(0, kLast.data(), kLast.size());
+    ++lastSent;
+    return reader.Text().ends_with("program 6 channel 1\n");
+  }));
+  const std::string told = testing::internal::GetCapturedStderr();
+  Interrupt();
+  EXPECT_EQ(fault.get(), "");
+  const std::vector<std::string> lines = LinesOf(reader.Text());
+  const auto many = static_cast<std::size_t>(std::count_if(
+      lines.begin(), lines.end(), [](const auto& iLine) { return iLine.ends_with("program 5 channel 1"); }));
+  std::size_t dropped = 0;
+  for (const std::string& line : LinesOf(told)) {
+    EXPECT_THAT(line, MatchesRegex("mlox: [0-9]+ messages dropped here: nobody read what came before them"));
+    dropped += std::stoul(line.substr(line.find(' ')));
+  }
+  EXPECT_GT(dropped, 0u);
+  EXPECT_THAT(dropped, AllOf(Ge(500 - many), Le(500 - many + lastSent)));
 }
 
 }  // namespace

@@ -63,4 +63,58 @@ TEST(ReceivedQueue, IsEndedOnlyWhenEverythingWasTaken) {
   EXPECT_FALSE(queue.Take(message, 60s));
 }
 
+// ---- when nobody takes ----
+
+void Receive(tool::ReceivedQueue& ioQueue, std::int64_t iTime) {
+  const std::vector<std::uint8_t> bytes{0xF8};
+  Mlox_MidiData data = DataOf(bytes, iTime);
+  EXPECT_EQ(ioQueue.ReceiveRawMidi(&data), 0);
+}
+
+// The time of the oldest message; -1 when there is none.
+std::int64_t TakeTime(tool::ReceivedQueue& ioQueue) {
+  tool::ReceivedMessage message;
+  return ioQueue.Take(message, 0us) ? message.mTime : -1;
+}
+
+TEST(ReceivedQueue, HoldsSoManyMessagesAndDropsTheNewest) {
+  tool::ReceivedQueue queue;
+  const auto most = static_cast<std::int64_t>(tool::ReceivedQueue::kMostMessages);
+  for (std::int64_t time = 0; time < most + 3; ++time) Receive(queue, time);
+  for (std::int64_t time = 0; time < most; ++time) {
+    ASSERT_EQ(queue.TakeDropped(), 0u);
+    ASSERT_EQ(TakeTime(queue), time);
+  }
+  EXPECT_EQ(TakeTime(queue), -1);
+  EXPECT_EQ(queue.TakeDropped(), 3u);
+  EXPECT_EQ(queue.TakeDropped(), 0u) << "told already";
+}
+
+TEST(ReceivedQueue, DropsUntilHalfOfItHasBeenTaken) {
+  tool::ReceivedQueue queue(4);
+  for (std::int64_t time = 0; time < 5; ++time) Receive(queue, time);
+  EXPECT_EQ(TakeTime(queue), 0);
+  Receive(queue, 5);
+  EXPECT_EQ(TakeTime(queue), 1);
+  Receive(queue, 6);
+  EXPECT_EQ(TakeTime(queue), 2);
+  EXPECT_EQ(TakeTime(queue), 3);
+  EXPECT_EQ(queue.TakeDropped(), 2u);
+  EXPECT_EQ(TakeTime(queue), 6);
+  EXPECT_EQ(TakeTime(queue), -1);
+}
+
+TEST(ReceivedQueue, EachGapIsToldAtItsPlace) {
+  tool::ReceivedQueue queue(2);
+  for (std::int64_t time = 0; time < 3; ++time) Receive(queue, time);
+  EXPECT_EQ(TakeTime(queue), 0);
+  for (std::int64_t time = 3; time < 6; ++time) Receive(queue, time);
+  EXPECT_EQ(queue.TakeDropped(), 0u);
+  EXPECT_EQ(TakeTime(queue), 1);
+  EXPECT_EQ(queue.TakeDropped(), 1u);
+  EXPECT_EQ(TakeTime(queue), 3);
+  EXPECT_EQ(queue.TakeDropped(), 2u);
+  EXPECT_EQ(TakeTime(queue), -1);
+}
+
 }  // namespace

@@ -12,12 +12,13 @@
 
 namespace tool {
 
-CameBack::CameBack(const PortSession& iSession, const std::string& iInput)
-    : mPort(PortSession::MakePort(&mQueue)) {
+CameBack::CameBack(const PortSession& iSession, const std::string& iInput, std::size_t iMostWaiting)
+    : mQueue(iMostWaiting), mPort(PortSession::MakePort(&mQueue)) {
   mPort->ConnectToInputs({FindInput(iSession, iInput)});
 }
 
 void CameBack::Expect(std::span<const std::uint8_t> iBytes, std::int64_t iDue) {
+  Collect();  // a long song fills no queue
   mDue.push_back({mExpected.size(), iDue});
   mExpected.insert(mExpected.end(), iBytes.begin(), iBytes.end());
 }

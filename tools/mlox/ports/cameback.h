@@ -3,6 +3,7 @@
 /// Whether what went out through a port came back through another, and when.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -17,9 +18,12 @@ namespace tool {
 class CameBack {
  public:
   /// Throws ToolError when there is no such input.
-  CameBack(const PortSession& iSession, const std::string& iInput);
+  /// \param iMostWaiting  how many messages may come between two calls
+  CameBack(const PortSession& iSession, const std::string& iInput,
+           std::size_t iMostWaiting = ReceivedQueue::kMostMessages);
 
-  /// These bytes are on their way, and due back at a time of Sys_Clock, in microseconds.
+  /// Takes what has come, and: these bytes are on their way, and due back at a time of Sys_Clock, in
+  /// microseconds.
   void Expect(std::span<const std::uint8_t> iBytes, std::int64_t iDue);
 
   /// Takes what has come so far. True when everything expected has.

@@ -21,6 +21,7 @@
 #include "tools/mlox/ports/portnames.h"
 #include "tools/mlox/ports/portsession.h"
 #include "tools/mlox/ports/receivedqueue.h"
+#include "tools/mlox/standardstreams.h"
 #include "tools/mlox/terminaltext.h"
 #include "tools/mlox/treewriter.h"
 
@@ -99,7 +100,15 @@ class Printer {
       const std::string input = mNames.Get(message.mInput);
       mOutput.PrintLine(iJson ? JsonOf(message, input) : LineOf(message, input));
       message.mBytes.clear();
+      if (!HasFailed()) TellDropped();
     }
+  }
+
+  // Behind the message that came before them.
+  void TellDropped() {
+    const std::size_t dropped = mQueue.TakeDropped();
+    if (dropped == 0) return;
+    PrintError(fmt::format("mlox: {} messages dropped here: nobody read what came before them\n", dropped));
   }
 
   ReceivedQueue& mQueue;
@@ -151,7 +160,7 @@ class Follower final : public Mlox_Manager_Listener {
 
 void Monitor(const MonitorRequest& iRequest) {
   const Interrupt interrupt;
-  ReceivedQueue queue;
+  ReceivedQueue queue(iRequest.mMostWaiting);
   InputNames names;
   const PortSession session;
   Printer printer(queue, names, iRequest.mJson);

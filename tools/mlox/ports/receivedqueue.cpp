@@ -12,7 +12,12 @@ int ReceivedQueue::ReceiveRawMidi(Mlox_MidiData* iDataP) {
   message.mTime = iDataP->mTime;
   message.mSysexState = iDataP->mSysexState;
   const std::lock_guard lock(mMutex);
-  mMessages.push_back(std::move(message));
+  mIsDropping = mIsDropping || mMessages.size() >= mMostMessages;
+  if (mIsDropping) {
+    ++mDropped;
+    return 0;
+  }
+  mMessages.push_back({std::move(message), std::exchange(mDropped, 0)});
   mChanged.notify_one();
   return 0;
 }
@@ -21,9 +26,15 @@ bool ReceivedQueue::Take(ReceivedMessage& oMessage, std::chrono::microseconds iT
   std::unique_lock lock(mMutex);
   mChanged.wait_for(lock, iTime, [this] { return !mMessages.empty() || mHasEnded; });
   if (mMessages.empty()) return false;
-  oMessage = std::move(mMessages.front());
+  oMessage = std::move(mMessages.front().mMessage);
   mMessages.pop_front();
+  if (mMessages.size() <= mMostMessages / 2) mIsDropping = false;
   return true;
+}
+
+std::size_t ReceivedQueue::TakeDropped() {
+  const std::lock_guard lock(mMutex);
+  return std::exchange(mMessages.empty() ? mDropped : mMessages.front().mDroppedBefore, 0);
 }
 
 bool ReceivedQueue::HasEnded() {
