@@ -17,6 +17,18 @@ namespace {
 
 using testing::HasSubstr;
 
+// With choices for a positional argument, which isn't the first.
+struct ChoosingProgram : SmallProgram {
+  ChoosingProgram() {
+    CLI::App* printP = mApp.add_subcommand("print", "On paper");
+    printP->add_option("SONG", mText, "What to print");
+    printP->add_option("KIND", mKind, "How")->check(CLI::IsMember({"notes", "tablature"}));
+    printP->add_option("MORE", mMore, "What next");
+    printP->add_option("--size", mText, "How large");
+  }
+  std::string mKind;
+};
+
 class Completion : public testing::Test {
  protected:
   // What a shell's command prints.
@@ -42,7 +54,16 @@ class Completion : public testing::Test {
                "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _small; echo \"${COMPREPLY[*]}\"'");
   }
 
-  const SmallProgram mProgram;
+  // What zsh is told to do for these words, of which the last is being typed.
+  std::string Zsh(const std::string& iWords) const {
+    const std::string path = Save(tool::ZshCompletion(tool::CommandsOf(mProgram.mApp)));
+    return Run(
+        "zsh -f -c 'compset() { print -rn -- \"without $2: \"; }; compadd() { print -r -- choices $@; }; "
+        "_describe() { print -r -- $1; }; _files() { print files; }; words=(" +
+        iWords + "); CURRENT=$#words; PREFIX=$words[-1]; source " + path + "'");
+  }
+
+  const ChoosingProgram mProgram;
   const Test_TempFolder mFolder;
 };
 
@@ -52,7 +73,7 @@ TEST_F(Completion, BashCompletesTheProgramBySourcingTheScriptAndFilesWhereItKnow
 }
 
 TEST_F(Completion, BashKnowsCommandsByTheirBeginning) {
-  EXPECT_EQ(Bash("small \"\""), "play studio\n");
+  EXPECT_EQ(Bash("small \"\""), "play studio print\n");
   EXPECT_EQ(Bash("small st"), "studio\n");
   EXPECT_EQ(Bash("small studio \"\""), "add\n");
 }
@@ -67,6 +88,30 @@ TEST_F(Completion, BashKnowsTheChoicesOfAnOptionAndNothingOfOtherValues) {
   EXPECT_EQ(Bash("small play song --through d"), "direct\n");
   EXPECT_EQ(Bash("small play --seconds \"\""), "\n");
   EXPECT_EQ(Bash("small play \"\""), "\n");
+}
+
+TEST_F(Completion, BashKnowsTheChoicesBehindAnEqualsSignAtWhichItBreaksWords) {
+  EXPECT_EQ(Bash("small play --through ="), "buffered direct none\n");
+  EXPECT_EQ(Bash("small play --through = d"), "direct\n");
+  EXPECT_EQ(Bash("small play --seconds = \"\""), "\n");
+  EXPECT_EQ(Bash("small play --through = d --s"), "--seconds\n");
+}
+
+TEST_F(Completion, BashKnowsTheChoicesOfAPositionalArgumentAtItsPlace) {
+  EXPECT_EQ(Bash("small print \"\""), "\n");
+  EXPECT_EQ(Bash("small print song \"\""), "notes tablature\n");
+  EXPECT_EQ(Bash("small print song t"), "tablature\n");
+  EXPECT_EQ(Bash("small print song --s"), "--size\n");
+  EXPECT_EQ(Bash("small print song notes \"\""), "\n");
+}
+
+TEST_F(Completion, BashCountsNeitherOptionsNorTheirValuesAsPositionalArguments) {
+  EXPECT_EQ(Bash("small print --size 5 \"\""), "\n");
+  EXPECT_EQ(Bash("small print --size 5 song n"), "notes\n");
+  EXPECT_EQ(Bash("small print --size = 5 \"\""), "\n");
+  EXPECT_EQ(Bash("small print song --size = 5 n"), "notes\n");
+  EXPECT_EQ(Bash("small print a = song n"), "notes\n");
+  EXPECT_EQ(Bash("small --help print song n"), "notes\n");
 }
 
 TEST_F(Completion, ZshReadsTheScriptAndItsQuotes) {
@@ -102,6 +147,20 @@ TEST_F(Completion, ZshKnowsTheOptionsOfTheCommandAtHandAndTheChoicesOfAnOption) 
                 "words=(small play --through \"\"); CURRENT=4; PREFIX=; source " +
                 path + "'"),
             "-- buffered direct none\n");
+}
+
+TEST_F(Completion, ZshKnowsTheChoicesBehindAnEqualsSign) {
+  EXPECT_EQ(Zsh("small play --through=d"), "without --through=: choices -- buffered direct none\n");
+  EXPECT_EQ(Zsh("small play --seconds="), "without --seconds=: files\n");
+}
+
+TEST_F(Completion, ZshKnowsTheChoicesOfAPositionalArgumentAtItsPlace) {
+  EXPECT_EQ(Zsh("small print \"\""), "files\n");
+  EXPECT_EQ(Zsh("small print song t"), "choices -- notes tablature\n");
+  EXPECT_EQ(Zsh("small print song notes \"\""), "files\n");
+  EXPECT_EQ(Zsh("small print song --"), "option\n");
+  EXPECT_EQ(Zsh("small print --size 5 \"\""), "files\n");
+  EXPECT_EQ(Zsh("small print --size=5 --help song \"\""), "choices -- notes tablature\n");
 }
 
 }  // namespace

@@ -9,6 +9,8 @@ namespace tool {
 
 namespace {
 
+constexpr char kBashChoices[] = "COMPREPLY=($(compgen -W '{}' -- \"$cur\"))";
+constexpr char kZshChoices[] = "compadd -- {}";
 constexpr char kHead[] = "# Made from the program's own tables of options.\n";
 
 // One word for a shell, whatever is in it.
@@ -38,13 +40,42 @@ std::vector<std::string> OptionNames(const Command& iCommand) {
   return names;
 }
 
-// The arms that lead from a command and a word of the line to the command below.
-std::string StepsDown(const std::vector<Command>& iCommands) {
+// The arms that lead from a command and a word of the line to the command below, or tell that the next word
+// is an option's value; all other words that are no options are positional arguments, and counted.
+std::string Steps(const std::vector<Command>& iCommands) {
   std::string arms;
   for (const Command& command : iCommands) {
     for (const std::string& name : command.mSubcommands) {
       const std::string below = command.mPath + " " + name;
       arms += fmt::format("      {}) place={} ;;\n", Quoted(below), Quoted(below));
+    }
+    for (const CommandOption& option : command.mOptions) {
+      if (option.mIsPositional || option.mValue.empty()) continue;
+      for (const std::string& name : option.mNames) {
+        arms += fmt::format("      {}) skip=1 ;;\n", Quoted(command.mPath + " " + name));
+      }
+    }
+  }
+  return arms + "      *) [[ $word == -* ]] || at=$((at + 1)) ;;\n";
+}
+
+// What answers with the choices that an argument has.
+std::string Answer(const char* iChoicesFormat, const CommandOption& iOption) {
+  return fmt::format(fmt::runtime(iChoicesFormat), Joined(iOption.mChoices));
+}
+
+// The arms for the positional arguments that have choices, by how many stand in front of them.
+std::string Positionals(const std::vector<Command>& iCommands, const char* iChoicesFormat) {
+  std::string arms;
+  for (const Command& command : iCommands) {
+    int at = 0;
+    for (const CommandOption& option : command.mOptions) {
+      if (!option.mIsPositional) continue;
+      if (!option.mChoices.empty()) {
+        arms += fmt::format("    {}) {}; return ;;\n", Quoted(fmt::format("{} {}", command.mPath, at)),
+                            Answer(iChoicesFormat, option));
+      }
+      ++at;
     }
   }
   return arms;
@@ -56,9 +87,7 @@ std::string Values(const std::vector<Command>& iCommands, const char* iChoicesFo
   for (const Command& command : iCommands) {
     for (const CommandOption& option : command.mOptions) {
       if (option.mIsPositional || option.mValue.empty()) continue;
-      const std::string what = option.mChoices.empty()
-                                   ? iOther
-                                   : fmt::format(fmt::runtime(iChoicesFormat), Joined(option.mChoices));
+      const std::string what = option.mChoices.empty() ? iOther : Answer(iChoicesFormat, option);
       for (const std::string& name : option.mNames) {
         arms += fmt::format("    {}) {}; return ;;\n", Quoted(command.mPath + " " + name), what);
       }
@@ -96,13 +125,19 @@ std::string BashCompletion(const std::vector<Command>& iCommands) {
   std::string script = fmt::format("# bash completion of {}\n{}", program, kHead);
   script += fmt::format(
       "_{0}() {{\n"
-      "  local cur=${{COMP_WORDS[COMP_CWORD]}} place={0} options= commands= word\n"
+      "  local cur=${{COMP_WORDS[COMP_CWORD]}} before=${{COMP_WORDS[COMP_CWORD-1]}}\n"
+      "  local place={0} at=0 skip= options= commands= word\n"
       "  for word in \"${{COMP_WORDS[@]:1:COMP_CWORD-1}}\"; do\n"
+      "    if [[ $word == '=' ]]; then skip=1; continue; fi\n"
+      "    if [[ -n $skip ]]; then skip=; continue; fi\n"
       "    case \"$place $word\" in\n{1}    esac\n  done\n"
       "  COMPREPLY=()\n"
-      "  case \"$place ${{COMP_WORDS[COMP_CWORD-1]}}\" in\n{2}  esac\n"
+      "  if [[ $cur == '=' ]]; then cur=\n"
+      "  elif [[ $before == '=' ]]; then before=${{COMP_WORDS[COMP_CWORD-2]}}\n  fi\n"
+      "  case \"$place $before\" in\n{2}  esac\n"
+      "  [[ $cur == -* ]] || case \"$place $at\" in\n{3}  esac\n"
       "  case \"$place\" in\n",
-      program, StepsDown(iCommands), Values(iCommands, "COMPREPLY=($(compgen -W '{}' -- \"$cur\"))", ":"));
+      program, Steps(iCommands), Values(iCommands, kBashChoices, ":"), Positionals(iCommands, kBashChoices));
   for (const Command& command : iCommands) {
     script += fmt::format("    {}) options={} commands={} ;;\n", Quoted(command.mPath),
                           Quoted(Joined(OptionNames(command))), Quoted(Joined(command.mSubcommands)));
@@ -122,13 +157,19 @@ std::string ZshCompletion(const std::vector<Command>& iCommands) {
   std::string script = fmt::format("#compdef {}\n{}", program, kHead);
   script += fmt::format(
       "_{0}() {{\n"
-      "  local place={0} word\n"
+      "  local before=${{words[CURRENT-1]}} place={0} at=0 skip= word\n"
       "  local -a options commands\n"
       "  for word in \"${{(@)words[2,CURRENT-1]}}\"; do\n"
+      "    if [[ -n $skip ]]; then skip=; continue; fi\n"
       "    case \"$place $word\" in\n{1}    esac\n  done\n"
-      "  case \"$place ${{words[CURRENT-1]}}\" in\n{2}  esac\n"
+      "  if [[ $PREFIX == --*=* ]]; then\n"
+      "    before=${{PREFIX%%=*}}\n"
+      "    compset -P \"$before=\"\n  fi\n"
+      "  case \"$place $before\" in\n{2}  esac\n"
+      "  [[ $PREFIX == -* ]] || case \"$place $at\" in\n{3}  esac\n"
       "  case \"$place\" in\n",
-      program, StepsDown(iCommands), Values(iCommands, "compadd -- {}", "_files"));
+      program, Steps(iCommands), Values(iCommands, kZshChoices, "_files"),
+      Positionals(iCommands, kZshChoices));
   for (const Command& command : iCommands) {
     script += fmt::format("    {})\n      options=({} )\n      commands=({} ) ;;\n", Quoted(command.mPath),
                           ZshEntries(iCommands, command, true), ZshEntries(iCommands, command, false));
