@@ -17,6 +17,9 @@
 // initialisation and in exit handlers too.
 namespace {
 
+// What a site keeps of a report that found the ring full.
+enum EMissed : std::uint32_t { kNotMissed = 0, kMissed = 1, kMissedFlag = 2, kMissedThrowing = 4 };
+
 // One site of the table. Claimed by a writer, then fixed but for the count.
 struct Site {
   enum EState : std::uint32_t { kFree, kClaimed, kReady };
@@ -30,6 +33,7 @@ struct Site {
   int mLine = 0;
   std::atomic<std::uint64_t> mCount{0};
   std::atomic<bool> mIsPrinted{false};
+  std::atomic<std::uint32_t> mMissed{kNotMissed};
 };
 
 struct RingRecord {
@@ -47,6 +51,8 @@ constinit Site sSites[kSites];
 constinit Cmn_ReportRing<RingRecord, kRingRecords> sRing;
 constinit std::atomic<std::uint64_t> sReportCount{0};
 constinit std::atomic<std::uint64_t> sUnlistedReports{0};
+constinit std::atomic<bool> sHasMissed{false};   // some site may have missed a report
+constinit std::atomic<bool> sHasHandler{false};  // for those who can't lock
 constexpr int kModeUnread = -1;
 constinit std::atomic<int> sMode{kModeUnread};
 
@@ -132,6 +138,34 @@ void Deliver(const RingRecord& iRecord) {
   if (!iRecord.mSiteP->mIsPrinted.exchange(true)) PrintReport(iRecord.mReport);
 }
 
+// Leaves a record in the ring, or at its site that there was no room. Without a handler a site is told once,
+// so later reports of it leave the room to others. Wait-free.
+void Leave(const RingRecord& iRecord) noexcept {
+  Site* siteP = iRecord.mSiteP;
+  if (siteP != nullptr && siteP->mIsPrinted.load() && !sHasHandler.load()) return;
+  if (sRing.Push(iRecord) || siteP == nullptr) return;
+  siteP->mMissed.store(kMissed | (iRecord.mReport.mFlag ? kMissedFlag : 0U) |
+                       (iRecord.mReport.mThrowing ? kMissedThrowing : 0U));
+  sHasMissed.store(true);
+}
+
+// Tells of each site that has missed reports and had no record in the ring either.
+void DeliverMissed() {
+  if (!sHasMissed.exchange(false)) return;
+  for (Site& site : sSites) {
+    const std::uint32_t missed = site.mMissed.exchange(kNotMissed);
+    if (missed == kNotMissed) continue;
+    RingRecord record;
+    record.mReport.mStringP = site.mStringP;
+    record.mReport.mLine = site.mLine;
+    record.mReport.mFlag = (missed & kMissedFlag) != 0;
+    record.mReport.mThrowing = (missed & kMissedThrowing) != 0;
+    record.mReport.mRealTime = true;
+    record.mSiteP = &site;
+    Deliver(record);
+  }
+}
+
 void Report(bool iFlag, const char* iStringP, int iLine, bool iThrowing) {
   RingRecord record;
   record.mReport.mStringP = iStringP != nullptr ? iStringP : "";
@@ -145,7 +179,7 @@ void Report(bool iFlag, const char* iStringP, int iLine, bool iThrowing) {
     std::abort();
   }
   if (record.mReport.mRealTime) {
-    sRing.Push(record);
+    Leave(record);
     return;
   }
   Cmn_Assert::Drain();
@@ -189,6 +223,7 @@ void Cmn_Assert::SetHandler(Handler iHandler, void* iContextP) {
   Drain();
   delivery.mHandler = iHandler;
   delivery.mContextP = iContextP;
+  sHasHandler.store(iHandler != nullptr);
 }
 
 Cmn_Assert::Handler Cmn_Assert::GetHandler(void** oContextP) {
@@ -201,7 +236,11 @@ Cmn_Assert::Handler Cmn_Assert::GetHandler(void** oContextP) {
 void Cmn_Assert::Drain() {
   if (Cmn_RealTimeScope::IsActive()) return;
   const std::lock_guard lock(GetDelivery().mMutex);
-  for (const RingRecord& record : sRing.TakeAll()) Deliver(record);
+  for (const RingRecord& record : sRing.TakeAll()) {
+    if (record.mSiteP != nullptr) record.mSiteP->mMissed.store(kNotMissed);
+    Deliver(record);
+  }
+  DeliverMissed();
 }
 
 Cmn_Assert::EMode Cmn_Assert::GetMode() noexcept {

@@ -81,7 +81,7 @@ class MLOX_EXPORT Cmn_Assert {
   /// The handler that is set, and its context; null if none. [any but real-time]
   static Handler GetHandler(void** oContextP);
 
-  /// Empties the ring: gives each of its records to the handler, or prints it. [any but real-time]
+  /// Tells handler or printer what is in the ring, and once each site that found it full. [any but real-time]
   static void Drain();
 
   /// The mode in force. [any]
@@ -96,7 +96,7 @@ class MLOX_EXPORT Cmn_Assert {
   /// Reports of this process so far, of all sites and threads. [any]
   static std::uint64_t ReportCount() noexcept;
 
-  /// Records that found the ring full. They are in the counts, but no handler got them. [any]
+  /// Records that found the ring full: counted; of a site that has no other, Drain tells once. [any]
   static std::uint64_t DroppedRecords() noexcept;
 
   /// Reports that found the table of sites full: counted in ReportCount, missing from Sites. [any]

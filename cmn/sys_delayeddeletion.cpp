@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "cmn/sys_delayeddeletion.h"
 
+#include <cstddef>
+#include <map>
+#include <new>
+#include <utility>
+
 #include "cmn/cmn_raiseto.h"
 #include "cmn/cmn_threadlocal.h"
 #include "cmn/ps_atomicfifo.h"
@@ -21,6 +26,10 @@
 // at the slots notes the epoch that the pass made, so the pass spares that one too. Held by
 // Sys_DelayedDeletionTest.APassInTheMiddleOfAReleaseSparesTheObject and
 // Sys_DelayedDeletionTest.AReleaseThatBeginsInTheMiddleOfAPassSparesTheObject.
+//
+// Passes are frequent and most find nothing to do, so one looks at an object only if it is new or if what
+// held it back at the last look may be over. Both time and epoch of an object only rise while it is listed,
+// unless the clock steps back: until the noted ones are reached it can't have become due.
 namespace {
 
 constexpr std::size_t kSlots = 128;
@@ -39,6 +48,33 @@ constinit std::atomic<std::uint64_t> sEpoch{1};
 constinit PSAtomicFifo<> sRetired;
 constinit std::atomic<std::size_t> sPendingCount{0};
 constinit std::atomic<bool> sIsPassRunning{false};
+
+// Objects that a pass has looked at and left on the list, by what it noted of them. Equal ones stand in order
+// of retirement.
+using ObjectsByTime = std::multimap<std::int64_t, Sys_DelayedDeletionObject*>;
+using ObjectsByEpoch = std::multimap<std::uint64_t, Sys_DelayedDeletionObject*>;
+
+// Of the running pass.
+struct Waiting {
+  bool IsEmpty() const noexcept { return mYoung.empty() && mHeld.empty(); }
+
+  ObjectsByTime mYoung;
+  ObjectsByEpoch mHeld;  // old enough when it was looked at
+  std::int64_t mLastPass = 0;
+};
+
+Waiting& GetWaiting() {
+  // Never ended: exit handlers run passes too. Made without allocating.
+  alignas(Waiting) static std::byte sPlace[sizeof(Waiting)];
+  static Waiting& sWaiting = *new (sPlace) Waiting;
+  return sWaiting;
+}
+
+// What the running pass knows of the others.
+struct Present {
+  std::uint64_t mLowestHeld = 0;
+  std::int64_t mNow = 0;
+};
 
 CMN_THREAD_LOCAL int sGuardDepth = 0;
 CMN_THREAD_LOCAL int sGuardSlot = kNoSlot;
@@ -81,6 +117,71 @@ std::uint64_t LowestHeldEpoch(std::uint64_t iPassEpoch) noexcept {
   return lowest;
 }
 
+// Leaves an object on the list until what is noted is over. Never deletes: false.
+template <class Objects>
+bool Keep(Objects& ioObjects, typename Objects::key_type iNoted,
+          Sys_DelayedDeletionObject* iObjectP) noexcept {
+  try {
+    ioObjects.emplace_hint(ioObjects.end(), iNoted, iObjectP);
+  } catch (const std::bad_alloc&) {
+    sRetired.Push(iObjectP);  // the next pass looks at it as at a new one
+  }
+  return false;
+}
+
+// Calls iLookAt for each object that was noted with less than iLimit, the least first; returns how many were
+// deleted. What it keeps is noted with no less than the limit, so this ends.
+template <class Objects, class LookAt>
+std::size_t LookAtThoseBelow(Objects& ioObjects, typename Objects::key_type iLimit, const LookAt& iLookAt) {
+  std::size_t deleted = 0;
+  while (!ioObjects.empty() && ioObjects.begin()->first < iLimit) {
+    Sys_DelayedDeletionObject* objectP = ioObjects.begin()->second;
+    ioObjects.erase(ioObjects.begin());
+    deleted += iLookAt(objectP) ? 1 : 0;
+  }
+  return deleted;
+}
+
+// The same for each object of a chain.
+template <class LookAt>
+std::size_t LookAtChain(SPSAtomicElementBase* iFirstP, const LookAt& iLookAt) {
+  std::size_t deleted = 0;
+  while (iFirstP != nullptr) {
+    auto* objectP = static_cast<Sys_DelayedDeletionObject*>(iFirstP);
+    iFirstP = iFirstP->GetNextInChain();
+    deleted += iLookAt(objectP) ? 1 : 0;
+  }
+  return deleted;
+}
+
+// The clock has stepped back, so an object may have been retired anew with an earlier time than is noted:
+// for the next pass everything counts as new.
+void ForgetWhatIsNoted(Waiting& ioWaiting) noexcept {
+  for (const auto& [epoch, objectP] : ioWaiting.mHeld) sRetired.Push(objectP);
+  for (const auto& [time, objectP] : ioWaiting.mYoung) sRetired.Push(objectP);
+  ioWaiting.mHeld.clear();
+  ioWaiting.mYoung.clear();
+}
+
+// The work of a pass; returns how many objects were deleted.
+template <class LookAt>
+std::size_t LookAtWhatMayBeDue(Waiting& ioWaiting, const LookAt& iLookAt) {
+  SPSAtomicElementBase* newP = sRetired.TakeAll();
+  // The usual case, and a frequent one. An epoch need only pass while something is listed.
+  if (newP == nullptr && ioWaiting.IsEmpty()) return 0;
+  // The time is asked for after the slots, and the objects after both.
+  Present present;
+  present.mLowestHeld = LowestHeldEpoch(sEpoch.fetch_add(1) + 1);
+  present.mNow = Sys_Clock::Microseconds();
+  if (present.mNow < std::exchange(ioWaiting.mLastPass, present.mNow)) ForgetWhatIsNoted(ioWaiting);
+  const auto lookAt = [&](Sys_DelayedDeletionObject* iObjectP) { return iLookAt(iObjectP, present); };
+  const std::int64_t youngFrom = present.mNow - Sys_DelayedDeletion::kMinimumAge + 1;
+  std::size_t deleted = LookAtThoseBelow(ioWaiting.mHeld, present.mLowestHeld, lookAt);
+  deleted += LookAtThoseBelow(ioWaiting.mYoung, youngFrom, lookAt);
+  deleted += LookAtChain(newP, lookAt);
+  return deleted;
+}
+
 }  // namespace
 
 Sys_EpochGuard::Sys_EpochGuard() noexcept {
@@ -106,39 +207,28 @@ void Sys_DelayedDeletion::Retire(Sys_DelayedDeletionObject* iObjectP) noexcept {
 
 std::size_t Sys_DelayedDeletion::RunPass() {
   if (sIsPassRunning.exchange(true)) return 0;
-  std::size_t deleted = 0;
-  SPSAtomicElementBase* nextP = sRetired.TakeAll();
-  if (nextP == nullptr) {
-    // The usual case, and a frequent one. An epoch need only pass while something is listed.
-    sIsPassRunning.store(false);
-    return 0;
-  }
-  const std::uint64_t lowestHeld = LowestHeldEpoch(sEpoch.fetch_add(1) + 1);
-  const std::int64_t now = Sys_Clock::Microseconds();
-  while (nextP != nullptr) {
-    auto* objectP = static_cast<Sys_DelayedDeletionObject*>(nextP);
-    nextP = nextP->GetNextInChain();
-    if (objectP->HasReferences()) {
+  // Deletes an object, takes it off the list, or keeps it there; true if it was deleted.
+  const auto lookAt = [](Sys_DelayedDeletionObject* iObjectP, const Present& iPresent) {
+    if (iObjectP->HasReferences()) {
       sPendingCount.fetch_sub(1);
-      objectP->mIsListed.store(false);
+      iObjectP->mIsListed.store(false);
       // The last reference may have gone between the question and the unmarking, and its release have seen
       // the mark: then it's up to us to list the object again.
-      if (!objectP->HasReferences() && !objectP->mIsListed.exchange(true)) {
+      if (!iObjectP->HasReferences() && !iObjectP->mIsListed.exchange(true)) {
         sPendingCount.fetch_add(1);
-        sRetired.Push(objectP);
+        sRetired.Push(iObjectP);
       }
-      continue;
+      return false;
     }
-    const bool isHeld = objectP->mRetireEpoch.load() >= lowestHeld;
-    const bool isYoung = now - objectP->mRetireTime.load() < kMinimumAge;
-    if (isHeld || isYoung) {
-      sRetired.Push(objectP);
-      continue;
-    }
+    const std::uint64_t epoch = iObjectP->mRetireEpoch.load();
+    const std::int64_t time = iObjectP->mRetireTime.load();
+    if (iPresent.mNow - time < kMinimumAge) return Keep(GetWaiting().mYoung, time, iObjectP);
+    if (epoch >= iPresent.mLowestHeld) return Keep(GetWaiting().mHeld, epoch, iObjectP);
     sPendingCount.fetch_sub(1);
-    delete objectP;
-    ++deleted;
-  }
+    delete iObjectP;
+    return true;
+  };
+  const std::size_t deleted = LookAtWhatMayBeDue(GetWaiting(), lookAt);
   sIsPassRunning.store(false);
   return deleted;
 }

@@ -296,6 +296,76 @@ TEST_F(Cmn_AssertTest, MoreRecordsThanTheRingHoldsAreCountedAsDropped) {
   EXPECT_EQ(CountOfSite("dense"), 1500u) << "the count is exact all the same";
 }
 
+// More reports of one site than the ring holds, then some of two others, whose checks pass what they pass.
+void FillTheRingAndFailElsewhere(const char* iDenseP, const char* iQuietP, const char* iThrowingP) {
+  const Cmn_RealTimeScope scope;
+  for (int i = 0; i < 1100; ++i) Cmn_Assert::HandleMagicAssertNoThrow(true, iDenseP, 11);
+  for (int i = 0; i < 5; ++i) Cmn_Assert::HandleMagicAssertNoThrow(true, iQuietP, 12);
+  for (int i = 0; i < 5; ++i) Cmn_Assert::HandleMagicAssert(false, iThrowingP, 13);
+}
+
+TEST_F(Cmn_AssertTest, ASiteWhoseReportsFoundTheRingFullReachesTheHandlerOnce) {
+  Test_AssertRecorder recorder;
+  FillTheRingAndFailElsewhere("full, dense@$^$@tests", "full, quiet@$^$@tests", "full, throwing@$^$@tests");
+  const auto reports = recorder.Reports();
+  ASSERT_EQ(reports.size(), 1026u);
+  EXPECT_EQ(recorder.Count("full, dense"), 1024) << "it has been told, so none is added";
+  ASSERT_EQ(recorder.Count("full, quiet"), 1);
+  ASSERT_EQ(recorder.Count("full, throwing"), 1);
+  const bool isQuietFirst = reports[1024].mText == "full, quiet";
+  const auto& quiet = reports[isQuietFirst ? 1024 : 1025];
+  EXPECT_EQ(quiet.mSource, "tests");
+  EXPECT_EQ(quiet.mLine, 12);
+  EXPECT_TRUE(quiet.mFlag);
+  EXPECT_FALSE(quiet.mThrowing);
+  EXPECT_TRUE(quiet.mRealTime);
+  const auto& throwing = reports[isQuietFirst ? 1025 : 1024];
+  EXPECT_EQ(throwing.mLine, 13);
+  EXPECT_FALSE(throwing.mFlag);
+  EXPECT_TRUE(throwing.mThrowing);
+  Cmn_Assert::Drain();
+  EXPECT_EQ(recorder.Count(), 1026) << "once";
+}
+
+TEST_F(Cmn_AssertTest, TheFirstReportOfASiteIsPrintedAlsoIfItFoundTheRingFull) {
+  testing::internal::CaptureStderr();
+  FillTheRingAndFailElsewhere("crammed, dense@$^$@tests", "crammed, quiet@$^$@tests",
+                              "crammed, last@$^$@tests");
+  Cmn_Assert::Drain();
+  const std::string printed = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 3) << printed;
+  EXPECT_THAT(printed, testing::HasSubstr("mlox: check failed: crammed, dense (tests, line 11)\n"));
+  EXPECT_THAT(printed, testing::HasSubstr("mlox: check failed: crammed, quiet (tests, line 12)\n"));
+  EXPECT_THAT(printed, testing::HasSubstr("mlox: check failed: crammed, last (tests, line 13)\n"));
+}
+
+TEST_F(Cmn_AssertTest, ModeCountPrintsNoReportThatFoundTheRingFullNeitherThenNorLater) {
+  Cmn_Assert::SetMode(Cmn_Assert::kCount);
+  testing::internal::CaptureStderr();
+  FillTheRingAndFailElsewhere("hushed, dense@$^$@tests", "hushed, quiet@$^$@tests", "hushed, last@$^$@tests");
+  Cmn_Assert::Drain();
+  Cmn_Assert::SetMode(Cmn_Assert::kReport);
+  Cmn_Assert::Drain();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(Cmn_AssertTest, WithoutAHandlerReportsOfAPrintedSiteDontFillTheRing) {
+  testing::internal::CaptureStderr();
+  Cmn_Assert::HandleMagicAssertNoThrow(true, "printed, dense@$^$@tests", 11);
+  const std::uint64_t dropped = Cmn_Assert::DroppedRecords();
+  FillTheRingAndFailElsewhere("printed, dense@$^$@tests", "printed, quiet@$^$@tests",
+                              "printed, last@$^$@tests");
+  EXPECT_EQ(Cmn_Assert::DroppedRecords(), dropped);
+  Cmn_Assert::Drain();
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("printed, quiet"));
+  Test_AssertRecorder recorder;
+  {
+    const Cmn_RealTimeScope scope;
+    Cmn_Assert::HandleMagicAssertNoThrow(true, "printed, dense@$^$@tests", 11);
+  }
+  EXPECT_EQ(recorder.Count("printed, dense"), 1) << "a handler gets each";
+}
+
 TEST_F(Cmn_AssertTest, ManyThreadsReportAtOnceAndEveryReportIsCounted) {
   Test_AssertRecorder recorder;
   std::vector<std::thread> threads;

@@ -251,6 +251,96 @@ TEST_F(Sys_DelayedDeletionTest, AnObjectThatHasReferencesAgainIsSparedAndLeavesT
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
 }
 
+// A pass takes off the list what has references again and what it looks at. So objects with references tell
+// which ones a pass has looked at.
+TEST_F(Sys_DelayedDeletionTest, APassLooksAtNothingThatCantHaveBecomeOldEnough) {
+  std::vector<Counted*> objects;
+  for (int i = 0; i < 100; ++i) {
+    objects.push_back(MakeReleased());
+    sNow += 1000;
+  }
+  Sys_DelayedDeletion::RunPass();
+  for (const Counted* objectP : objects) objectP->AddReference();
+  sNow = 50 * kSecond + kSecond - 1;
+  Sys_DelayedDeletion::RunPass();
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 100u) << "none is a second old";
+  sNow = 50 * kSecond + kSecond + 9 * 1000;
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 90u) << "ten are";
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+  for (const Counted* objectP : objects) objectP->RemoveReference();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 100u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, APassLooksAtNothingThatAGuardStillHolds) {
+  auto earlyP = std::make_unique<Visitor>();
+  Counted* firstP = MakeReleased();
+  Sys_DelayedDeletion::RunPass();
+  auto lateP = std::make_unique<Visitor>();
+  Counted* secondP = MakeReleased();
+  sNow += kSecond;
+  Sys_DelayedDeletion::RunPass();
+  firstP->AddReference();
+  secondP->AddReference();
+  sNow += kSecond;
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 2u);
+  earlyP.reset();
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 1u) << "the late one holds only the second";
+  lateP.reset();
+  Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), 0u);
+  firstP->RemoveReference();
+  secondP->RemoveReference();
+}
+
+TEST_F(Sys_DelayedDeletionTest, WhatIsHeldOrYoungDoesntHoldBackWhatIsRetiredBehindIt) {
+  auto guardP = std::make_unique<Visitor>();
+  MakeReleased();
+  Sys_DelayedDeletion::RunPass();
+  sNow += kSecond;
+  Sys_DelayedDeletion::RunPass();
+  MakeReleased();
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  sNow -= kSecond / 2;  // so that the third is old enough ahead of the second
+  MakeReleased();
+  sNow += kSecond / 4;
+  Sys_DelayedDeletion::RunPass();
+  sNow += kSecond / 4 * 3;
+  guardP.reset();
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 2u) << "the first and the third";
+  sNow += kSecond / 2;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, AnObjectThatIsRetiredAnewWithAnEarlierTimeIsDeletedByTheSecondPassAfterIt) {
+  Counted* youngP = MakeReleased();
+  Sys_DelayedDeletion::RunPass();
+  sNow -= 20 * kSecond;
+  youngP->AddReference();
+  youngP->RemoveReference();
+  sNow += kSecond;
+  const std::size_t deleted = Sys_DelayedDeletion::RunPass();
+  EXPECT_EQ(deleted + Sys_DelayedDeletion::RunPass(), 1u);
+}
+
+TEST_F(Sys_DelayedDeletionTest, WhatIsHeldIsYoungAgainIfTheClockStepsBack) {
+  auto guardP = std::make_unique<Visitor>();
+  MakeReleased();
+  sNow += kSecond;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  sNow -= 1;
+  guardP.reset();
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 0u);
+  sNow += 1;
+  EXPECT_EQ(Sys_DelayedDeletion::RunPass(), 1u);
+}
+
 TEST_F(Sys_DelayedDeletionTest, AnObjectThatIsReleasedTwiceIsListedOnceAndItsAgeBeginsAnew) {
   Counted* objectP = MakeReleased();
   sNow += kSecond;
@@ -483,7 +573,8 @@ TEST_F(Sys_DelayedDeletionTest, WritersNeverMeetADeletedObject) {
 }
 
 // Threads take objects back from the list and release them again while passes run, which find them too young
-// for anything but unmarking. No release may be forgotten: at the end every object is listed, once.
+// for anything but unmarking, and look at them all since the clock steps back from one to the next. No
+// release may be forgotten: at the end every object is listed, once.
 TEST_F(Sys_DelayedDeletionTest, ARevivalThatMeetsThePassIsNeitherForgottenNorListedTwice) {
   constexpr std::size_t kObjects = 20;
   std::vector<Counted*> objects;
@@ -506,6 +597,7 @@ TEST_F(Sys_DelayedDeletionTest, ARevivalThatMeetsThePassIsNeitherForgottenNorLis
   std::uint64_t unmarked = 0;
   for (int pass = 0; pass < 2000 || revivals < 5000; ++pass) {
     const std::size_t before = Sys_DelayedDeletion::PendingCount();
+    --sNow;
     Sys_DelayedDeletion::RunPass();
     if (Sys_DelayedDeletion::PendingCount() < before) ++unmarked;
     if (pass % 16 == 0) std::this_thread::yield();
@@ -515,13 +607,14 @@ TEST_F(Sys_DelayedDeletionTest, ARevivalThatMeetsThePassIsNeitherForgottenNorLis
   EXPECT_GT(unmarked, 0u);
   EXPECT_EQ(mDead, 0);
   EXPECT_EQ(Sys_DelayedDeletion::PendingCount(), kObjects);
-  sNow += kSecond;
+  sNow = 60 * kSecond;
   EXPECT_EQ(Sys_DelayedDeletion::RunPass(), kObjects);
   EXPECT_EQ(mDead, static_cast<int>(kObjects));
 }
 
 // The pass asks whether the object has references, finds one, and unmarks it. A release that comes between
-// the two sees the mark, lists nothing, and leaves it to the pass.
+// the two sees the mark, lists nothing, and leaves it to the pass. The clock steps back, so passes look
+// again.
 TEST_F(Sys_DelayedDeletionTest, AReleaseWhileThePassUnmarksTheObjectIsNotForgotten) {
   constexpr int kRounds = 5000;
   Counted* objectP = MakeReleased();
@@ -538,10 +631,14 @@ TEST_F(Sys_DelayedDeletionTest, AReleaseWhileThePassUnmarksTheObjectIsNotForgott
   int forgotten = 0;
   for (int round = 1; round <= kRounds; ++round) {
     begun = round;
-    while (done < round) Sys_DelayedDeletion::RunPass();
+    while (done < round) {
+      --sNow;
+      Sys_DelayedDeletion::RunPass();
+    }
     if (Sys_DelayedDeletion::PendingCount() != 1) ++forgotten;
   }
   reviver.join();
+  sNow = 60 * kSecond;
   EXPECT_EQ(forgotten, 0);
 }
 
