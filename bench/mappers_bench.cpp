@@ -9,11 +9,13 @@
 // stands how they grow. "output to id", "input to id": the id of the last device's last channel, beside a
 // walk over the devices by their indices, which is the linear part of it; the rest is a binary search. "id to
 // output", "id to input": what the highest id stands for. What these cost more is the head of every look-up,
-// CheckStudioSetup with the library's housekeeping, and doesn't grow with the devices. Microseconds.
+// CheckStudioSetup with the library's housekeeping, and grows neither with the devices nor with the objects
+// that wait for their deletion: one row has very many of those, with 10,000 nodes. Microseconds.
 //
 // All figures are of the thread's processor time, the best round of a run, since everything that disturbs
 // makes it slower.
 #include <algorithm>
+#include <cstddef>
 #include <ctime>
 #include <functional>
 #include <string>
@@ -21,6 +23,8 @@
 
 #include "bench/support/bench_report.h"
 #include "cmn/mem2_masterallocator.h"
+#include "cmn/sys_delayeddeletion.h"
+#include "cmn/sys_delayeddeletionobject.h"
 #include "mlox/midiinputidmapper.h"
 #include "mlox/midioutputidmapper.h"
 #include "mlox/mlox_device.h"
@@ -33,6 +37,7 @@ namespace {
 constexpr int kFewNodes = 2500;
 constexpr int kNodes = 10000;
 constexpr int kRounds = 20;
+constexpr std::size_t kRetired = 32000;
 constexpr short kLastChannel = 15;
 
 double ThreadSeconds() {
@@ -157,6 +162,15 @@ std::string RowOf(const char* iSubjectP, int iNodes) {
   return std::string(iSubjectP) + ", " + std::to_string(iNodes) + " nodes";
 }
 
+// One object that waits for its deletion.
+class Retired : public Sys_DelayedDeletionObject {};
+
+// Retires objects until very many wait, and lets a look-up's head look at them once.
+void RetireMany() {
+  while (Sys_DelayedDeletion::PendingCount() < kRetired) Sys_DelayedDeletion::Retire(new Retired);
+  MidiOutputIDMapper::GetMaxID();
+}
+
 // Outputs have no entry for a device as a whole where it has channels, inputs have one.
 void AddLookUpsToIDs(int iNodes) {
   Mlox_Manager& manager = Application::Manager();
@@ -192,6 +206,13 @@ void AddLookUpsFromIDs(int iNodes) {
             [iNodes] { return MidiInputIDMapper::IDToInput(17 * iNodes) == LastInput(iNodes) ? 1 : 0; });
 }
 
+const char* RowBesideRetired() { return "id to output, 32,000 retired"; }
+
+void AddLookUpBesideRetired() {
+  const auto call = [] { return MidiOutputIDMapper::IDToOutput(16 * kNodes) == LastOutput(kNodes) ? 1 : 0; };
+  Add(RowBesideRetired(), kBenchOurs, {"microseconds", 1e6, kNodes, 2000, 1, RetireMany, call});
+}
+
 // As many times larger, and what the search adds: the list's logarithm, and memory that is farther away.
 Bench_Growth LinearGrowth(const char* iSubjectP) {
   constexpr double kSizes = static_cast<double>(kNodes) / kFewNodes;
@@ -212,6 +233,7 @@ int main(int iArgumentCount, char** iArgumentsPP) {
   AddLookUpsFromIDs(kFewNodes);
   AddLookUpsToIDs(kNodes);
   AddLookUpsFromIDs(kNodes);
+  AddLookUpBesideRetired();
   AddRebuild("rebuild outputs", "walk", 16 * kNodes, CountOutputChannels);
   AddRebuild("rebuild outputs", kBenchOurs, 16 * kNodes, [] { return MidiOutputIDMapper::GetMaxID(); });
   AddRebuild("rebuild inputs", "walk", 16 * kNodes, CountInputChannels);
@@ -220,7 +242,9 @@ int main(int iArgumentCount, char** iArgumentsPP) {
   Bench_Report report;
   report.mProgram = "mappers_bench";
   report.mMetrics = {{"milliseconds", "ms", false}, {"microseconds", "us", false}};
-  report.mGoals = {{"rebuild outputs", "milliseconds", "", 20}, {"rebuild inputs", "milliseconds", "", 20}};
+  report.mGoals = {{"rebuild outputs", "milliseconds", "", 20},
+                   {"rebuild inputs", "milliseconds", "", 20},
+                   {RowBesideRetired(), "microseconds", "", 2}};
   report.mGrowths = {LinearGrowth("output to id"), LinearGrowth("input to id"), NoGrowth("id to output"),
                      NoGrowth("id to input")};
   report.mHead = {"nodes of plug-ins each way, 16 channels each; rebuilds: " + std::to_string(kNodes)};

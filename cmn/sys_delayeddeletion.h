@@ -65,8 +65,10 @@ class MLOX_EXPORT Sys_DelayedDeletion {
   static void NoteRelease(const Sys_DelayedDeletionObject& iObject) noexcept;
 
   /// Deletes each listed object that is old enough (Sys_Clock), that no guard entered before its retirement
-  /// can hold, and that has no references again; what has some leaves the list. Returns how many it deleted.
-  /// [main: one thread at a time; a call from inside a destructor that it runs does nothing and returns 0]
+  /// can hold, and that has no references again; what has some leaves the list, at the latest when it would
+  /// be deleted. Costs nothing for what can't have become due since the last pass. Returns how many it
+  /// deleted. [main: one thread at a time; a call from inside a destructor that it runs does nothing and
+  /// returns 0]
   static std::size_t RunPass();
 
   /// Objects listed now. [any]
