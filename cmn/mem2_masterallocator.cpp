@@ -25,6 +25,7 @@ constexpr std::size_t kHints = 8;
 // What waits for a reader that has stopped for good must not take a machine's memory: a class may have this
 // part of it out, and these blocks in any case.
 constexpr std::size_t kShareOfMemory = 4;
+constexpr std::size_t kMostBytes = std::size_t{512} * 1024 * 1024;
 constexpr std::size_t kLeastMaxBlocks = 4;
 // A chunk has at least a sixteenth of the blocks that its class has already: a class that grows comes to its
 // end before it is out of places.
@@ -359,7 +360,7 @@ void Mem2_MasterAllocator::Impl::GrowClassAhead(std::size_t iIndex) noexcept {
 Mem2_MasterAllocator::Mem2_MasterAllocator() : Mem2_MasterAllocator(kDefaultPresizes) {}
 
 Mem2_MasterAllocator::Mem2_MasterAllocator(std::span<const Presize> iPresizes)
-    : Mem2_MasterAllocator(iPresizes, PSUtil_MemoryOfMachine() / kShareOfMemory) {}
+    : Mem2_MasterAllocator(iPresizes, std::min(kMostBytes, PSUtil_MemoryOfMachine() / kShareOfMemory)) {}
 
 Mem2_MasterAllocator::Mem2_MasterAllocator(std::span<const Presize> iPresizes, std::size_t iMostBytes)
     : mImplP(std::make_unique<Impl>(iMostBytes)) {

@@ -16,9 +16,9 @@
 /// Alloc and Free take no lock. Free is one atomic operation and never fails. Alloc looks through a bounded
 /// number of words and takes a block with one atomic operation; only if every block of the class is out does
 /// it map more memory in place, which is counted: GrowAhead exists so that this doesn't happen. Memory is
-/// never given back to the system before the pool ends, so no Free is a system call. Of one size a quarter of
-/// the machine's memory can be out at most, so that a reader which has stopped for good doesn't take all of
-/// it.
+/// never given back to the system before the pool ends, so no Free is a system call. Of one size 512 MB or a
+/// quarter of the machine's memory can be out at most, so that a reader which has stopped for good doesn't
+/// take all of it.
 ///
 /// Which blocks are free stands in words beside the blocks, one bit a block, never in the blocks: there are
 /// no links that a late reader could follow, and none that need a tag.
